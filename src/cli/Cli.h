@@ -1,0 +1,29 @@
+#pragma once
+
+#include "cli/Command.h"
+
+#include <QStringList>
+#include <QTextStream>
+
+#include <memory>
+#include <vector>
+
+// The `moxley` command line: finds the command, parses its options, runs it.
+class Cli
+{
+public:
+    Cli();
+    ~Cli();
+
+    // `arguments` excludes the program name. Returns the exit status.
+    int run(const QStringList &arguments, QTextStream &out, QTextStream &err);
+
+    const std::vector<std::unique_ptr<Command>> &commands() const { return m_commands; }
+
+private:
+    const Command *find(const QString &name) const;
+    void printHelp(QTextStream &stream) const;
+    static void printCommandHelp(const Command &command, QTextStream &stream);
+
+    std::vector<std::unique_ptr<Command>> m_commands;
+};

@@ -1,0 +1,53 @@
+#include "cli/CommandContext.h"
+
+#include "cli/TaskLookup.h"
+#include "model/TaskMigration.h"
+#include "platform/AppPaths.h"
+
+#include <QFile>
+
+int CommandContext::fail(const QString &message)
+{
+    err << "moxley: " << message << Qt::endl;
+    return 1;
+}
+
+int CommandContext::usageError(const QString &message)
+{
+    err << "moxley: " << message << Qt::endl;
+    const QString help = commandName.isEmpty() ? QStringLiteral("moxley --help") : u"moxley " % commandName % u" --help";
+    err << "Try '" << help << "' for more information." << Qt::endl;
+    return 2;
+}
+
+void CommandContext::notice(const QString &text)
+{
+    err << "moxley: notice: " << text << Qt::endl;
+}
+
+std::optional<QList<ScheduledTask>> CommandContext::loadTasks()
+{
+    QFile file(AppPaths::tasksFile());
+    if (!file.exists()) {
+        return QList<ScheduledTask>{};
+    }
+    if (!file.open(QIODevice::ReadOnly)) {
+        fail(u"Failed to load tasks: " % file.errorString());
+        return std::nullopt;
+    }
+    const TaskMigration::ReadResult result = TaskMigration::read(file.readAll());
+    if (!result.ok()) {
+        fail(u"Failed to load tasks: " % result.error->description);
+        return std::nullopt;
+    }
+    return result.tasks;
+}
+
+std::optional<ScheduledTask> CommandContext::findTask(const QList<ScheduledTask> &tasks, const QString &query)
+{
+    const TaskLookup::Result found = TaskLookup::find(tasks, query);
+    if (!found.task) {
+        fail(found.error);
+    }
+    return found.task;
+}

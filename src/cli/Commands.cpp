@@ -1,0 +1,10 @@
+#include "cli/Commands.h"
+
+std::vector<std::unique_ptr<Command>> Commands::all()
+{
+    std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(makeList());
+    commands.push_back(makeShow());
+    commands.push_back(makeExport());
+    return commands;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "cli/Command.h"
+
+#include <memory>
+#include <vector>
+
+// Every command, each made in its own file.
+namespace Commands {
+
+std::vector<std::unique_ptr<Command>> all();
+
+std::unique_ptr<Command> makeList();
+std::unique_ptr<Command> makeShow();
+std::unique_ptr<Command> makeExport();
+
+} // namespace Commands

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "model/TaskSchedule.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QString>
+#include <QUuid>
+
+#include <optional>
+
+// An older per-task log entry, still carried in the tasks file.
+struct TaskLog {
+    QUuid id;
+    // Seconds since 2001-01-01 00:00:00 UTC, kept as read so a file round-trips exactly.
+    double timestamp = 0;
+    qint32 exitCode = 0;
+    QString output;
+
+    QDateTime timestampDate() const;
+    friend bool operator==(const TaskLog &, const TaskLog &) = default;
+};
+
+// One run read back from a task's runs file. Never stored in the tasks file.
+struct TaskRunRecord {
+    QUuid id;
+    QDateTime startedAt;
+    QDateTime endedAt;
+    qint32 exitCode = 0;
+};
+
+struct ScheduledTask {
+    QUuid id;
+    QString name;
+    QString command;
+    std::optional<QString> workingDirectory;
+    std::optional<QString> envFilePath;
+    bool useLoginShell = true;
+    bool wakeBeforeRun = false;
+    TaskSchedule schedule;
+    bool isEnabled = true;
+    QList<TaskLog> logs;
+
+    // The id as 36 upper-case characters with hyphens.
+    QString fullId() const { return fullId(id); }
+    // The first 8 characters of the full id, lower-cased.
+    QString shortId() const { return shortId(id); }
+    static QString fullId(const QUuid &id);
+    static QString shortId(const QUuid &id);
+
+    friend bool operator==(const ScheduledTask &, const ScheduledTask &) = default;
+};
+
+// Seconds between the Unix epoch and 2001-01-01 00:00:00 UTC, the reference of stored dates.
+inline constexpr qint64 kReferenceDateOffset = 978307200;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+
+// The user's folders, as the app and the moxley tool both find them.
+namespace AppPaths {
+
+// HOME (honoured on every platform).
+QString homeDir();
+// macOS: ~/Library/Application Support/Moxley; elsewhere: $XDG_DATA_HOME/Moxley
+// (~/.local/share/Moxley by default).
+QString dataDir();
+QString tasksFile();          // dataDir()/tasks.json
+QString scriptsDir();         // dataDir()/Scripts
+QString logDir();             // dataDir()/Logs
+QString userLaunchAgentsDir(); // ~/Library/LaunchAgents
+
+} // namespace AppPaths

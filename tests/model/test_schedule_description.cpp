@@ -1,0 +1,106 @@
+#include "model/ScheduledTask.h"
+#include "model/Weekdays.h"
+
+#include <QtTest>
+
+class ScheduleDescriptionTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void descriptions_data()
+    {
+        QTest::addColumn<TaskSchedule>("schedule");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("interval 1") << TaskSchedule::interval(1) << "Every 1 min";
+        QTest::newRow("interval 15") << TaskSchedule::interval(15) << "Every 15 min";
+        QTest::newRow("interval 120 stays in minutes") << TaskSchedule::interval(120) << "Every 120 min";
+        QTest::newRow("daily sorted") << TaskSchedule::daily({{14, 0}, {9, 5}}) << "Daily at 9:05, 14:00";
+        QTest::newRow("weekly") << TaskSchedule::weekly({6, 2, 4}, {{9, 0}}) << "Mon, Wed, Fri at 9:00";
+        QTest::newRow("weekly sun sat") << TaskSchedule::weekly({7, 1}, {{9, 0}}) << "Sun, Sat at 9:00";
+        QTest::newRow("weekly unknown day") << TaskSchedule::weekly({0}, {{9, 0}}) << "? at 9:00";
+        QTest::newRow("weekly no days") << TaskSchedule::weekly({}, {{9, 0}}) << " at 9:00";
+        QTest::newRow("monthly") << TaskSchedule::monthly(31, {{0, 0}}) << "Monthly on day 31 at 0:00";
+        QTest::newRow("last day") << TaskSchedule::monthlyLastDay({{18, 30}, {6, 0}})
+                                  << "Last day of month at 6:00, 18:30";
+        QTest::newRow("nth") << TaskSchedule::monthlyNthWeekday(4, 6, {{18, 0}}) << "4th Friday at 18:00";
+        QTest::newRow("nth 2nd tuesday") << TaskSchedule::monthlyNthWeekday(2, 3, {{8, 30}}) << "2nd Tuesday at 8:30";
+        QTest::newRow("nth unknown weekday") << TaskSchedule::monthlyNthWeekday(4, 9, {{18, 0}})
+                                             << "4th Unknown at 18:00";
+        QTest::newRow("run at load") << TaskSchedule::runAtLoad() << "Run at load";
+        QTest::newRow("daily empty") << TaskSchedule::daily({}) << "Daily at ";
+        QTest::newRow("monthly empty") << TaskSchedule::monthly(3, {}) << "Monthly on day 3 at ";
+        QTest::newRow("last day empty") << TaskSchedule::monthlyLastDay({}) << "Last day of month at ";
+        QTest::newRow("weekly empty both") << TaskSchedule::weekly({}, {}) << " at ";
+        QTest::newRow("equal times keep both") << TaskSchedule::daily({{9, 0}, {9, 0}}) << "Daily at 9:00, 9:00";
+    }
+
+    void descriptions()
+    {
+        QFETCH(TaskSchedule, schedule);
+        QFETCH(QString, expected);
+        QCOMPARE(schedule.description(), expected);
+    }
+
+    void description_doesNotReorderStoredTimes()
+    {
+        const TaskSchedule schedule = TaskSchedule::daily({{14, 0}, {9, 5}});
+        QCOMPARE(schedule.description(), u"Daily at 9:05, 14:00"_qs);
+        const QList<TimeOfDay> stored{{14, 0}, {9, 5}};
+        QCOMPARE(*schedule.times(), stored);
+    }
+
+    void timeFormatting()
+    {
+        QCOMPARE((TimeOfDay{9, 5}).formatted(), u"9:05"_qs);
+        QCOMPARE((TimeOfDay{14, 0}).formatted(), u"14:00"_qs);
+        QCOMPARE((TimeOfDay{0, 0}).formatted(), u"0:00"_qs);
+        QCOMPARE((TimeOfDay{23, 59}).minuteOfDay(), 1439);
+    }
+
+    void equality_comparesListsInOrder()
+    {
+        QVERIFY(TaskSchedule::daily({{9, 0}, {10, 0}}) == TaskSchedule::daily({{9, 0}, {10, 0}}));
+        QVERIFY(!(TaskSchedule::daily({{9, 0}, {10, 0}}) == TaskSchedule::daily({{10, 0}, {9, 0}})));
+        QVERIFY(!(TaskSchedule::daily({{9, 0}}) == TaskSchedule::monthlyLastDay({{9, 0}})));
+        QVERIFY(!(TaskSchedule::weekly({2, 3}, {{9, 0}}) == TaskSchedule::weekly({3, 2}, {{9, 0}})));
+        QVERIFY(TaskSchedule::runAtLoad() == TaskSchedule::runAtLoad());
+        QVERIFY(!(TaskSchedule::interval(5) == TaskSchedule::interval(6)));
+    }
+
+    void sortedTimes_isStable()
+    {
+        const QList<TimeOfDay> sorted = sortedTimes({{18, 0}, {7, 30}, {7, 30}, {0, 1}});
+        const QList<TimeOfDay> expected{{0, 1}, {7, 30}, {7, 30}, {18, 0}};
+        QCOMPARE(sorted, expected);
+    }
+
+    void weekdayNames()
+    {
+        QCOMPARE(Weekdays::abbreviation(1), u"Sun"_qs);
+        QCOMPARE(Weekdays::abbreviation(7), u"Sat"_qs);
+        QCOMPARE(Weekdays::abbreviation(8), u"?"_qs);
+        QCOMPARE(Weekdays::fullName(4), u"Wednesday"_qs);
+        QCOMPARE(Weekdays::fullName(0), u"Unknown"_qs);
+        QCOMPARE(Weekdays::ordinal(1), u"1st"_qs);
+        QCOMPARE(Weekdays::ordinal(3), u"3rd"_qs);
+    }
+
+    void ids()
+    {
+        ScheduledTask task;
+        task.id = QUuid::fromString(u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_qs);
+        QCOMPARE(task.fullId(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
+        QCOMPARE(task.shortId(), u"0a1b2c3d"_qs);
+    }
+
+    void kindNames()
+    {
+        QCOMPARE(TaskSchedule::interval(1).kindName(), u"interval"_qs);
+        QCOMPARE(TaskSchedule::monthlyNthWeekday(1, 2, {}).kindName(), u"monthlyNthWeekday"_qs);
+        QCOMPARE(TaskSchedule::runAtLoad().kindName(), u"runAtLoad"_qs);
+    }
+};
+
+QTEST_GUILESS_MAIN(ScheduleDescriptionTest)
+#include "test_schedule_description.moc"
