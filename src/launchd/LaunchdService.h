@@ -2,9 +2,27 @@
 
 #include "model/ScheduledTask.h"
 
+#include <QSet>
 #include <QString>
+#include <QStringList>
+#include <QUuid>
 
 #include <optional>
+
+// A failure of installing or removing a job; returned, never thrown.
+struct JobControlError {
+    enum class Kind { installFailed, launchctlFailed };
+    Kind kind = Kind::installFailed;
+    QString message;    // installFailed: the system's text
+    QString subcommand; // launchctlFailed
+    qint32 status = 0;  // launchctlFailed; -1 when launchctl could not be started
+
+    static JobControlError installFailed(const QString &message);
+    static JobControlError launchctlFailed(const QString &subcommand, qint32 status);
+    // "Failed to install task: MESSAGE" or "launchctl SUB failed (exit code N)"
+    QString description() const;
+    friend bool operator==(const JobControlError &, const JobControlError &) = default;
+};
 
 // Knows where every generated file of a task lives and what it is called, writes the
 // wrapper script and the job property list, and loads and unloads jobs with launchctl.
@@ -36,6 +54,26 @@ public:
     QString runsPath(const ScheduledTask &task) const { return runsPath(task.id); }
     QString stdoutLogPath(const ScheduledTask &task) const { return stdoutLogPath(task.id); }
     QString stderrLogPath(const ScheduledTask &task) const { return stderrLogPath(task.id); }
+
+    // The wrapper script's version; its header line is "# Moxley script v3".
+    static constexpr int kScriptVersion = 3;
+    static QString scriptHeader();
+
+    // The exact texts of the generated files (pure: nothing touches the disk).
+    QString scriptText(const ScheduledTask &task) const;
+    QString plistText(const ScheduledTask &task) const;
+
+    // Writes the script (mode 0700, creating the folders), fails with the system's text.
+    std::optional<QString> writeScript(const ScheduledTask &task) const;
+
+    // launchctl with these arguments (no shell); output discarded.
+    std::optional<JobControlError> runJobControl(const QStringList &arguments) const;
+    // Writes script and property list, unloads an existing job, loads the new one.
+    std::optional<JobControlError> install(const ScheduledTask &task) const;
+    // Unloads the job and deletes its property list and scripts; history and logs stay.
+    std::optional<JobControlError> uninstall(const ScheduledTask &task) const;
+    // Removes this app's jobs and scripts whose task id is not kept.
+    void removeOrphans(const QSet<QUuid> &keptIds) const;
 
 private:
     QString m_launchAgentsDir;

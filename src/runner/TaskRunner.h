@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QProcess>
+#include <QString>
+
+#include <optional>
+
+// Runs one command once, now, with live output: standard output and standard error share one
+// pipe and arrive in order. Nothing is recorded. State changes happen on the main thread.
+class TaskRunner : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit TaskRunner(QObject *parent = nullptr);
+    ~TaskRunner() override;
+
+    bool isRunning() const { return m_isRunning; }
+    const QString &output() const { return m_output; }
+    std::optional<int> exitCode() const { return m_exitCode; }
+    // The most recently started process; kept after it ends. The view stops a run through it.
+    QProcess *process() const { return m_process; }
+
+    // Ignored while a run is in progress.
+    void run(const QString &command, const std::optional<QString> &workingDirectory,
+             const std::optional<QString> &envFilePath, bool useLoginShell);
+    // Asks the running process to terminate (SIGTERM); the run ends the usual way.
+    void terminate();
+
+    // "/bin/zsh" -l -i -c, or "/bin/sh" -c.
+    static QString shellProgram(bool useLoginShell);
+    static QStringList shellArguments(bool useLoginShell, const QString &commandLine);
+    // The parts joined with " && ": set -a && source '<env>' && set +a, cd '<dir>', the command.
+    static QString commandLine(const QString &command, const std::optional<QString> &workingDirectory,
+                               const std::optional<QString> &envFilePath);
+
+Q_SIGNALS:
+    void isRunningChanged(bool running);
+    // Each piece of output as it arrives, so views can append instead of re-setting all the text.
+    void outputAppended(const QString &text);
+    void outputCleared();
+    void exitCodeChanged(std::optional<int> exitCode);
+    void finished(int exitCode);
+
+private:
+    bool m_isRunning = false;
+    QString m_output;
+    std::optional<int> m_exitCode;
+    QPointer<QProcess> m_process;
+};
