@@ -3,6 +3,8 @@
 #include "ui/Icons.h"
 
 #include <QApplication>
+#include <QFrame>
+#include <QVBoxLayout>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -124,6 +126,19 @@ QLabel *ViewStyle::codeLabel(const QString &text, QWidget *parent)
     label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     label->setMinimumWidth(0);
     return label;
+}
+
+QWidget *ViewStyle::codeBlock(QLabel *label, QWidget *parent)
+{
+    auto *frame = new QFrame(parent);
+    frame->setObjectName(QStringLiteral("code-block"));
+    frame->setStyleSheet(u"QFrame#code-block { background: " % quaternaryFill().name(QColor::HexArgb) %
+                         u"; border-radius: 6px; }");
+    auto *layout = new QVBoxLayout(frame);
+    layout->setContentsMargins(10, 8, 10, 8);
+    label->setParent(frame);
+    layout->addWidget(label);
+    return frame;
 }
 
 QLabel *ViewStyle::iconLabel(const QString &symbol, const QColor &tint, int size, QWidget *parent)

@@ -42,6 +42,8 @@ QLabel *captionLabel(const QString &text, QWidget *parent = nullptr);
 QWidget *sectionHeader(const QString &symbol, const QString &title, QWidget *parent = nullptr);
 // A selectable monospaced text block that wraps anywhere.
 QLabel *codeLabel(const QString &text, QWidget *parent = nullptr);
+// The label on a faintly tinted, rounded background, as code and logs are shown.
+QWidget *codeBlock(QLabel *label, QWidget *parent = nullptr);
 // A label showing one symbol, `size` points square.
 QLabel *iconLabel(const QString &symbol, const QColor &tint = QColor(), int size = 14, QWidget *parent = nullptr);
 
