@@ -1,5 +1,6 @@
 #include "ui/DayTimelineView.h"
 
+#include "store/RunHistory.h"
 #include "store/TaskStore.h"
 #include "ui/Icons.h"
 #include "ui/SystemJobTimelineItemView.h"
@@ -148,7 +149,9 @@ void DayTimelineView::reload()
 {
     const TaskStore &store = m_store;
     m_day = Timeline::compute(
-        store.tasks(), [&store](const ScheduledTask &task) { return store.runRecords(task); }, m_systemJobs, m_clock(),
+        store.tasks(), [&store](const ScheduledTask &task) {
+            return RunHistory::readRuns(store.launchdServiceForViews().runsPath(task));
+        }, m_systemJobs, m_clock(),
         m_zone);
     static_cast<HourRuler *>(m_ruler)->setCurrentHour(m_day.currentHour);
 
