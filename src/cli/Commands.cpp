@@ -6,5 +6,6 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeList());
     commands.push_back(makeShow());
     commands.push_back(makeExport());
+    commands.push_back(makeTemplate());
     return commands;
 }

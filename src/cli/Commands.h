@@ -13,5 +13,6 @@ std::vector<std::unique_ptr<Command>> all();
 std::unique_ptr<Command> makeList();
 std::unique_ptr<Command> makeShow();
 std::unique_ptr<Command> makeExport();
+std::unique_ptr<Command> makeTemplate();
 
 } // namespace Commands
