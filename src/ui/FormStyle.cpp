@@ -3,6 +3,7 @@
 #include "ui/Icons.h"
 
 #include <QLabel>
+#include <QIcon>
 #include <QPainter>
 
 QLabel *FormStyle::caption(const QString &text, QWidget *parent)
@@ -51,15 +52,8 @@ QColor FormStyle::secondaryColor(const QWidget *widget)
 
 QPixmap FormStyle::tintedSymbol(const QString &name, const QColor &color, int size)
 {
-    const QIcon icon = Icons::symbol(name);
-    if (icon.isNull()) {
-        return {};
-    }
-    QPixmap pixmap = icon.pixmap(size, size);
-    QPainter painter(&pixmap);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter.fillRect(pixmap.rect(), color);
-    return pixmap;
+    const QIcon icon = Icons::symbol(name, color);
+    return icon.isNull() ? QPixmap() : icon.pixmap(size, size);
 }
 
 QPixmap FormStyle::statusSymbol(bool success, int size)

@@ -498,6 +498,10 @@ void TaskFormView::syncTimeRows()
         layout->addWidget(remove);
         layout->addStretch();
         m_timeRows->addWidget(row);
+        // Shown now rather than on the layout's next pass, so the form is complete at once.
+        if (isVisible()) {
+            row->show();
+        }
     }
     for (int index = 0; index < m_timeRows->count(); ++index) {
         QWidget *row = m_timeRows->itemAt(index)->widget();
