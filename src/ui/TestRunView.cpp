@@ -15,8 +15,13 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace {
 constexpr int kFlushIntervalMs = 30;
+// At most this much text goes into the view per turn of the event loop, so that a flood of
+// output is laid out in slices and the window keeps answering.
+constexpr qsizetype kFlushSliceChars = 32 * 1024;
 constexpr int kStatusIconSize = 16;
 } // namespace
 
@@ -120,19 +125,12 @@ TestRunView::TestRunView(QString command, std::optional<QString> workingDirector
     layout->addLayout(buttons);
 
     m_flushTimer->setSingleShot(true);
-    m_flushTimer->setInterval(kFlushIntervalMs);
     connect(m_flushTimer, &QTimer::timeout, this, &TestRunView::flushOutput);
 
     connect(m_runner, &TaskRunner::outputAppended, this, &TestRunView::appendOutput);
     connect(m_runner, &TaskRunner::outputCleared, this, &TestRunView::clearOutput);
-    connect(m_runner, &TaskRunner::isRunningChanged, this, [this] {
-        flushOutput();
-        updateState();
-    });
-    connect(m_runner, &TaskRunner::exitCodeChanged, this, [this] {
-        flushOutput();
-        updateState();
-    });
+    connect(m_runner, &TaskRunner::isRunningChanged, this, &TestRunView::updateState);
+    connect(m_runner, &TaskRunner::exitCodeChanged, this, &TestRunView::updateState);
     connect(m_stop, &QPushButton::clicked, m_runner, &TaskRunner::terminate);
     connect(m_close, &QPushButton::clicked, this, &QDialog::accept);
     connect(m_runAgain, &QPushButton::clicked, this, &TestRunView::start);
@@ -188,7 +186,7 @@ void TestRunView::appendOutput(const QString &text)
 {
     m_pending += text;
     if (!m_flushTimer->isActive()) {
-        m_flushTimer->start();
+        m_flushTimer->start(kFlushIntervalMs);
     }
 }
 
@@ -198,13 +196,29 @@ void TestRunView::flushOutput()
     if (m_pending.isEmpty()) {
         return;
     }
+    qsizetype count = std::min(m_pending.size(), kFlushSliceChars);
+    // End the slice after a line break when there is one, and never inside a surrogate pair.
+    if (count < m_pending.size()) {
+        const qsizetype lineEnd = m_pending.lastIndexOf(u'\n', count - 1);
+        if (lineEnd > 0) {
+            count = lineEnd + 1;
+        } else if (m_pending.at(count - 1).isHighSurrogate()) {
+            --count;
+        }
+    }
     QTextCursor cursor(m_output->document());
     cursor.movePosition(QTextCursor::End);
-    cursor.insertText(m_pending);
-    m_pending.clear();
+    cursor.insertText(m_pending.left(count));
+    m_pending.remove(0, count);
     // Follow the newest line.
     QScrollBar *bar = m_output->verticalScrollBar();
     bar->setValue(bar->maximum());
+    if (!m_pending.isEmpty()) {
+        m_flushTimer->start(0);
+    } else {
+        m_flushTimer->setInterval(kFlushIntervalMs);
+        updateState();
+    }
 }
 
 void TestRunView::clearOutput()
@@ -222,7 +236,9 @@ void TestRunView::updateState()
     m_stop->setVisible(running);
     m_close->setVisible(!running);
     m_runAgain->setVisible(!running);
-    m_exitRow->setVisible(exitCode.has_value() && !running);
+    // The status follows the output: it shows once everything the run printed is on screen.
+    const bool settled = exitCode.has_value() && !running && m_pending.isEmpty();
+    m_exitRow->setVisible(settled);
     if (exitCode) {
         const bool success = *exitCode == 0;
         m_exitIcon->setPixmap(FormStyle::statusSymbol(success, kStatusIconSize));
