@@ -302,6 +302,29 @@ private Q_SLOTS:
         QVERIFY(!store->lastError());
     }
 
+    void runRecordsAndLogs_readFromTheTaskFiles()
+    {
+        StoreWorld world;
+        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false);
+        world.writeTasks({task});
+        auto store = world.open();
+        QVERIFY(store->runRecords(task).isEmpty());
+        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 100), QString());
+        const LaunchdService files;
+        Sandbox::writeFile(files.runsPath(task), "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\nbroken\n"
+                                                 "2025-03-02T06:00:00Z\t1\n");
+        Sandbox::writeFile(files.stdoutLogPath(task), "one\ntwo\nthree\n");
+        Sandbox::writeFile(files.stderrLogPath(task), "oops\n");
+        const QList<TaskRunRecord> runs = store->runRecords(task);
+        QCOMPARE(runs.size(), 2);
+        QCOMPARE(runs.at(0).startedAt, QDateTime(QDate(2025, 3, 1), QTime(6, 0), QTimeZone::utc()));
+        QCOMPARE(runs.at(0).endedAt, QDateTime(QDate(2025, 3, 1), QTime(6, 0, 5), QTimeZone::utc()));
+        QCOMPARE(runs.at(1).exitCode, 1);
+        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 2), u"three"_qs);
+        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 100), u"one\ntwo\nthree"_qs);
+        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardError, 100), u"oops"_qs);
+    }
+
     void lastErrorAndWarning_clearable()
     {
         StoreWorld world;
