@@ -6,5 +6,13 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeList());
     commands.push_back(makeShow());
     commands.push_back(makeExport());
+    commands.push_back(makeAdd());
+    commands.push_back(makeEdit());
+    commands.push_back(makeEnable());
+    commands.push_back(makeDisable());
+    commands.push_back(makeDelete());
+    commands.push_back(makeDuplicate());
+    commands.push_back(makeImport());
+    commands.push_back(makeWakeCommand());
     return commands;
 }
