@@ -6,6 +6,8 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeList());
     commands.push_back(makeShow());
     commands.push_back(makeExport());
+    commands.push_back(makeScript());
+    commands.push_back(makePlist());
     commands.push_back(makeAdd());
     commands.push_back(makeEdit());
     commands.push_back(makeEnable());

@@ -13,6 +13,8 @@ std::vector<std::unique_ptr<Command>> all();
 std::unique_ptr<Command> makeList();
 std::unique_ptr<Command> makeShow();
 std::unique_ptr<Command> makeExport();
+std::unique_ptr<Command> makeScript();
+std::unique_ptr<Command> makePlist();
 std::unique_ptr<Command> makeAdd();
 std::unique_ptr<Command> makeEdit();
 std::unique_ptr<Command> makeEnable();
