@@ -6,5 +6,8 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeList());
     commands.push_back(makeShow());
     commands.push_back(makeExport());
+    commands.push_back(makeHistory());
+    commands.push_back(makeLogs());
+    commands.push_back(makeTimeline());
     return commands;
 }

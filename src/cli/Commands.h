@@ -13,5 +13,8 @@ std::vector<std::unique_ptr<Command>> all();
 std::unique_ptr<Command> makeList();
 std::unique_ptr<Command> makeShow();
 std::unique_ptr<Command> makeExport();
+std::unique_ptr<Command> makeHistory();
+std::unique_ptr<Command> makeLogs();
+std::unique_ptr<Command> makeTimeline();
 
 } // namespace Commands
