@@ -16,5 +16,8 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeDuplicate());
     commands.push_back(makeImport());
     commands.push_back(makeWakeCommand());
+    commands.push_back(makeHistory());
+    commands.push_back(makeLogs());
+    commands.push_back(makeTimeline());
     return commands;
 }

@@ -23,5 +23,8 @@ std::unique_ptr<Command> makeDelete();
 std::unique_ptr<Command> makeDuplicate();
 std::unique_ptr<Command> makeImport();
 std::unique_ptr<Command> makeWakeCommand();
+std::unique_ptr<Command> makeHistory();
+std::unique_ptr<Command> makeLogs();
+std::unique_ptr<Command> makeTimeline();
 
 } // namespace Commands
