@@ -13,5 +13,19 @@ std::vector<std::unique_ptr<Command>> all();
 std::unique_ptr<Command> makeList();
 std::unique_ptr<Command> makeShow();
 std::unique_ptr<Command> makeExport();
+std::unique_ptr<Command> makeScript();
+std::unique_ptr<Command> makePlist();
+std::unique_ptr<Command> makeAdd();
+std::unique_ptr<Command> makeEdit();
+std::unique_ptr<Command> makeEnable();
+std::unique_ptr<Command> makeDisable();
+std::unique_ptr<Command> makeDelete();
+std::unique_ptr<Command> makeDuplicate();
+std::unique_ptr<Command> makeImport();
+std::unique_ptr<Command> makeWakeCommand();
+std::unique_ptr<Command> makeHistory();
+std::unique_ptr<Command> makeLogs();
+std::unique_ptr<Command> makeTimeline();
+std::unique_ptr<Command> makeTemplate();
 
 } // namespace Commands

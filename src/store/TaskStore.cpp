@@ -3,6 +3,7 @@
 #include "launchd/PmsetService.h"
 #include "model/TaskMigration.h"
 #include "platform/AppPaths.h"
+#include "store/RunHistory.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -454,4 +455,17 @@ TaskStore::ImportResult TaskStore::importTasks(const QByteArray &data)
                        u" with ID" % plural(result.skipped, u"", u"s") % u" already present.");
     }
     return result;
+}
+
+QList<TaskRunRecord> TaskStore::runRecords(const ScheduledTask &task) const
+{
+    return RunHistory::readRuns(m_options.launchdService.runsPath(task));
+}
+
+QString TaskStore::readLog(const ScheduledTask &task, LogStream stream, int maxLines) const
+{
+    const LaunchdService &files = m_options.launchdService;
+    return RunHistory::readLogTail(stream == LogStream::standardOutput ? files.stdoutLogPath(task)
+                                                                       : files.stderrLogPath(task),
+                                   maxLines);
 }

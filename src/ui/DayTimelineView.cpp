@@ -1,6 +1,5 @@
 #include "ui/DayTimelineView.h"
 
-#include "store/RunHistory.h"
 #include "store/TaskStore.h"
 #include "ui/Icons.h"
 #include "ui/SystemJobTimelineItemView.h"
@@ -149,9 +148,7 @@ void DayTimelineView::reload()
 {
     const TaskStore &store = m_store;
     m_day = Timeline::compute(
-        store.tasks(), [&store](const ScheduledTask &task) {
-            return RunHistory::readRuns(store.launchdServiceForViews().runsPath(task));
-        }, m_systemJobs, m_clock(),
+        store.tasks(), [&store](const ScheduledTask &task) { return store.runRecords(task); }, m_systemJobs, m_clock(),
         m_zone);
     static_cast<HourRuler *>(m_ruler)->setCurrentHour(m_day.currentHour);
 

@@ -1,7 +1,6 @@
 #include "ui/TaskDetailView.h"
 
 #include "launchd/PmsetService.h"
-#include "store/RunHistory.h"
 #include "ui/FullLogView.h"
 #include "ui/Icons.h"
 #include "ui/ToggleSwitch.h"
@@ -330,7 +329,7 @@ QWidget *TaskDetailView::buildHistory(QWidget *page)
     QWidget *box =
         section(QStringLiteral("list.bullet.rectangle"), QStringLiteral("Execution History"), page, &body, refreshButton);
 
-    const QList<TaskRunRecord> runs = RunHistory::readRuns(m_store.launchdServiceForViews().runsPath(m_task));
+    const QList<TaskRunRecord> runs = m_store.runRecords(m_task);
     if (runs.isEmpty()) {
         body->addWidget(missingLabel(QStringLiteral("No runs recorded yet."), QStringLiteral("detail-no-runs"), box));
         return box;
@@ -387,7 +386,7 @@ QWidget *TaskDetailView::buildOutput(QWidget *page)
     tabs->addStretch(1);
     body->addLayout(tabs);
 
-    const QString log = readLog(kLogLines);
+    const QString log = m_store.readLog(m_task, m_selectedLogTab, kLogLines);
     if (log.isEmpty()) {
         body->addWidget(missingLabel(u"No " % streamName(m_selectedLogTab) % u" output.", QStringLiteral("detail-log-text"), box));
         return box;
@@ -411,17 +410,9 @@ QWidget *TaskDetailView::buildOutput(QWidget *page)
     return box;
 }
 
-QString TaskDetailView::readLog(int maxLines) const
-{
-    const LaunchdService &service = m_store.launchdServiceForViews();
-    return RunHistory::readLogTail(m_selectedLogTab == TaskStore::LogStream::standardOutput ? service.stdoutLogPath(m_task)
-                                                                                            : service.stderrLogPath(m_task),
-                                   maxLines);
-}
-
 void TaskDetailView::showFullLog()
 {
-    auto *view = new FullLogView(streamName(m_selectedLogTab), readLog(kFullLogLines), this);
+    auto *view = new FullLogView(streamName(m_selectedLogTab), m_store.readLog(m_task, m_selectedLogTab, kFullLogLines), this);
     view->setAttribute(Qt::WA_DeleteOnClose);
     view->open();
 }

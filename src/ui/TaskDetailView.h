@@ -62,8 +62,6 @@ private:
     QWidget *buildFile(QWidget *page, const QString &symbol, const QString &title, const QString &path,
                        const QString &missingText, const QString &name);
     void updateCopyButton();
-    // The selected log's last lines.
-    QString readLog(int maxLines) const;
 
     TaskStore &m_store;
     ScheduledTask m_task;
