@@ -3,7 +3,9 @@
 #include "launchd/LaunchdBrowser.h"
 #include "model/TaskMigration.h"
 #include "store/TaskStore.h"
+#include "ui/AddTaskView.h"
 #include "ui/DayTimelineView.h"
+#include "ui/EditTaskView.h"
 #include "ui/EmptyStateView.h"
 #include "ui/FileDialog.h"
 #include "ui/Icons.h"
@@ -311,12 +313,27 @@ QMenu *ContentView::createContextMenu(const ScheduledTask &task, QWidget *parent
 
 void ContentView::addNewTask()
 {
-    Q_EMIT addTaskRequested();
+    // One add sheet at a time, however often "New Task" is asked for.
+    if (m_addSheet) {
+        m_addSheet->raise();
+        return;
+    }
+    auto *sheet = new AddTaskView(m_store, this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->setOnCreated([this](const ScheduledTask &created) { taskCreated(created); });
+    m_addSheet = sheet;
+    sheet->open();
 }
 
 void ContentView::editTask(const ScheduledTask &task)
 {
-    Q_EMIT editTaskRequested(task);
+    if (m_editSheet) {
+        m_editSheet->close();
+    }
+    auto *sheet = new EditTaskView(m_store, task, this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    m_editSheet = sheet;
+    sheet->open();
 }
 
 void ContentView::taskCreated(const ScheduledTask &task) { setSelection(SidebarSection::task(task.id)); }

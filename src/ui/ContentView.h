@@ -4,7 +4,9 @@
 #include "model/ScheduledTask.h"
 #include "ui/SidebarSection.h"
 
+#include <QDialog>
 #include <QList>
+#include <QPointer>
 #include <QSet>
 #include <QWidget>
 
@@ -50,8 +52,9 @@ public:
     QMenu *createContextMenu(const ScheduledTask &task, QWidget *parent);
 
 public Q_SLOTS:
-    // What the "New Task" command asks for: the add sheet.
+    // What the "New Task" command asks for: the add sheet (AddTaskView), opened window-modal.
     void addNewTask();
+    // The edit sheet (EditTaskView) for the task.
     void editTask(const ScheduledTask &task);
     void duplicateTask(const ScheduledTask &task);
     void toggleEnabled(const ScheduledTask &task);
@@ -73,9 +76,6 @@ public Q_SLOTS:
 
 Q_SIGNALS:
     void selectionChanged();
-    // Raised when no add or edit sheet can be opened here.
-    void addTaskRequested();
-    void editTaskRequested(const ScheduledTask &task);
 
 protected:
     void showEvent(QShowEvent *event) override;
@@ -108,4 +108,6 @@ private:
     SidebarView *m_sidebar;
     QWidget *m_detailHost;
     QWidget *m_detail = nullptr;
+    QPointer<QDialog> m_addSheet;
+    QPointer<QDialog> m_editSheet;
 };

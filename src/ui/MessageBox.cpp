@@ -108,6 +108,8 @@ void MessageBox::setNextAnswer(const QString &buttonText) { pendingAnswers().enq
 
 bool MessageBox::hasPendingAnswers() { return !pendingAnswers().isEmpty(); }
 
+void MessageBox::clearPendingAnswers() { pendingAnswers().clear(); }
+
 QList<MessageBox::Shown> MessageBox::history() { return shownAlerts(); }
 
 void MessageBox::clearHistory() { shownAlerts().clear(); }

@@ -32,6 +32,7 @@ public:
     // The next show() returns this answer at once, showing nothing. Answers queue up in order.
     static void setNextAnswer(const QString &buttonText);
     static bool hasPendingAnswers();
+    static void clearPendingAnswers();
     // The alerts shown or answered so far (the most recent 50), oldest first.
     static QList<Shown> history();
     static void clearHistory();

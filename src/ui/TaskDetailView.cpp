@@ -3,6 +3,7 @@
 #include "launchd/PmsetService.h"
 #include "ui/FullLogView.h"
 #include "ui/Icons.h"
+#include "ui/TestRunView.h"
 #include "ui/ToggleSwitch.h"
 #include "ui/ViewStyle.h"
 
@@ -419,7 +420,9 @@ void TaskDetailView::showFullLog()
 
 void TaskDetailView::openTestRun()
 {
-    Q_EMIT testRunRequested(m_task);
+    auto *sheet = new TestRunView(m_task.command, m_task.workingDirectory, m_task.envFilePath, m_task.useLoginShell, this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
 }
 
 QWidget *TaskDetailView::buildFile(QWidget *page, const QString &symbol, const QString &title, const QString &path,

@@ -41,14 +41,13 @@ public Q_SLOTS:
     void refresh();
     void copyCommand();
     void showFullLog();
+    // The test-run sheet (TestRunView) with the task's command and environment.
     void openTestRun();
 
 Q_SIGNALS:
     void editRequested();
     void duplicateRequested();
     void deleteRequested();
-    // Asked for when no test-run sheet can be opened here.
-    void testRunRequested(const ScheduledTask &task);
 
 private:
     void rebuild();
