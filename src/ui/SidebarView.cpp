@@ -172,7 +172,7 @@ void SidebarView::setState(const State &state)
         auto *timelineLayout = new QHBoxLayout(timeline);
         timelineLayout->setContentsMargins(6, 5, 6, 5);
         timelineLayout->setSpacing(8);
-        timelineLayout->addWidget(ViewStyle::iconLabel(QStringLiteral("clock.badge.checkmark"), ViewStyle::accent(), 16, timeline));
+        timelineLayout->addWidget(ViewStyle::iconLabel(QStringLiteral("clock.badge.checkmark"), QColor(), 16, timeline));
         auto *timelineLabel = new QLabel(QStringLiteral("Timeline"), timeline);
         timelineLabel->setObjectName(QStringLiteral("sidebar-timeline"));
         timelineLayout->addWidget(timelineLabel, 1);

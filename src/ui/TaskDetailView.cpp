@@ -350,9 +350,11 @@ QWidget *TaskDetailView::buildHistory(QWidget *page)
         icon->setAccessibleName(ok ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"));
         layout->addWidget(icon);
         const QDateTime started = run.startedAt.toLocalTime();
-        layout->addWidget(plainLabel(locale.toString(started.date(), QLocale::ShortFormat) % u' ' %
-                                         locale.toString(started.time(), QLocale::ShortFormat),
-                                     QStringLiteral("detail-run-date"), row));
+        QLabel *date = plainLabel(locale.toString(started.date(), QLocale::ShortFormat) % u' ' %
+                                      locale.toString(started.time(), QLocale::ShortFormat),
+                                  QStringLiteral("detail-run-date"), row);
+        date->setWordWrap(false);
+        layout->addWidget(date);
         layout->addStretch(1);
         QLabel *exit = ViewStyle::captionLabel(u"Exit: " % QString::number(run.exitCode), row);
         exit->setObjectName(QStringLiteral("detail-run-exit"));

@@ -123,7 +123,9 @@ QLabel *ViewStyle::codeLabel(const QString &text, QWidget *parent)
     label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     // Long unbroken lines must not widen the page; they wrap or clip instead.
-    label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    QSizePolicy policy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    policy.setHeightForWidth(true); // a fresh policy drops the flag word wrap had set
+    label->setSizePolicy(policy);
     label->setMinimumWidth(0);
     return label;
 }
