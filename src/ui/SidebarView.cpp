@@ -150,7 +150,6 @@ QWidget *SidebarView::systemJobsHeader()
     m_jobCount = ViewStyle::captionLabel(QString::number(m_state.totalJobs), header);
     m_jobCount->setObjectName(QStringLiteral("sidebar-system-jobs-count"));
     m_jobCount->setFont(ViewStyle::caption2Font());
-    ViewStyle::setTextColor(m_jobCount, ViewStyle::tertiaryText());
     layout->addWidget(m_jobCount);
     layout->addStretch(1);
     return header;
