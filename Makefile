@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 GENERATOR := $(shell command -v ninja >/dev/null 2>&1 && echo "-G Ninja")
 
-.PHONY: all deps configure build run test test-asan clean
+.PHONY: all deps configure build run test test-asan clean install
 
 all: build
 
@@ -32,3 +32,8 @@ test-asan: deps
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)
+
+# Installs into PREFIX (default /usr/local); DESTDIR=... stages the files elsewhere.
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
