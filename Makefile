@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 GENERATOR := $(shell command -v ninja >/dev/null 2>&1 && echo "-G Ninja")
 
-.PHONY: all deps configure build run test test-asan clean install
+.PHONY: all deps configure build run test test-asan clean install fuzz
 
 all: build
 
@@ -37,3 +37,15 @@ clean:
 PREFIX ?= /usr/local
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
+
+# libFuzzer: each target runs FUZZ_RUNS inputs (at most FUZZ_SECONDS) from its corpus in fuzz/corpus/;
+# new inputs it finds stay in build-fuzz/corpus, crashes in build-fuzz/findings.
+FUZZ_BUILD ?= build-fuzz
+FUZZ_RUNS ?= 1000000
+FUZZ_SECONDS ?= 600
+FUZZ_TARGETS ?= $(notdir $(basename $(wildcard fuzz/fuzz_*.cpp)))
+fuzz:
+	@bash scripts/install-deps.sh --fuzz
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMOXLEY_FUZZ=ON -DMOXLEY_BUILD_TESTS=OFF -DMOXLEY_WERROR=OFF >/dev/null
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(FUZZ_TARGETS)
+	@bash scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_RUNS) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
