@@ -13,5 +13,7 @@ std::vector<std::unique_ptr<Command>> all();
 std::unique_ptr<Command> makeList();
 std::unique_ptr<Command> makeShow();
 std::unique_ptr<Command> makeExport();
+std::unique_ptr<Command> makeScript();
+std::unique_ptr<Command> makePlist();
 
 } // namespace Commands

@@ -1,0 +1,108 @@
+// The wrapper script that launchd runs for a task: shell, profile, monthly guard, working
+// folder, environment file, the command, and one runs line per finished run.
+#include "launchd/LaunchdService.h"
+
+#include "platform/ShellQuote.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace {
+
+const QString kUtcNow = QStringLiteral("$(date -u +%Y-%m-%dT%H:%M:%SZ)");
+
+QString ordinal(int nth)
+{
+    if (nth < 1) {
+        qFatal("Week number %d is below 1", nth);
+    }
+    static const char16_t *const suffixes[] = {u"st", u"nd", u"rd", u"th"};
+    return QString::number(nth) + QString::fromUtf16(suffixes[std::min(nth - 1, 3)]);
+}
+
+bool isPresent(const std::optional<QString> &text)
+{
+    return text && !text->isEmpty();
+}
+
+// Recursive, an existing folder is fine; the failure text is the system's.
+std::optional<QString> makeFolder(const QString &path)
+{
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(QFile::encodeName(path).toStdString()), error);
+    if (error) {
+        return u"The folder “" % path % u"” could not be created: " % QString::fromStdString(error.message());
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+QString LaunchdService::scriptHeader()
+{
+    return u"# Moxley script v" % QString::number(kScriptVersion);
+}
+
+QString LaunchdService::scriptText(const ScheduledTask &task) const
+{
+    QStringList lines;
+    lines << (task.useLoginShell ? QStringLiteral("#!/bin/zsh") : QStringLiteral("#!/bin/bash"));
+    lines << scriptHeader();
+    if (task.useLoginShell) {
+        lines << QStringLiteral("source ~/.zprofile 2>/dev/null") << QStringLiteral("source ~/.zshrc 2>/dev/null");
+    }
+
+    // launchd's calendar cannot say "last day" or "n-th weekday": the job fires on every
+    // candidate day and the script lets only the right one through.
+    if (task.schedule.as<Schedule::MonthlyLastDay>()) {
+        lines << QString() << QStringLiteral("# Guard: only run on the last day of the month")
+              << QStringLiteral("[ \"$(date -v+1d +%d)\" != \"01\" ] && exit 0");
+    } else if (const auto *nthWeekday = task.schedule.as<Schedule::MonthlyNthWeekday>()) {
+        const int n = nthWeekday->nth;
+        const QString first = QString::number(qint64(n - 1) * 7 + 1);
+        const QString last = QString::number(qint64(n) * 7);
+        lines << QString() << u"# Guard: only run on the " % ordinal(n) % u" occurrence this month"
+              << QStringLiteral("_day=$(date +%d)")
+              << u"[ \"$_day\" -lt " % first % u" ] || [ \"$_day\" -gt " % last % u" ] && exit 0";
+    }
+
+    if (isPresent(task.envFilePath)) {
+        lines << QStringLiteral("set -a") << u"source " % shellQuote(*task.envFilePath) << QStringLiteral("set +a");
+    }
+    if (isPresent(task.workingDirectory)) {
+        lines << u"cd " % shellQuote(*task.workingDirectory);
+    }
+    lines << u"_mx_start=" % kUtcNow;
+    lines << task.command;
+    lines << QStringLiteral("_mx_exit=$?");
+    lines << u"echo \"$_mx_start\t" % kUtcNow % u"\t$_mx_exit\" >> " % shellQuote(runsPath(task));
+    lines << QStringLiteral("exit $_mx_exit");
+    return lines.join(u'\n') + u'\n';
+}
+
+std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task) const
+{
+    if (auto failure = makeFolder(m_scriptsDir)) {
+        return failure;
+    }
+    if (auto failure = makeFolder(m_logDir)) {
+        return failure;
+    }
+    const QByteArray text = scriptText(task).toUtf8();
+    const QString path = scriptPath(task);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
+        return u"The file “" % path % u"” could not be saved: " % file.errorString();
+    }
+    // launchd starts the script itself, so it needs the owner's execute bit; nobody else needs anything.
+    const auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadUser |
+                           QFile::WriteUser | QFile::ExeUser;
+    QFile written(path);
+    if (!written.setPermissions(ownerOnly)) {
+        return u"The permissions of “" % path % u"” could not be set: " % written.errorString();
+    }
+    return std::nullopt;
+}
