@@ -6,5 +6,7 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeList());
     commands.push_back(makeShow());
     commands.push_back(makeExport());
+    commands.push_back(makeRun());
+    commands.push_back(makeJobs());
     return commands;
 }

@@ -13,5 +13,7 @@ std::vector<std::unique_ptr<Command>> all();
 std::unique_ptr<Command> makeList();
 std::unique_ptr<Command> makeShow();
 std::unique_ptr<Command> makeExport();
+std::unique_ptr<Command> makeRun();
+std::unique_ptr<Command> makeJobs();
 
 } // namespace Commands
