@@ -32,6 +32,7 @@ public:
             return 1;
         }
         TaskRunner runner;
+        runner.setKeepsOutput(false);
         QEventLoop loop;
         QObject::connect(&runner, &TaskRunner::outputAppended, &runner, [&context](const QString &text) {
             context.out << text;

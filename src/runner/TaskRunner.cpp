@@ -125,7 +125,9 @@ void TaskRunner::appendOutput(const QByteArray &bytes)
     if (text.isEmpty()) {
         return;
     }
-    m_output.append(text);
+    if (m_keepsOutput) {
+        m_output.append(text);
+    }
     Q_EMIT outputAppended(text);
 }
 

@@ -420,6 +420,44 @@ private Q_SLOTS:
         QVERIFY(chunks > 1);
     }
 
+    void run_hundredMegabytesStreamInTime()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        qsizetype size = 0;
+        int chunks = 0;
+        connect(&runner, &TaskRunner::outputAppended, this, [&](const QString &text) {
+            size += text.size();
+            ++chunks;
+        });
+        QElapsedTimer timer;
+        timer.start();
+        runner.run(u"head -c 100000000 /dev/zero | tr '\\0' a; echo"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner, 240000));
+        // Copying all the text again for every chunk would take minutes here, not seconds.
+        QVERIFY2(timer.elapsed() < 60000, qPrintable(QString::number(timer.elapsed())));
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+        QCOMPARE(size, qsizetype(100000001));
+        QVERIFY(chunks > 100);
+        QCOMPARE(runner.output().size(), qsizetype(100000001));
+        QCOMPARE(runner.output().count(u'a'), qsizetype(100000000));
+        QVERIFY(runner.output().endsWith(u"aaa\n"_qs));
+    }
+
+    void run_withoutKeepingOutputOnlySignalsIt()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        runner.setKeepsOutput(false);
+        QString appended;
+        connect(&runner, &TaskRunner::outputAppended, this, [&appended](const QString &text) { appended += text; });
+        runner.run(u"echo one; echo two >&2"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(appended, u"one\ntwo\n"_qs);
+        QVERIFY(runner.output().isEmpty());
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+    }
+
     void start_programThatCannotStartEndsTheRun()
     {
         Sandbox sandbox;
