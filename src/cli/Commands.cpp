@@ -8,5 +8,7 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeExport());
     commands.push_back(makeScript());
     commands.push_back(makePlist());
+    commands.push_back(makeRun());
+    commands.push_back(makeJobs());
     return commands;
 }

@@ -15,5 +15,7 @@ std::unique_ptr<Command> makeShow();
 std::unique_ptr<Command> makeExport();
 std::unique_ptr<Command> makeScript();
 std::unique_ptr<Command> makePlist();
+std::unique_ptr<Command> makeRun();
+std::unique_ptr<Command> makeJobs();
 
 } // namespace Commands

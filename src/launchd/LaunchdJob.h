@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QMap>
 #include <QString>
 #include <QStringList>
@@ -27,6 +28,12 @@ struct LaunchdJob {
     bool runAtLoad = false;
     bool keepAlive = false;
     QVariantMap raw; // the whole top-level dictionary
+
+    // Reads one property list (XML or binary). Nothing when the file cannot be read or parsed, its top
+    // level is not a dictionary, or "Label" is missing or not a string. Other values of the wrong
+    // type count as absent.
+    static std::optional<LaunchdJob> fromFile(const QString &path, Source source);
+    static std::optional<LaunchdJob> fromData(const QByteArray &bytes, const QString &path, Source source);
 
     // "Every 30 sec", "Every 5 min", "Day 1, 9:30", "Calendar interval", "Run at load", "Keep alive", "Manual"
     QString scheduleSummary() const;

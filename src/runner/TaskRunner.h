@@ -4,6 +4,7 @@
 #include <QPointer>
 #include <QProcess>
 #include <QString>
+#include <QStringDecoder>
 
 #include <optional>
 
@@ -23,10 +24,15 @@ public:
     // The most recently started process; kept after it ends. The view stops a run through it.
     QProcess *process() const { return m_process; }
 
+    // With false, output() stays empty and the text reaches only outputAppended: for callers that
+    // pass it on (the moxley tool) and would otherwise hold a long run's whole output.
+    void setKeepsOutput(bool keeps) { m_keepsOutput = keeps; }
+
     // Ignored while a run is in progress.
     void run(const QString &command, const std::optional<QString> &workingDirectory,
              const std::optional<QString> &envFilePath, bool useLoginShell);
-    // Asks the running process to terminate (SIGTERM); the run ends the usual way.
+    // Asks the running process to terminate (SIGTERM); the run ends the usual way. A process ended
+    // by a signal reports 128 + the signal number, as a shell would (143 after SIGTERM).
     void terminate();
 
     // "/bin/zsh" -l -i -c, or "/bin/sh" -c.
@@ -35,6 +41,11 @@ public:
     // The parts joined with " && ": set -a && source '<env>' && set +a, cd '<dir>', the command.
     static QString commandLine(const QString &command, const std::optional<QString> &workingDirectory,
                                const std::optional<QString> &envFilePath);
+
+protected:
+    // Starts `program` as the run's child; run() passes the chosen shell. A program that cannot be
+    // started ends the run at once with its error text as output and exit code 127.
+    void start(const QString &program, const QStringList &arguments);
 
 Q_SIGNALS:
     void isRunningChanged(bool running);
@@ -45,7 +56,14 @@ Q_SIGNALS:
     void finished(int exitCode);
 
 private:
+    void appendOutput(const QByteArray &bytes);
+    void readAvailable();
+    void finishRun(int exitCode);
+
     bool m_isRunning = false;
+    bool m_keepsOutput = true;
+    // Kept across reads so that a character split between two reads still decodes.
+    QStringDecoder m_decoder{QStringDecoder::Utf8};
     QString m_output;
     std::optional<int> m_exitCode;
     QPointer<QProcess> m_process;

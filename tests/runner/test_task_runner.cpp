@@ -1,0 +1,492 @@
+#include "Sandbox.h"
+#include "runner/TaskRunner.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <csignal>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#ifdef Q_OS_LINUX
+#include <sys/prctl.h>
+#endif
+
+namespace {
+
+constexpr int kWait = 30000;
+
+// Exposes the start seam so that a shell that does not exist can be tried.
+class StartableRunner : public TaskRunner
+{
+public:
+    using TaskRunner::start;
+};
+
+bool waitForEnd(TaskRunner &runner, int timeout = kWait)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (runner.isRunning() && timer.elapsed() < timeout) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    }
+    return !runner.isRunning();
+}
+
+bool waitForOutput(TaskRunner &runner, const QString &text, int timeout = kWait)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!runner.output().contains(text) && timer.elapsed() < timeout) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    }
+    return runner.output().contains(text);
+}
+
+// A shell that does not exec its last command leaves the command behind when the shell is
+// terminated. As a subreaper this test inherits such orphans and can end them by their ids.
+void endOrphanedChildren()
+{
+#ifdef Q_OS_LINUX
+    const QString self = QString::number(::getpid());
+    const QStringList entries = QDir(u"/proc"_qs).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &entry : entries) {
+        bool isNumber = false;
+        const pid_t pid = pid_t(entry.toInt(&isNumber));
+        if (!isNumber) {
+            continue;
+        }
+        QFile status(u"/proc/" % entry % u"/status");
+        if (!status.open(QIODevice::ReadOnly)) {
+            continue;
+        }
+        const QString text = QString::fromUtf8(status.readAll());
+        if (text.contains(QString(u"\nPPid:\t" % self % u'\n')) && text.startsWith(u"Name:\tsleep\n"_qs)) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, nullptr, 0);
+        }
+    }
+#endif
+}
+
+} // namespace
+
+class TaskRunnerTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+#ifdef Q_OS_LINUX
+        ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+#endif
+    }
+
+    void cleanup() { endOrphanedChildren(); }
+
+    void commandLine_joinsPartsWithQuoting()
+    {
+        QCOMPARE(TaskRunner::commandLine(u"echo hi"_qs, u"/tmp"_qs, u"/Users/a/.env"_qs),
+                 u"set -a && source '/Users/a/.env' && set +a && cd '/tmp' && echo hi"_qs);
+        QCOMPARE(TaskRunner::commandLine(u"ls"_qs, u"it's"_qs, std::nullopt), u"cd 'it'\\''s' && ls"_qs);
+        QCOMPARE(TaskRunner::commandLine(u"ls"_qs, std::nullopt, u"a'b'.env"_qs),
+                 u"set -a && source 'a'\\''b'\\''.env' && set +a && ls"_qs);
+        QCOMPARE(TaskRunner::commandLine(u"echo 'x' && y"_qs, u""_qs, u""_qs), u"echo 'x' && y"_qs);
+        QCOMPARE(TaskRunner::commandLine(u"echo hi"_qs, std::nullopt, std::nullopt), u"echo hi"_qs);
+        QCOMPARE(TaskRunner::commandLine(u"cmd"_qs, u"/a b/$HOME"_qs, std::nullopt), u"cd '/a b/$HOME' && cmd"_qs);
+    }
+
+    void shell_choice()
+    {
+        QCOMPARE(TaskRunner::shellProgram(true), u"/bin/zsh"_qs);
+        QCOMPARE(TaskRunner::shellProgram(false), u"/bin/sh"_qs);
+        QCOMPARE(TaskRunner::shellArguments(true, u"echo hi"_qs),
+                 (QStringList{u"-l"_qs, u"-i"_qs, u"-c"_qs, u"echo hi"_qs}));
+        QCOMPARE(TaskRunner::shellArguments(false, u"echo hi"_qs), (QStringList{u"-c"_qs, u"echo hi"_qs}));
+    }
+
+    void idle_beforeAnyRun()
+    {
+        TaskRunner runner;
+        QVERIFY(!runner.isRunning());
+        QVERIFY(!runner.exitCode());
+        QVERIFY(runner.output().isEmpty());
+        QVERIFY(!runner.process());
+    }
+
+    void run_sh_streamsInArrivalOrder()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        QSignalSpy running(&runner, &TaskRunner::isRunningChanged);
+        QSignalSpy finished(&runner, &TaskRunner::finished);
+        runner.run(u"echo a; echo b >&2; echo c; exit 3"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(runner.isRunning());
+        QVERIFY(!runner.exitCode());
+        QVERIFY(runner.process());
+        QCOMPARE(runner.process()->program(), u"/bin/sh"_qs);
+        QCOMPARE(running.size(), 1);
+        QCOMPARE(running.at(0).at(0).toBool(), true);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), u"a\nb\nc\n"_qs);
+        QCOMPARE(runner.exitCode(), std::optional<int>(3));
+        QCOMPARE(running.size(), 2);
+        QCOMPARE(running.at(1).at(0).toBool(), false);
+        QCOMPARE(finished.size(), 1);
+        QCOMPARE(finished.at(0).at(0).toInt(), 3);
+        // The process stays available after the run.
+        QVERIFY(runner.process());
+        QCOMPARE(runner.process()->state(), QProcess::NotRunning);
+    }
+
+    void run_sh_streamsSlowOutputAsItArrives()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        QStringList pieces;
+        connect(&runner, &TaskRunner::outputAppended, this, [&pieces](const QString &text) { pieces << text; });
+        runner.run(u"echo one; sleep 0.3; echo two >&2; sleep 0.3; echo three"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForOutput(runner, u"one\n"_qs));
+        QVERIFY(runner.isRunning());
+        QVERIFY(!runner.output().contains(u"two"_qs));
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), u"one\ntwo\nthree\n"_qs);
+        QVERIFY(pieces.size() >= 3);
+        QCOMPARE(pieces.join(QString()), runner.output());
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+    }
+
+    void run_zsh_loginShellInterleaves()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        runner.run(u"echo $ZSH_NAME; echo b >&2; echo c; exit 4"_qs, std::nullopt, std::nullopt, true);
+        QCOMPARE(runner.process()->program(), u"/bin/zsh"_qs);
+        QCOMPARE(runner.process()->arguments(),
+                 (QStringList{u"-l"_qs, u"-i"_qs, u"-c"_qs, u"echo $ZSH_NAME; echo b >&2; echo c; exit 4"_qs}));
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), u"zsh\nb\nc\n"_qs);
+        QCOMPARE(runner.exitCode(), std::optional<int>(4));
+    }
+
+    void run_environmentIsTheApplications()
+    {
+        Sandbox sandbox;
+        qputenv("MOXLEY_RUNNER_PROBE", "probe value");
+        TaskRunner runner;
+        runner.run(u"echo \"$MOXLEY_RUNNER_PROBE\"; echo \"$HOME\""_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        qunsetenv("MOXLEY_RUNNER_PROBE");
+        QCOMPARE(runner.output(), QString(u"probe value\n" % sandbox.home() % u"\n"));
+    }
+
+    void run_secondStartWhileRunningIsIgnored()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        QSignalSpy cleared(&runner, &TaskRunner::outputCleared);
+        QSignalSpy running(&runner, &TaskRunner::isRunningChanged);
+        runner.run(u"echo first; sleep 0.5; echo last"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForOutput(runner, u"first\n"_qs));
+        QProcess *const first = runner.process();
+        runner.run(u"echo second"_qs, std::nullopt, std::nullopt, true);
+        QCOMPARE(runner.process(), first);
+        QCOMPARE(runner.output(), u"first\n"_qs);
+        QVERIFY(runner.isRunning());
+        QVERIFY(!runner.exitCode());
+        QCOMPARE(cleared.size(), 1);
+        QCOMPARE(running.size(), 1);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), u"first\nlast\n"_qs);
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+        QCOMPARE(running.size(), 2);
+    }
+
+    void run_againClearsOutputAndExitCode()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        runner.run(u"echo one; exit 9"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.exitCode(), std::optional<int>(9));
+        QSignalSpy cleared(&runner, &TaskRunner::outputCleared);
+        QSignalSpy codes(&runner, &TaskRunner::exitCodeChanged);
+        runner.run(u"sleep 0.2; echo two"_qs, std::nullopt, std::nullopt, false);
+        QCOMPARE(cleared.size(), 1);
+        QVERIFY(runner.output().isEmpty());
+        QVERIFY(!runner.exitCode());
+        QCOMPARE(codes.size(), 1);
+        QVERIFY(!codes.at(0).at(0).value<std::optional<int>>());
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), u"two\n"_qs);
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+    }
+
+    void terminate_shWaitingOnChildReportsSignal()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        // The shell waits for its child; the child's number is printed so the test can end it.
+        runner.run(u"sleep 30 & echo $!; wait"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForOutput(runner, u"\n"_qs));
+        const pid_t child = pid_t(runner.output().trimmed().toInt());
+        QVERIFY(child > 0);
+        QElapsedTimer timer;
+        timer.start();
+        runner.terminate();
+        QVERIFY(waitForEnd(runner, 10000));
+        QVERIFY(timer.elapsed() < 10000);
+        QCOMPARE(runner.exitCode(), std::optional<int>(128 + SIGTERM));
+        QCOMPARE(::kill(child, 0), 0); // the terminated shell's child outlives it
+    }
+
+    void terminate_sleepReportsSignal_data()
+    {
+        QTest::addColumn<bool>("loginShell");
+        QTest::newRow("sh") << false;
+        QTest::newRow("zsh") << true;
+    }
+    void terminate_sleepReportsSignal()
+    {
+        QFETCH(bool, loginShell);
+        Sandbox sandbox;
+        TaskRunner runner;
+        QSignalSpy finished(&runner, &TaskRunner::finished);
+        runner.run(u"sleep 30"_qs, std::nullopt, std::nullopt, loginShell);
+        QVERIFY(runner.process()->waitForStarted(kWait));
+        // Give the shell time to reach the sleep.
+        QTest::qWait(300);
+        runner.terminate();
+        QVERIFY(waitForEnd(runner, 10000));
+        QCOMPARE(runner.exitCode(), std::optional<int>(143));
+        QCOMPARE(finished.size(), 1);
+        QCOMPARE(finished.at(0).at(0).toInt(), 143);
+        // Without a run in progress there is nothing to stop.
+        runner.terminate();
+        QCOMPARE(runner.exitCode(), std::optional<int>(143));
+    }
+
+    void terminate_commandThatHandlesTheSignalGivesItsOwnStatus()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        runner.run(u"trap 'echo caught; exit 7' TERM; echo ready; while :; do sleep 0.05; done"_qs, std::nullopt,
+                   std::nullopt, false);
+        QVERIFY(waitForOutput(runner, u"ready\n"_qs));
+        runner.terminate();
+        QVERIFY(waitForEnd(runner, 10000));
+        QCOMPARE(runner.output(), u"ready\ncaught\n"_qs);
+        QCOMPARE(runner.exitCode(), std::optional<int>(7));
+    }
+
+    void run_folderWithQuoteAndEnvFile()
+    {
+        Sandbox sandbox;
+        const QString folder = QDir(sandbox.root()).filePath(u"it's"_qs);
+        QVERIFY(QDir().mkpath(folder));
+        const QString envFile = QDir(sandbox.root()).filePath(u"the 'env' file"_qs);
+        Sandbox::writeFile(envFile, "GREETING='hello there'\nNUMBER=42\n");
+        TaskRunner runner;
+        runner.run(u"pwd; echo \"$GREETING\"; sh -c 'echo $NUMBER'"_qs, folder, envFile, true);
+        QCOMPARE(runner.process()->arguments().last(),
+                 QString(u"set -a && source '" % sandbox.root() % u"/the '\\''env'\\'' file' && set +a && cd '" %
+                         sandbox.root() % u"/it'\\''s' && pwd; echo \"$GREETING\"; sh -c 'echo $NUMBER'"));
+        QVERIFY(waitForEnd(runner));
+        // set -a exports what the file defines, so a child shell sees it too.
+        QCOMPARE(runner.output(), QString(QDir(folder).canonicalPath() % u"\nhello there\n42\n"));
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+    }
+
+    void run_shInFolderWithQuote()
+    {
+        Sandbox sandbox;
+        const QString folder = QDir(sandbox.root()).filePath(u"it's"_qs);
+        QVERIFY(QDir().mkpath(folder));
+        TaskRunner runner;
+        runner.run(u"pwd"_qs, folder, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), QString(QDir(folder).canonicalPath() % u"\n"));
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+    }
+
+    void run_emptyFolderAndEnvFileAddNothing()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        runner.run(u"pwd"_qs, u""_qs, u""_qs, false);
+        QCOMPARE(runner.process()->arguments(), (QStringList{u"-c"_qs, u"pwd"_qs}));
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), QString(QDir::currentPath() % u"\n"));
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+    }
+
+    void run_missingFolderFailsInsideTheShell()
+    {
+        Sandbox sandbox;
+        const QString missing = sandbox.root() + u"/no such folder"_qs;
+        TaskRunner runner;
+        runner.run(u"echo never"_qs, missing, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QVERIFY(runner.exitCode() && *runner.exitCode() != 0);
+        QVERIFY2(runner.output().contains(u"no such folder"_qs), qPrintable(runner.output()));
+        QVERIFY(!runner.output().contains(u"never"_qs));
+    }
+
+    void run_missingEnvFileFailsInsideTheShell()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        runner.run(u"echo never"_qs, std::nullopt, sandbox.root() + u"/missing.env"_qs, true);
+        QVERIFY(waitForEnd(runner));
+        QVERIFY(runner.exitCode() && *runner.exitCode() != 0);
+        QVERIFY2(runner.output().contains(u"missing.env"_qs), qPrintable(runner.output()));
+        QVERIFY(!runner.output().contains(u"never"_qs));
+    }
+
+    void run_outputLeftInThePipeAtExitIsKept()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        QString appended;
+        connect(&runner, &TaskRunner::outputAppended, this, [&appended](const QString &text) { appended += text; });
+        QString at_end;
+        connect(&runner, &TaskRunner::finished, this, [&runner, &at_end](int) { at_end = runner.output(); });
+        // The last bytes are written just before the shell exits, with no newline to flush on.
+        runner.run(u"i=0; while [ $i -lt 2000 ]; do printf 'line %d\\n' $i; i=$((i+1)); done; printf 'last words'; exit 5"_qs,
+                   std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QString expected;
+        for (int i = 0; i < 2000; ++i) {
+            expected += u"line " % QString::number(i) % u'\n';
+        }
+        expected += u"last words"_qs;
+        QCOMPARE(runner.output(), expected);
+        QCOMPARE(at_end, expected);
+        QCOMPARE(appended, expected);
+        QCOMPARE(runner.exitCode(), std::optional<int>(5));
+    }
+
+    void run_multibyteCharacterSplitAcrossReads()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        QStringList pieces;
+        connect(&runner, &TaskRunner::outputAppended, this, [&pieces](const QString &text) { pieces << text; });
+        // The euro sign's three bytes arrive in two writes, far enough apart to be two reads.
+        runner.run(u"printf 'A\\342\\202'; sleep 0.4; printf '\\254B\\n'"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), u"A€B\n"_qs);
+        QCOMPARE(pieces, (QStringList{u"A"_qs, u"€B\n"_qs}));
+    }
+
+    void run_invalidBytesBecomeReplacementCharacters()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        runner.run(u"printf 'ok\\377\\376ok\\n'"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), QString(u"ok" % QChar(QChar::ReplacementCharacter) %
+                                          QChar(QChar::ReplacementCharacter) % u"ok\n"));
+    }
+
+    void run_largeOutputArrivesCompleteAndInOrder()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        qsizetype appendedSize = 0;
+        int chunks = 0;
+        connect(&runner, &TaskRunner::outputAppended, this, [&](const QString &text) {
+            appendedSize += text.size();
+            ++chunks;
+        });
+        // About 20 MB: the numbers 1 to 2,600,000, one a line, with stderr lines mixed in.
+        runner.run(u"seq 1 2600000; echo tail >&2"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner, 240000));
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+        QString expected;
+        expected.reserve(20 * 1024 * 1024);
+        for (int i = 1; i <= 2600000; ++i) {
+            expected += QString::number(i);
+            expected += u'\n';
+        }
+        expected += u"tail\n"_qs;
+        QVERIFY(expected.size() > 19000000);
+        QCOMPARE(runner.output().size(), expected.size());
+        QVERIFY(runner.output() == expected);
+        QCOMPARE(appendedSize, expected.size());
+        QVERIFY(chunks > 1);
+    }
+
+    void run_hundredMegabytesStreamInTime()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        qsizetype size = 0;
+        int chunks = 0;
+        connect(&runner, &TaskRunner::outputAppended, this, [&](const QString &text) {
+            size += text.size();
+            ++chunks;
+        });
+        QElapsedTimer timer;
+        timer.start();
+        runner.run(u"head -c 100000000 /dev/zero | tr '\\0' a; echo"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner, 240000));
+        // Copying all the text again for every chunk would take minutes here, not seconds.
+        QVERIFY2(timer.elapsed() < 60000, qPrintable(QString::number(timer.elapsed())));
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+        QCOMPARE(size, qsizetype(100000001));
+        QVERIFY(chunks > 100);
+        QCOMPARE(runner.output().size(), qsizetype(100000001));
+        QCOMPARE(runner.output().count(u'a'), qsizetype(100000000));
+        QVERIFY(runner.output().endsWith(u"aaa\n"_qs));
+    }
+
+    void run_withoutKeepingOutputOnlySignalsIt()
+    {
+        Sandbox sandbox;
+        TaskRunner runner;
+        runner.setKeepsOutput(false);
+        QString appended;
+        connect(&runner, &TaskRunner::outputAppended, this, [&appended](const QString &text) { appended += text; });
+        runner.run(u"echo one; echo two >&2"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(appended, u"one\ntwo\n"_qs);
+        QVERIFY(runner.output().isEmpty());
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+    }
+
+    void start_programThatCannotStartEndsTheRun()
+    {
+        Sandbox sandbox;
+        StartableRunner runner;
+        QSignalSpy finished(&runner, &TaskRunner::finished);
+        runner.start(sandbox.root() + u"/no-shell"_qs, {u"-c"_qs, u"true"_qs});
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.exitCode(), std::optional<int>(127));
+        QVERIFY2(runner.output().startsWith(QString(sandbox.root() + u"/no-shell: "_qs)), qPrintable(runner.output()));
+        QCOMPARE(finished.size(), 1);
+        // A later run works as usual.
+        runner.run(u"echo fine"_qs, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner));
+        QCOMPARE(runner.output(), u"fine\n"_qs);
+    }
+
+    void destroyingTheRunnerWhileRunningEndsQuietly()
+    {
+        Sandbox sandbox;
+        QElapsedTimer timer;
+        timer.start();
+        {
+            TaskRunner runner;
+            runner.run(u"echo started; exec sleep 30"_qs, std::nullopt, std::nullopt, false);
+            QVERIFY(waitForOutput(runner, u"started"_qs));
+        }
+        QVERIFY(timer.elapsed() < 10000);
+    }
+};
+
+QTEST_GUILESS_MAIN(TaskRunnerTest)
+#include "test_task_runner.moc"
