@@ -10,5 +10,8 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makePlist());
     commands.push_back(makeRun());
     commands.push_back(makeJobs());
+    commands.push_back(makeHistory());
+    commands.push_back(makeLogs());
+    commands.push_back(makeTimeline());
     return commands;
 }

@@ -17,5 +17,8 @@ std::unique_ptr<Command> makeScript();
 std::unique_ptr<Command> makePlist();
 std::unique_ptr<Command> makeRun();
 std::unique_ptr<Command> makeJobs();
+std::unique_ptr<Command> makeHistory();
+std::unique_ptr<Command> makeLogs();
+std::unique_ptr<Command> makeTimeline();
 
 } // namespace Commands

@@ -1,0 +1,265 @@
+#include "Sandbox.h"
+#include "model/TaskMigration.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtTest>
+
+namespace {
+
+// TZ for the child processes (they inherit this process's environment), put back afterwards.
+class ScopedTimeZone
+{
+public:
+    explicit ScopedTimeZone(const QByteArray &zone) : m_had(qEnvironmentVariableIsSet("TZ")), m_old(qgetenv("TZ"))
+    {
+        qputenv("TZ", zone);
+    }
+    ~ScopedTimeZone()
+    {
+        if (m_had) {
+            qputenv("TZ", m_old);
+        } else {
+            qunsetenv("TZ");
+        }
+    }
+
+private:
+    bool m_had;
+    QByteArray m_old;
+};
+
+ScheduledTask makeTask(const char *id, const QString &name)
+{
+    ScheduledTask task;
+    task.id = QUuid::fromString(QLatin1String(id));
+    task.name = name;
+    task.command = u"echo hi"_qs;
+    task.schedule = TaskSchedule::daily({TimeOfDay{6, 0}});
+    return task;
+}
+
+const ScheduledTask kBackup = makeTask("0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9", u"Backup"_qs);
+const ScheduledTask kReport = makeTask("5E6F7A8B-0000-4000-8000-000000000001", u"Report"_qs);
+
+const QByteArray kTwoRuns = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"
+                            "not a run\n"
+                            "2025-03-01T08:00:00+02:00\t2025-03-01T08:02:05+02:00\t-15\n"
+                            "2025-03-02T23:30:00Z\t1\n";
+
+QByteArray usageHint(const char *command)
+{
+    return QByteArray("Try 'moxley ") + command + " --help' for more information.\n";
+}
+
+} // namespace
+
+class CliHistoryLogsTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    static void prepare(const Sandbox &sandbox)
+    {
+        sandbox.writeTasksFile(TaskMigration::encode({kBackup, kReport}));
+    }
+
+private Q_SLOTS:
+    void history_text_showsLocalStartDurationAndExit()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.runs", kTwoRuns);
+        {
+            ScopedTimeZone zone("Europe/Berlin");
+            const auto result = sandbox.runCli({u"history"_qs, u"Backup"_qs});
+            QCOMPARE(result.err, QByteArray());
+            QCOMPARE(result.exitCode, 0);
+            QCOMPARE(result.out, QByteArray("2025-03-01 07:00:00  5s      exit 0\n"
+                                            "2025-03-01 07:00:00  2m 05s  exit -15\n"
+                                            "2025-03-03 00:30:00  0s      exit 1\n"));
+        }
+        ScopedTimeZone zone("America/New_York");
+        const auto result = sandbox.runCli({u"history"_qs, u"0a1b2c3d"_qs});
+        QCOMPARE(result.out, QByteArray("2025-03-01 01:00:00  5s      exit 0\n"
+                                        "2025-03-01 01:00:00  2m 05s  exit -15\n"
+                                        "2025-03-02 18:30:00  0s      exit 1\n"));
+    }
+
+    void history_json_isUtcOldestFirst()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.runs", kTwoRuns);
+        ScopedTimeZone zone("Asia/Tokyo");
+        const auto result = sandbox.runCli({u"history"_qs, u"backup"_qs, u"--json"_qs});
+        QCOMPARE(result.exitCode, 1); // names match exactly; "backup" is no task
+        QCOMPARE(result.err, QByteArray("moxley: no task matches backup\n"));
+
+        const auto json = sandbox.runCli({u"history"_qs, kBackup.fullId().toLower(), u"--json"_qs});
+        QCOMPARE(json.exitCode, 0);
+        QCOMPARE(json.err, QByteArray());
+        QJsonParseError error;
+        const QJsonDocument document = QJsonDocument::fromJson(json.out, &error);
+        QCOMPARE(error.error, QJsonParseError::NoError);
+        const QJsonArray expected{
+            QJsonObject{{u"startedAt"_qs, u"2025-03-01T06:00:00Z"_qs},
+                        {u"endedAt"_qs, u"2025-03-01T06:00:05Z"_qs},
+                        {u"exitCode"_qs, 0}},
+            QJsonObject{{u"startedAt"_qs, u"2025-03-01T06:00:00Z"_qs},
+                        {u"endedAt"_qs, u"2025-03-01T06:02:05Z"_qs},
+                        {u"exitCode"_qs, -15}},
+            QJsonObject{{u"startedAt"_qs, u"2025-03-02T23:30:00Z"_qs},
+                        {u"endedAt"_qs, u"2025-03-02T23:30:00Z"_qs},
+                        {u"exitCode"_qs, 1}},
+        };
+        QCOMPARE(document.array(), expected);
+        QVERIFY(json.out.endsWith("]\n"));
+    }
+
+    void history_noRunsFile_isEmpty()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        auto result = sandbox.runCli({u"history"_qs, u"Report"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QByteArray());
+        result = sandbox.runCli({u"history"_qs, u"Report"_qs, u"--json"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QByteArray("[]\n"));
+        QVERIFY(!QFile::exists(sandbox.logDir())); // read-only: nothing made
+    }
+
+    // The line a wrapper script appends, written by a real shell, read back.
+    void history_readsWhatAShellAppends()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        const QString runs = sandbox.logDir() + u"/5e6f7a8b.runs";
+        QDir().mkpath(sandbox.logDir());
+        const QString script = u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)\n"
+                               "(exit 3)\n"
+                               "_mx_exit=$?\n"
+                               "echo \"$_mx_start\t$(date -u +%Y-%m-%dT%H:%M:%SZ)\t$_mx_exit\" >> \"$1\"\n"_qs;
+        for (int i = 0; i < 2; ++i) {
+            const auto shell = sandbox.run(u"/bin/bash"_qs, {u"-c"_qs, script, u"bash"_qs, runs});
+            QCOMPARE(shell.exitCode, 0);
+        }
+        const auto result = sandbox.runCli({u"history"_qs, u"Report"_qs, u"--json"_qs});
+        QCOMPARE(result.exitCode, 0);
+        const QJsonArray array = QJsonDocument::fromJson(result.out).array();
+        QCOMPARE(array.size(), 2);
+        for (const QJsonValue &value : array) {
+            const QDateTime started = QDateTime::fromString(value[u"startedAt"].toString(), Qt::ISODate);
+            QVERIFY(started.isValid());
+            QVERIFY(qAbs(started.secsTo(QDateTime::currentDateTimeUtc())) < 600);
+            QCOMPARE(value[u"exitCode"].toInt(), 3);
+        }
+    }
+
+    void history_unreadableTasksFile_fails()
+    {
+        Sandbox sandbox;
+        sandbox.writeTasksFile("{not json");
+        const auto result = sandbox.runCli({u"history"_qs, u"Backup"_qs});
+        QCOMPARE(result.exitCode, 1);
+        QVERIFY(result.err.startsWith("moxley: Failed to load tasks: "));
+        QCOMPARE(sandbox.runCli({u"history"_qs}).exitCode, 2);
+    }
+
+    void logs_default100Lines()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        QByteArray log;
+        QByteArray expected;
+        for (int i = 1; i <= 150; ++i) {
+            const QByteArray line = "output line " + QByteArray::number(i);
+            log += (i > 1 ? "\n" : "") + line;
+            if (i >= 51) {
+                expected += line + "\n";
+            }
+        }
+        Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.stdout.log", log);
+        const auto result = sandbox.runCli({u"logs"_qs, u"Backup"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.err, QByteArray());
+        QCOMPARE(result.out, expected);
+    }
+
+    void logs_linesAndStderr()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.stdout.log", "one\ntwo\nthree\n\n\n");
+        Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.stderr.log", "  warning: x\nerror: y  \n");
+        // Six pieces: one, two, three and three empty ones.
+        auto result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, u"5"_qs});
+        QCOMPARE(result.out, QByteArray("two\nthree\n"));
+        result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, u"4"_qs});
+        QCOMPARE(result.out, QByteArray("three\n"));
+        result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, u"3"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QByteArray()); // the last three pieces are blank
+        result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, u"0"_qs});
+        QCOMPARE(result.out, QByteArray());
+        result = sandbox.runCli({u"logs"_qs, u"--stderr"_qs, u"Backup"_qs});
+        QCOMPARE(result.out, QByteArray("warning: x\nerror: y\n"));
+        result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--stderr"_qs, u"--lines"_qs, u"2"_qs});
+        QCOMPARE(result.out, QByteArray("error: y\n"));
+    }
+
+    void logs_missingOrNotUtf8_printsNothing()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        auto result = sandbox.runCli({u"logs"_qs, u"Report"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QByteArray());
+        Sandbox::writeFile(sandbox.logDir() + u"/5e6f7a8b.stdout.log", "caf\xE9\nfine\n");
+        result = sandbox.runCli({u"logs"_qs, u"Report"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QByteArray());
+        Sandbox::writeFile(sandbox.logDir() + u"/5e6f7a8b.stdout.log", "caf\xC3\xA9\n");
+        result = sandbox.runCli({u"logs"_qs, u"Report"_qs});
+        QCOMPARE(result.out, QByteArray("caf\xC3\xA9\n"));
+    }
+
+    void logs_badLineCount_isUsageError_data()
+    {
+        QTest::addColumn<QString>("value");
+        QTest::newRow("negative") << u"-1"_qs;
+        QTest::newRow("word") << u"ten"_qs;
+        QTest::newRow("fraction") << u"1.5"_qs;
+        QTest::newRow("empty") << QString();
+        QTest::newRow("plus") << u"+3"_qs;
+        QTest::newRow("too large") << u"99999999999"_qs;
+    }
+
+    void logs_badLineCount_isUsageError()
+    {
+        QFETCH(QString, value);
+        Sandbox sandbox;
+        prepare(sandbox);
+        const auto result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, value});
+        QCOMPARE(result.exitCode, 2);
+        QCOMPARE(result.out, QByteArray());
+        QCOMPARE(result.err, QByteArray("moxley: --lines needs a non-negative integer, not '" + value.toUtf8() + "'\n" +
+                                        usageHint("logs")));
+    }
+
+    void logs_missingValueOrTask_isUsageError()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        QCOMPARE(sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs}).exitCode, 2);
+        QCOMPARE(sandbox.runCli({u"logs"_qs}).exitCode, 2);
+        const auto unknown = sandbox.runCli({u"logs"_qs, u"Nothing"_qs});
+        QCOMPARE(unknown.exitCode, 1);
+        QCOMPARE(unknown.err, QByteArray("moxley: no task matches Nothing\n"));
+    }
+};
+
+QTEST_GUILESS_MAIN(CliHistoryLogsTest)
+#include "test_cli_history_logs.moc"

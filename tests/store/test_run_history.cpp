@@ -1,0 +1,479 @@
+#include "Sandbox.h"
+#include "store/RunHistory.h"
+
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QSet>
+#include <QStringDecoder>
+#include <QtTest>
+
+#include <cstring>
+
+namespace {
+
+QDateTime utc(int year, int month, int day, int hour, int minute, int second)
+{
+    return QDateTime(QDate(year, month, day), QTime(hour, minute, second), Qt::UTC);
+}
+
+// The reading as told plainly: the whole file as UTF-8, split at every line feed, each piece parsed.
+std::optional<QString> readWholeUtf8(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    const QByteArray bytes = file.readAll();
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError()) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+QList<TaskRunRecord> plainReadRuns(const QString &path)
+{
+    QList<TaskRunRecord> records;
+    const auto text = readWholeUtf8(path);
+    if (!text) {
+        return records;
+    }
+    for (const QString &piece : text->split(u'\n')) {
+        if (const auto record = RunHistory::parseLine(piece)) {
+            records.append(*record);
+        }
+    }
+    return records;
+}
+
+QString plainReadLog(const QString &path, int maxLines)
+{
+    const auto text = readWholeUtf8(path);
+    if (!text) {
+        return {};
+    }
+    const QStringList pieces = text->split(u'\n');
+    return pieces.mid(std::max<qsizetype>(0, pieces.size() - maxLines)).join(u'\n').trimmed();
+}
+
+bool sameRuns(const QList<TaskRunRecord> &a, const QList<TaskRunRecord> &b)
+{
+    if (a.size() != b.size()) {
+        return false;
+    }
+    for (qsizetype i = 0; i < a.size(); ++i) {
+        if (a[i].startedAt != b[i].startedAt || a[i].endedAt != b[i].endedAt || a[i].exitCode != b[i].exitCode) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+class RunHistoryTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QString write(const QByteArray &bytes, const QString &name = u"0a1b2c3d.runs"_qs)
+    {
+        const QString path = m_dir.path() + u'/' + name;
+        Sandbox::writeFile(path, bytes);
+        return path;
+    }
+
+    QTemporaryDir m_dir;
+
+private Q_SLOTS:
+    void lineWithEndTime_givesFiveSecondRecord()
+    {
+        const auto runs = RunHistory::readRuns(write("2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"));
+        QCOMPARE(runs.size(), 1);
+        QCOMPARE(runs[0].startedAt, utc(2025, 3, 1, 6, 0, 0));
+        QCOMPARE(runs[0].endedAt, utc(2025, 3, 1, 6, 0, 5));
+        QCOMPARE(runs[0].startedAt.secsTo(runs[0].endedAt), 5);
+        QCOMPARE(runs[0].exitCode, 0);
+        QVERIFY(!runs[0].id.isNull());
+        QCOMPARE(runs[0].startedAt.timeSpec(), Qt::UTC);
+    }
+
+    void twoPieceLine_startsAndEndsAtOnce()
+    {
+        const auto record = RunHistory::parseLine(u"2025-03-01T06:00:00Z\t1");
+        QVERIFY(record);
+        QCOMPARE(record->startedAt, utc(2025, 3, 1, 6, 0, 0));
+        QCOMPARE(record->endedAt, record->startedAt);
+        QCOMPARE(record->exitCode, 1);
+    }
+
+    void emptyPieces_areDropped()
+    {
+        const auto doubled = RunHistory::parseLine(u"2025-03-01T06:00:00Z\t\t2025-03-01T06:00:05Z\t0");
+        QVERIFY(doubled);
+        QCOMPARE(doubled->endedAt, utc(2025, 3, 1, 6, 0, 5));
+        const auto edges = RunHistory::parseLine(u"\t\t2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t\t3\t\t");
+        QVERIFY(edges);
+        QCOMPARE(edges->exitCode, 3);
+    }
+
+    void otherPieceCounts_areDropped()
+    {
+        QVERIFY(!RunHistory::parseLine(u"2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\t0"));
+        QVERIFY(!RunHistory::parseLine(u"2025-03-01T06:00:00Z"));
+        QVERIFY(!RunHistory::parseLine(u""));
+        QVERIFY(!RunHistory::parseLine(u"\t\t"));
+        // A trailing tab leaves two pieces, and a date is no exit status.
+        QVERIFY(!RunHistory::parseLine(u"2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t"));
+    }
+
+    void exitStatus_data()
+    {
+        QTest::addColumn<QString>("status");
+        QTest::addColumn<bool>("parses");
+        QTest::addColumn<int>("value");
+        QTest::newRow("-15") << u"-15"_qs << true << -15;
+        QTest::newRow("+7") << u"+7"_qs << true << 7;
+        QTest::newRow("leading zeros") << u"0000000000000000000042"_qs << true << 42;
+        QTest::newRow("-0") << u"-0"_qs << true << 0;
+        QTest::newRow("max") << u"2147483647"_qs << true << 2147483647;
+        QTest::newRow("min") << u"-2147483648"_qs << true << int(-2147483648LL);
+        QTest::newRow("max + 1") << u"2147483648"_qs << false << 0;
+        QTest::newRow("min - 1") << u"-2147483649"_qs << false << 0;
+        QTest::newRow("huge") << u"99999999999999999999999"_qs << false << 0;
+        QTest::newRow("hex") << u"0x1"_qs << false << 0;
+        QTest::newRow("sign only") << u"-"_qs << false << 0;
+        QTest::newRow("two signs") << u"+-1"_qs << false << 0;
+        QTest::newRow("blank") << u" 0"_qs << false << 0;
+        QTest::newRow("carriage return") << u"0\r"_qs << false << 0;
+        QTest::newRow("decimal") << u"1.0"_qs << false << 0;
+        QTest::newRow("arabic-indic digit") << u"\u0661"_qs << false << 0;
+    }
+
+    void exitStatus()
+    {
+        QFETCH(QString, status);
+        QFETCH(bool, parses);
+        QFETCH(int, value);
+        const auto record = RunHistory::parseLine(QString(u"2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t" + status));
+        QCOMPARE(bool(record), parses);
+        if (record) {
+            QCOMPARE(record->exitCode, value);
+        }
+        // The older form reads its status the same way.
+        QCOMPARE(bool(RunHistory::parseLine(QString(u"2025-03-01T06:00:00Z\t" + status))), parses);
+    }
+
+    void dates_data()
+    {
+        QTest::addColumn<QString>("date");
+        QTest::addColumn<QDateTime>("expected"); // invalid: no record
+        QTest::newRow("Z") << u"2025-03-01T06:00:00Z"_qs << utc(2025, 3, 1, 6, 0, 0);
+        QTest::newRow("+02:00") << u"2025-03-01T08:00:00+02:00"_qs << utc(2025, 3, 1, 6, 0, 0);
+        QTest::newRow("-05:30 across midnight") << u"2025-02-28T23:30:00-05:30"_qs << utc(2025, 3, 1, 5, 0, 0);
+        QTest::newRow("+00:00") << u"2025-03-01T06:00:00+00:00"_qs << utc(2025, 3, 1, 6, 0, 0);
+        QTest::newRow("leap day") << u"2024-02-29T00:00:00Z"_qs << utc(2024, 2, 29, 0, 0, 0);
+        QTest::newRow("year end") << u"1999-12-31T23:59:59Z"_qs << utc(1999, 12, 31, 23, 59, 59);
+        QTest::newRow("before the epoch") << u"1969-07-20T20:17:40Z"_qs << utc(1969, 7, 20, 20, 17, 40);
+        QTest::newRow("fractional seconds") << u"2025-03-01T06:00:00.5Z"_qs << QDateTime();
+        QTest::newRow("no zone") << u"2025-03-01T06:00:00"_qs << QDateTime();
+        QTest::newRow("offset without colon") << u"2025-03-01T06:00:00+0200"_qs << QDateTime();
+        QTest::newRow("lower-case z") << u"2025-03-01T06:00:00z"_qs << QDateTime();
+        QTest::newRow("blank for T") << u"2025-03-01 06:00:00Z"_qs << QDateTime();
+        QTest::newRow("not a leap year") << u"2025-02-29T06:00:00Z"_qs << QDateTime();
+        QTest::newRow("month 13") << u"2025-13-01T06:00:00Z"_qs << QDateTime();
+        QTest::newRow("day 0") << u"2025-03-00T06:00:00Z"_qs << QDateTime();
+        QTest::newRow("hour 24") << u"2025-03-01T24:00:00Z"_qs << QDateTime();
+        QTest::newRow("second 60") << u"2025-03-01T06:00:60Z"_qs << QDateTime();
+        QTest::newRow("short") << u"2025-3-01T06:00:00Z"_qs << QDateTime();
+        QTest::newRow("date only") << u"2025-03-01"_qs << QDateTime();
+        QTest::newRow("leading blank") << u" 2025-03-01T06:00:00Z"_qs << QDateTime();
+        QTest::newRow("wide digit") << u"2025-03-01T06:00:0\uFF10Z"_qs << QDateTime();
+    }
+
+    void dates()
+    {
+        QFETCH(QString, date);
+        QFETCH(QDateTime, expected);
+        const auto record = RunHistory::parseLine(QString(date + u"\t" + date + u"\t0"));
+        QCOMPARE(bool(record), expected.isValid());
+        if (record) {
+            QCOMPARE(record->startedAt, expected);
+            QCOMPARE(record->endedAt, expected);
+            QCOMPARE(record->startedAt.timeSpec(), Qt::UTC);
+        }
+        // The same through a file, where lines are read as bytes.
+        const auto runs = RunHistory::readRuns(write(QString(date + u"\t" + date + u"\t0").toUtf8()));
+        QCOMPARE(runs.size(), expected.isValid() ? 1 : 0);
+    }
+
+    void crlfLineEnds_failEveryLine()
+    {
+        const QByteArray crlf = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\r\n"
+                                "2025-03-01T07:00:00Z\t2025-03-01T07:00:05Z\t0\r\n"
+                                "2025-03-01T08:00:00Z\t1\r\n";
+        QCOMPARE(RunHistory::readRuns(write(crlf)).size(), 0);
+        QVERIFY(!RunHistory::parseLine(u"2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\r"));
+    }
+
+    void badLines_droppedGoodOnesKeptInOrder()
+    {
+        const QByteArray bytes = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"
+                                 "garbage\n"
+                                 "\n"
+                                 "2025-03-01T07:00:00Z\t2\n"
+                                 "2025-03-01T08:00:00Z\t2025-03-01T08:00:01Z\t0\t9\n"
+                                 "caf\xC3\xA9\t\xE2\x82\xAC\n"
+                                 "2025-03-01T09:00:00Z\t2025-03-01T09:01:00Z\t-1\n"
+                                 "2025-03-01T10:00:00Z\t2025-03-01T10:0"; // half written
+        const auto runs = RunHistory::readRuns(write(bytes));
+        QCOMPARE(runs.size(), 3);
+        QCOMPARE(runs[0].startedAt, utc(2025, 3, 1, 6, 0, 0));
+        QCOMPARE(runs[1].startedAt, utc(2025, 3, 1, 7, 0, 0));
+        QCOMPARE(runs[1].exitCode, 2);
+        QCOMPARE(runs[2].endedAt, utc(2025, 3, 1, 9, 1, 0));
+        QCOMPARE(runs[2].exitCode, -1);
+    }
+
+    void everyRecord_getsAFreshRandomId()
+    {
+        QByteArray bytes;
+        for (int i = 0; i < 2000; ++i) {
+            bytes += "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n";
+        }
+        const QString path = write(bytes);
+        const auto first = RunHistory::readRuns(path);
+        const auto second = RunHistory::readRuns(path);
+        QCOMPARE(first.size(), 2000);
+        QSet<QUuid> ids;
+        for (const auto &runs : {first, second}) {
+            for (const TaskRunRecord &run : runs) {
+                QCOMPARE(run.id.version(), QUuid::Random);
+                QCOMPARE(run.id.variant(), QUuid::DCE);
+                ids.insert(run.id);
+            }
+        }
+        QCOMPARE(ids.size(), 4000);
+        const auto a = RunHistory::parseLine(u"2025-03-01T06:00:00Z\t0");
+        const auto b = RunHistory::parseLine(u"2025-03-01T06:00:00Z\t0");
+        QVERIFY(a && b && a->id != b->id);
+        QCOMPARE(a->id.version(), QUuid::Random);
+    }
+
+    void missingFiles_readAsEmpty()
+    {
+        const QString missing = m_dir.path() + u"/nothing-here.runs";
+        QCOMPARE(RunHistory::readRuns(missing).size(), 0);
+        QCOMPARE(RunHistory::readLogTail(missing, 100), QString());
+        QCOMPARE(RunHistory::readRuns(m_dir.path()).size(), 0); // a folder
+        QCOMPARE(RunHistory::readLogTail(m_dir.path(), 100), QString());
+        QCOMPARE(RunHistory::readRuns(write("")).size(), 0);
+        QCOMPARE(RunHistory::readLogTail(write("", u"empty.log"_qs), 100), QString());
+    }
+
+    void notUtf8_readsAsEmpty_data()
+    {
+        QTest::addColumn<QByteArray>("bad");
+        QTest::newRow("stray continuation") << QByteArray("\x80");
+        QTest::newRow("0xFF") << QByteArray("\xFF");
+        QTest::newRow("overlong slash") << QByteArray("\xC0\xAF");
+        QTest::newRow("overlong three bytes") << QByteArray("\xE0\x80\xAF");
+        QTest::newRow("surrogate") << QByteArray("\xED\xA0\x80");
+        QTest::newRow("above U+10FFFF") << QByteArray("\xF4\x90\x80\x80");
+        QTest::newRow("cut short at the end") << QByteArray("\xE2\x82");
+        QTest::newRow("latin-1 e acute") << QByteArray("caf\xE9");
+    }
+
+    void notUtf8_readsAsEmpty()
+    {
+        QFETCH(QByteArray, bad);
+        const QByteArray good = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n";
+        for (const QByteArray &bytes : {QByteArray(bad + "\n" + good), QByteArray(good + bad)}) {
+            QCOMPARE(RunHistory::readRuns(write(bytes)).size(), 0);
+            QCOMPARE(RunHistory::readLogTail(write(bytes, u"x.log"_qs), 100), QString());
+        }
+        // Far before the tail that is kept, it still counts.
+        QByteArray log = "\n" + bad + "\n";
+        for (int i = 0; i < 300000; ++i) {
+            log += "line\n";
+        }
+        QCOMPARE(RunHistory::readLogTail(write(log, u"big.log"_qs), 10), QString());
+        QCOMPARE(plainReadLog(m_dir.path() + u"/big.log", 10), QString());
+    }
+
+    void goodUtf8_isRead()
+    {
+        const QByteArray bytes = "\xF0\x9F\x98\x80 \xE2\x82\xAC \xC3\xA9 \xF4\x8F\xBF\xBF \xEF\xBB\xBF\n"
+                                 "2025-03-01T06:00:00Z\t0\n";
+        QCOMPARE(RunHistory::readRuns(write(bytes)).size(), 1);
+        QCOMPARE(RunHistory::readLogTail(write(bytes, u"x.log"_qs), 100),
+                 QString::fromUtf8(bytes).trimmed());
+    }
+
+    void log150Lines_readWith100_givesLines51To150()
+    {
+        QStringList lines;
+        for (int i = 1; i <= 150; ++i) {
+            lines << u"line " + QString::number(i);
+        }
+        const QString path = write(lines.join(u'\n').toUtf8(), u"0a1b2c3d.stdout.log"_qs);
+        const QString result = RunHistory::readLogTail(path, 100);
+        QCOMPARE(result, lines.mid(50).join(u'\n'));
+        QVERIFY(result.startsWith(u"line 51\n"));
+        QVERIFY(result.endsWith(u"\nline 150"));
+    }
+
+    // A final line feed makes an empty last piece, which takes one of the 100 places.
+    void log150LinesWithFinalLineFeed_readWith100_givesLines52To150()
+    {
+        QStringList lines;
+        for (int i = 1; i <= 150; ++i) {
+            lines << u"line " + QString::number(i);
+        }
+        const QString path = write(QString(lines.join(u'\n') + u'\n').toUtf8(), u"0a1b2c3d.stdout.log"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 100), lines.mid(51).join(u'\n'));
+        QCOMPARE(RunHistory::readLogTail(path, 101), lines.mid(50).join(u'\n'));
+    }
+
+    void logEndingInBlankLines_losesThemToTrimming()
+    {
+        const QString path = write("first\nsecond\n\n\n  \n", u"a.log"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 100), u"first\nsecond"_qs);
+        // The cut comes before the trimming: the last three pieces are all blank.
+        QCOMPARE(RunHistory::readLogTail(path, 3), QString());
+        QCOMPARE(RunHistory::readLogTail(path, 4), QString());
+        QCOMPARE(RunHistory::readLogTail(path, 5), u"second"_qs);
+        QCOMPARE(RunHistory::readLogTail(write(" \t\n\n\r\n", u"blank.log"_qs), 100), QString());
+        QCOMPARE(RunHistory::readLogTail(write("\n\t indented\u00A0 \n", u"b.log"_qs), 100), u"indented"_qs);
+    }
+
+    void logTail_edgeCounts()
+    {
+        const QString path = write("a\nb\nc", u"c.log"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 0), QString());
+        QCOMPARE(RunHistory::readLogTail(path, 1), u"c"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 2), u"b\nc"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 3), u"a\nb\nc"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 10000), u"a\nb\nc"_qs);
+        const QString crlf = write("a\r\nb\r\n", u"crlf.log"_qs);
+        QCOMPARE(RunHistory::readLogTail(crlf, 1), QString());
+        QCOMPARE(RunHistory::readLogTail(crlf, 2), u"b"_qs);
+        QCOMPARE(RunHistory::readLogTail(crlf, 3), u"a\r\nb"_qs);
+    }
+
+    void negativeMaxLines_isAnAssertion()
+    {
+#ifdef QT_NO_DEBUG
+        QSKIP("assertions are compiled out");
+#else
+        QProcess probe;
+        probe.start(QCoreApplication::applicationFilePath(), {u"--probe-negative-max-lines"_qs});
+        QVERIFY(probe.waitForFinished(60000));
+        QCOMPARE(probe.exitStatus(), QProcess::CrashExit);
+        QVERIFY(probe.readAllStandardError().contains("maxLines must not be negative"));
+#endif
+    }
+
+    // Lines cut across the reader's blocks, compared with the plain reading.
+    void longRunsFile_matchesPlainReading()
+    {
+        QRandomGenerator random(20250301);
+        QByteArray bytes;
+        int good = 0;
+        while (bytes.size() < 3 * 1024 * 1024 + 17) {
+            const qint64 start = 1700000000 + random.bounded(100000000);
+            const QByteArray a = QDateTime::fromSecsSinceEpoch(start, Qt::UTC).toString(Qt::ISODate).toUtf8();
+            const QByteArray b =
+                QDateTime::fromSecsSinceEpoch(start + random.bounded(4000), Qt::UTC).toString(Qt::ISODate).toUtf8();
+            switch (random.bounded(6)) {
+            case 0:
+                bytes += a + "\t" + QByteArray::number(random.bounded(256)) + "\n";
+                ++good;
+                break;
+            case 1:
+                bytes += QByteArray(random.bounded(3000), 'x') + "\n";
+                break;
+            case 2:
+                bytes += a + "\t\t" + b + "\t-" + QByteArray::number(random.bounded(99)) + "\t\n";
+                ++good;
+                break;
+            case 3:
+                bytes += a + "\t" + b + "\t1\r\n";
+                break;
+            default:
+                bytes += a + "\t" + b + "\t" + QByteArray::number(random.bounded(256)) + "\n";
+                ++good;
+            }
+        }
+        const QString path = write(bytes);
+        const auto runs = RunHistory::readRuns(path);
+        QCOMPARE(runs.size(), good);
+        QVERIFY(sameRuns(runs, plainReadRuns(path)));
+    }
+
+    // Random small logs of awkward characters: the backwards reader against the plain reading.
+    void randomLogs_matchPlainReading()
+    {
+        QRandomGenerator random(7);
+        const QList<QByteArray> alphabet{"a", "b", " ", "\n", "\n", "\n", "\r", "\t", "\xC3\xA9", "\xE2\x80\xA8",
+                                         "\xC2\xA0", "\xF0\x9F\x98\x80", "xyz", "\n\n"};
+        int nonEmpty = 0;
+        for (int round = 0; round < 3000; ++round) {
+            QByteArray bytes;
+            const int pieces = random.bounded(40);
+            for (int i = 0; i < pieces; ++i) {
+                bytes += alphabet.at(random.bounded(alphabet.size()));
+            }
+            if (random.bounded(25) == 0 && !bytes.isEmpty()) {
+                bytes[random.bounded(bytes.size())] = char(0xFF); // not UTF-8 any more
+            }
+            // A new file each time: rewriting one in place makes the file system flush on every close.
+            const QString path = m_dir.path() + u"/random-" + QString::number(round) + u".log";
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(bytes);
+            file.close();
+            const int maxLines = random.bounded(12);
+            const QString expected = plainReadLog(path, maxLines);
+            nonEmpty += expected.isEmpty() ? 0 : 1;
+            QCOMPARE(RunHistory::readLogTail(path, maxLines), expected);
+            QFile::remove(path);
+        }
+        QVERIFY(nonEmpty > 1000); // the comparison was not only between empty texts
+    }
+
+    // Tails longer than the reader's blocks, and files larger than them.
+    void largeLogs_matchPlainReading()
+    {
+        QRandomGenerator random(99);
+        const QString path = m_dir.path() + u"/large.log";
+        for (int round = 0; round < 6; ++round) {
+            QByteArray bytes;
+            const qsizetype target = (1 + round) * 700 * 1024;
+            while (bytes.size() < target) {
+                const int length = random.bounded(round % 2 ? 2000 : 80);
+                bytes += QByteArray(length, char('a' + random.bounded(26)));
+                bytes += random.bounded(10) == 0 ? "\xE2\x82\xAC\n" : "\n";
+            }
+            bytes += QByteArray(random.bounded(3), '\n');
+            Sandbox::writeFile(path, bytes);
+            for (const int maxLines : {1, 100, 10000, 1000000}) {
+                QCOMPARE(RunHistory::readLogTail(path, maxLines), plainReadLog(path, maxLines));
+            }
+        }
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    if (argc == 2 && std::strcmp(argv[1], "--probe-negative-max-lines") == 0) {
+        RunHistory::readLogTail(QStringLiteral("/nonexistent"), -1);
+        return 0;
+    }
+    QCoreApplication app(argc, argv);
+    RunHistoryTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "test_run_history.moc"
