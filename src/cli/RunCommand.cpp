@@ -33,6 +33,7 @@ public:
         }
         TaskRunner runner;
         runner.setKeepsOutput(false);
+        runner.setOwnSession(false);
         QEventLoop loop;
         QObject::connect(&runner, &TaskRunner::outputAppended, &runner, [&context](const QString &text) {
             context.out << text;
