@@ -60,7 +60,9 @@ QString PmsetError::description() const
     return QStringLiteral("This schedule type does not support wake.");
 }
 
-PmsetService::PmsetService(Clock now) : m_now(now ? std::move(now) : [] { return QDateTime::currentDateTime(); }) {}
+PmsetService::PmsetService(Clock now) : m_now(now ? std::move(now) : [] { return QDateTime::currentDateTime(); })
+{
+}
 
 std::optional<TimeOfDay> PmsetService::wakeTime(const QList<TimeOfDay> &times)
 {
@@ -180,8 +182,8 @@ bool PmsetService::isWakeActive(const ScheduledTask &task) const
     if (kind != TaskSchedule::Kind::daily && kind != TaskSchedule::Kind::monthly) {
         return false;
     }
-    const ChildProcess::Result result = ChildProcess::run(SystemPaths::pmset(), {QStringLiteral("-g"), QStringLiteral("sched")},
-                                                          {ChildProcess::Output::capture, {}, {}});
+    const ChildProcess::Result result = ChildProcess::run(
+        SystemPaths::pmset(), {QStringLiteral("-g"), QStringLiteral("sched")}, {ChildProcess::Output::capture, {}, {}});
     const QString schedule = QString::fromUtf8(result.standardOutput);
     if (kind == TaskSchedule::Kind::monthly) {
         return schedule.contains(u"wakeorpoweron") || schedule.contains(u"wakepoweron");

@@ -12,8 +12,9 @@ namespace {
 // the AppleScript error's own message.
 std::optional<QString> appleScriptFailure(const QString &standardError)
 {
-    static const QRegularExpression pattern(QStringLiteral(R"(^\d+:\d+: (execution|syntax) error: (.*?) ?\((-?\d+)\)$)"),
-                                            QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression pattern(
+        QStringLiteral(R"(^\d+:\d+: (execution|syntax) error: (.*?) ?\((-?\d+)\)$)"),
+        QRegularExpression::DotMatchesEverythingOption);
     const QRegularExpressionMatch match = pattern.match(standardError);
     if (!match.hasMatch()) {
         return standardError.isEmpty() ? QStringLiteral("Unknown error") : standardError;
@@ -46,8 +47,8 @@ std::optional<QString> runThroughPkexec(const QString &shellCommand)
     if (pkexec.isEmpty()) {
         return QStringLiteral("pkexec is not installed");
     }
-    const ChildProcess::Result result = ChildProcess::run(pkexec, {QStringLiteral("sh"), QStringLiteral("-c"), shellCommand},
-                                                          {ChildProcess::Output::capture, {}, {}});
+    const ChildProcess::Result result = ChildProcess::run(
+        pkexec, {QStringLiteral("sh"), QStringLiteral("-c"), shellCommand}, {ChildProcess::Output::capture, {}, {}});
     if (!result.started) {
         return QStringLiteral("pkexec could not be started");
     }

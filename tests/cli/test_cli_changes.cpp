@@ -23,7 +23,8 @@ private Q_SLOTS:
     void add_printsIdInstallsAndSaves()
     {
         StoreWorld world;
-        const auto result = world.sandbox.runCli({u"add"_qs, u"--name"_qs, u"Backup"_qs, u"--command"_qs, u"make backup"_qs});
+        const auto result =
+            world.sandbox.runCli({u"add"_qs, u"--name"_qs, u"Backup"_qs, u"--command"_qs, u"make backup"_qs});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         const QList<ScheduledTask> tasks = tasksIn(world);
@@ -56,15 +57,18 @@ private Q_SLOTS:
         QTest::newRow("daily") << L{"--daily"} << TaskSchedule::daily({{7, 0}});
         QTest::newRow("daily sorted") << L{"--daily", "--at", "18:30,7:00,07:05"}
                                       << TaskSchedule::daily({{7, 0}, {7, 5}, {18, 30}});
-        QTest::newRow("duplicate times kept") << L{"--daily", "--at", "9:00,9:00"} << TaskSchedule::daily({{9, 0}, {9, 0}});
+        QTest::newRow("duplicate times kept")
+            << L{"--daily", "--at", "9:00,9:00"} << TaskSchedule::daily({{9, 0}, {9, 0}});
         QTest::newRow("at alone is daily") << L{"--at", "9:15"} << TaskSchedule::daily({{9, 15}});
         QTest::newRow("weekly names") << L{"--weekly", "FRI,mon"} << TaskSchedule::weekly({2, 6}, {{7, 0}});
-        QTest::newRow("weekly numbers") << L{"--weekly", "7,1,1", "--at", "0:00"} << TaskSchedule::weekly({1, 7}, {{0, 0}});
+        QTest::newRow("weekly numbers") << L{"--weekly", "7,1,1", "--at", "0:00"}
+                                        << TaskSchedule::weekly({1, 7}, {{0, 0}});
         QTest::newRow("monthly") << L{"--monthly", "31", "--at", "23:59"} << TaskSchedule::monthly(31, {{23, 59}});
         QTest::newRow("last day") << L{"--last-day"} << TaskSchedule::monthlyLastDay({{7, 0}});
         QTest::newRow("nth") << L{"--nth", "2", "--weekday", "tue", "--at", "8:30"}
                              << TaskSchedule::monthlyNthWeekday(2, 3, {{8, 30}});
-        QTest::newRow("nth number") << L{"--nth", "4", "--weekday", "6"} << TaskSchedule::monthlyNthWeekday(4, 6, {{7, 0}});
+        QTest::newRow("nth number") << L{"--nth", "4", "--weekday", "6"}
+                                    << TaskSchedule::monthlyNthWeekday(4, 6, {{7, 0}});
     }
 
     void add_scheduleOptions()
@@ -72,9 +76,8 @@ private Q_SLOTS:
         QFETCH(QStringList, options);
         QFETCH(TaskSchedule, schedule);
         StoreWorld world;
-        const auto result = world.sandbox.runCli(QStringList{u"add"_qs, u"--name"_qs, u"T"_qs, u"--command"_qs, u"true"_qs,
-                                                             u"--disabled"_qs} +
-                                                 options);
+        const auto result = world.sandbox.runCli(
+            QStringList{u"add"_qs, u"--name"_qs, u"T"_qs, u"--command"_qs, u"true"_qs, u"--disabled"_qs} + options);
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(tasksIn(world).constFirst().schedule, schedule);
     }
@@ -87,7 +90,8 @@ private Q_SLOTS:
         const L base{"add", "--name", "T", "--command", "true"};
         QTest::newRow("no name") << L{"add", "--command", "true"} << QByteArray("missing option --name");
         QTest::newRow("no command") << L{"add", "--name", "T"} << QByteArray("missing option --command");
-        QTest::newRow("empty name") << L{"add", "--name", "", "--command", "x"} << QByteArray("--name must not be empty");
+        QTest::newRow("empty name") << L{"add", "--name", "", "--command", "x"}
+                                    << QByteArray("--name must not be empty");
         QTest::newRow("two kinds") << base + L{"--daily", "--every", "5"} << QByteArray("choose one schedule");
         QTest::newRow("interval 0") << base + L{"--every", "0"} << QByteArray("invalid interval '0'");
         QTest::newRow("interval text") << base + L{"--every", "ten"} << QByteArray("invalid interval 'ten'");
@@ -104,7 +108,8 @@ private Q_SLOTS:
         QTest::newRow("weekly empty") << base + L{"--weekly", ""} << QByteArray("invalid weekday ''");
         QTest::newRow("weekly word") << base + L{"--weekly", "mon,funday"} << QByteArray("invalid weekday 'funday'");
         QTest::newRow("weekly 0") << base + L{"--weekly", "0"} << QByteArray("invalid weekday '0'");
-        QTest::newRow("at with every") << base + L{"--every", "5", "--at", "7:00"} << QByteArray("--at applies only to");
+        QTest::newRow("at with every") << base + L{"--every", "5", "--at", "7:00"}
+                                       << QByteArray("--at applies only to");
         QTest::newRow("at with at-load") << base + L{"--at-load", "--at", "7:00"} << QByteArray("--at applies only to");
         QTest::newRow("unknown option") << base + L{"--hourly"} << QByteArray("unknown option 'hourly'");
         QTest::newRow("argument") << base + L{"extra"} << QByteArray("unexpected argument 'extra'");
@@ -130,9 +135,9 @@ private Q_SLOTS:
         const QString work = world.sandbox.root() + u"/work"_qs;
         QDir().mkpath(work);
         const auto result = world.sandbox.run(QStringLiteral(MOXLEY_CLI_PATH),
-                                              {u"add"_qs, u"--name"_qs, u"  spaced  "_qs, u"--command"_qs, u"echo 'a b'"_qs,
-                                               u"--dir"_qs, u"sub"_qs, u"--env-file"_qs, u"/etc/app.env"_qs,
-                                               u"--no-login-shell"_qs, u"--disabled"_qs},
+                                              {u"add"_qs, u"--name"_qs, u"  spaced  "_qs, u"--command"_qs,
+                                               u"echo 'a b'"_qs, u"--dir"_qs, u"sub"_qs, u"--env-file"_qs,
+                                               u"/etc/app.env"_qs, u"--no-login-shell"_qs, u"--disabled"_qs},
                                               {}, work);
         QCOMPARE(result.exitCode, 0);
         const ScheduledTask task = tasksIn(world).constFirst();
@@ -204,7 +209,8 @@ private Q_SLOTS:
         const ScheduledTask stray = StoreWorld::task(u"Stray"_qs, TaskSchedule::daily({{7, 0}}));
         QVERIFY(!LaunchdService().install(stray));
         const QString importFile = world.sandbox.root() + u"/import.json"_qs;
-        world.sandbox.writeFile(importFile, TaskMigration::encode({StoreWorld::task(u"I"_qs, TaskSchedule::runAtLoad())}));
+        world.sandbox.writeFile(importFile,
+                                TaskMigration::encode({StoreWorld::task(u"I"_qs, TaskSchedule::runAtLoad())}));
         arguments.replaceInStrings(u"IMPORT"_qs, importFile);
         world.sandbox.writeTasksFile(kUnreadable);
         world.mark();
@@ -238,8 +244,7 @@ private Q_SLOTS:
         expected.workingDirectory.reset();
         expected.wakeBeforeRun = true;
         QCOMPARE(tasksIn(world), QList<ScheduledTask>{expected});
-        const PmsetService::Command wake =
-            PmsetService::wakeCommand(expected.schedule, QDateTime::currentDateTime());
+        const PmsetService::Command wake = PmsetService::wakeCommand(expected.schedule, QDateTime::currentDateTime());
         QCOMPARE(world.calls(), (QStringList{u"wake "_qs + *wake.text, unload(task), load(task)}));
     }
 
@@ -261,9 +266,9 @@ private Q_SLOTS:
         task.envFilePath = u"/old.env"_qs;
         task.useLoginShell = true;
         world.writeTasks({task});
-        const auto result = world.sandbox.runCli({u"edit"_qs, u"T"_qs, u"--no-login-shell"_qs, u"--no-wake"_qs,
-                                                  u"--no-env-file"_qs, u"--dir"_qs, u"/srv/app"_qs, u"--command"_qs,
-                                                  u"make"_qs, u"--every"_qs, u"10"_qs});
+        const auto result =
+            world.sandbox.runCli({u"edit"_qs, u"T"_qs, u"--no-login-shell"_qs, u"--no-wake"_qs, u"--no-env-file"_qs,
+                                  u"--dir"_qs, u"/srv/app"_qs, u"--command"_qs, u"make"_qs, u"--every"_qs, u"10"_qs});
         QCOMPARE(result.exitCode, 0);
         const ScheduledTask edited = tasksIn(world).constFirst();
         QVERIFY(!edited.useLoginShell);
@@ -417,7 +422,8 @@ private Q_SLOTS:
         QCOMPARE(result.err, QByteArray("moxley: Unrecognized tasks.json format\n"));
         result = world.sandbox.runCli({u"import"_qs, world.sandbox.root() + u"/missing.json"_qs});
         QCOMPARE(result.exitCode, 1);
-        QVERIFY(result.err.startsWith(QByteArray("moxley: cannot read " + world.sandbox.root().toUtf8() + "/missing.json: ")));
+        QVERIFY(result.err.startsWith(
+            QByteArray("moxley: cannot read " + world.sandbox.root().toUtf8() + "/missing.json: ")));
         QVERIFY(!QFileInfo::exists(world.sandbox.tasksFile()));
     }
 

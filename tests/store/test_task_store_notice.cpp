@@ -68,7 +68,8 @@ private Q_SLOTS:
         const auto listener = ChangeNotice::system();
         int received = 0;
         auto observation = listener->observe([&] { ++received; });
-        QCOMPARE(world.sandbox.runCli({u"add"_qs, u"--name"_qs, u"x"_qs, u"--command"_qs, u"y"_qs, u"--disabled"_qs}).exitCode,
+        QCOMPARE(world.sandbox.runCli({u"add"_qs, u"--name"_qs, u"x"_qs, u"--command"_qs, u"y"_qs, u"--disabled"_qs})
+                     .exitCode,
                  0);
         QTRY_COMPARE(received, 1);
     }
