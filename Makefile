@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 GENERATOR := $(shell command -v ninja >/dev/null 2>&1 && echo "-G Ninja")
 
-.PHONY: all deps configure build run test test-asan clean
+.PHONY: all deps configure build run test test-asan clean install fuzz
 
 all: build
 
@@ -15,6 +15,8 @@ deps:
 # Configuring again is cheap and mends a tree whose last configure failed.
 configure: deps
 	@cmake -S . -B $(BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug $(CMAKE_FLAGS) >/dev/null
+	@# When the build graph changed (new files), Qt's moc must rescan or it can miss new classes.
+	@if [ -f $(BUILD)/build.ninja ]; then find $(BUILD) -path '*_autogen/timestamp' ! -newer $(BUILD)/build.ninja -delete; fi
 
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -32,3 +34,20 @@ test-asan: deps
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)
+
+# Installs into PREFIX (default /usr/local); DESTDIR=... stages the files elsewhere.
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
+
+# libFuzzer: each target runs FUZZ_RUNS inputs (at most FUZZ_SECONDS) from its corpus in fuzz/corpus/;
+# new inputs it finds stay in build-fuzz/corpus, crashes in build-fuzz/findings.
+FUZZ_BUILD ?= build-fuzz
+FUZZ_RUNS ?= 1000000
+FUZZ_SECONDS ?= 600
+FUZZ_TARGETS ?= $(notdir $(basename $(wildcard fuzz/fuzz_*.cpp)))
+fuzz:
+	@bash scripts/install-deps.sh --fuzz
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMOXLEY_FUZZ=ON -DMOXLEY_BUILD_TESTS=OFF -DMOXLEY_WERROR=OFF >/dev/null
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(FUZZ_TARGETS)
+	@bash scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_RUNS) $(FUZZ_SECONDS) $(FUZZ_TARGETS)

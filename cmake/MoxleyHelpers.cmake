@@ -9,7 +9,11 @@ function(moxley_target_defaults target)
     MOXLEY_VERSION="${PROJECT_VERSION}")
 endfunction()
 
-if(MOXLEY_SANITIZE)
+if(MOXLEY_FUZZ)
+  # Everything the fuzzers reach is instrumented for coverage and checked by the sanitizers.
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(MOXLEY_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   add_link_options(-fsanitize=address,undefined)
 endif()

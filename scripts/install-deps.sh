@@ -10,6 +10,11 @@ debian_packages=(
   zsh xvfb xauth dbus fonts-dejavu-core libsecret-tools
 )
 brew_packages=(cmake ninja pkg-config qt libplist qtkeychain)
+# `--fuzz` adds what the libFuzzer targets need.
+if [ "${1:-}" = --fuzz ]; then
+  debian_packages+=(clang libclang-rt-dev)
+  brew_packages+=(llvm)
+fi
 
 if [ "$(uname -s)" = Darwin ]; then
   command -v brew >/dev/null || { echo "install-deps: Homebrew is needed: https://brew.sh" >&2; exit 1; }

@@ -3,7 +3,8 @@
 # that it still starts; set DISPLAY to see the window.
 set -euo pipefail
 build=${1:-build}
-app="$build/src/app/moxley-app"
+app="$build/bin/moxley-app"
+[ "$(uname -s)" = Darwin ] && app="$build/bin/moxley-app.app/Contents/MacOS/moxley-app"
 if [ "$(uname -s)" = Darwin ] || [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
   exec "$app" "${@:2}"
 fi

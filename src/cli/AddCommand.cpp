@@ -9,7 +9,7 @@ namespace {
 
 class AddCommand : public Command
 {
-public:
+  public:
     QString name() const override { return QStringLiteral("add"); }
     QString synopsis() const override
     {

@@ -15,6 +15,8 @@ std::unique_ptr<Command> makeShow();
 std::unique_ptr<Command> makeExport();
 std::unique_ptr<Command> makeScript();
 std::unique_ptr<Command> makePlist();
+std::unique_ptr<Command> makeRun();
+std::unique_ptr<Command> makeJobs();
 std::unique_ptr<Command> makeAdd();
 std::unique_ptr<Command> makeEdit();
 std::unique_ptr<Command> makeEnable();

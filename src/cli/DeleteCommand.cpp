@@ -6,14 +6,11 @@ namespace {
 
 class DeleteCommand : public Command
 {
-public:
+  public:
     QString name() const override { return QStringLiteral("delete"); }
     QString synopsis() const override { return QStringLiteral("delete TASK..."); }
     QString summary() const override { return QStringLiteral("Delete tasks and their jobs (history and logs stay)."); }
-    QString details() const override
-    {
-        return QStringLiteral("Every TASK must match; otherwise nothing is deleted.");
-    }
+    QString details() const override { return QStringLiteral("Every TASK must match; otherwise nothing is deleted."); }
     int minArguments() const override { return 1; }
     int maxArguments() const override { return -1; }
 
@@ -29,7 +26,8 @@ public:
             const auto task = context.findTask(*tasks, query);
             if (!task) {
                 allFound = false;
-            } else if (std::none_of(chosen.begin(), chosen.end(), [&](const ScheduledTask &t) { return t.id == task->id; })) {
+            } else if (std::none_of(chosen.begin(), chosen.end(),
+                                    [&](const ScheduledTask &t) { return t.id == task->id; })) {
                 chosen.append(*task);
             }
         }

@@ -6,10 +6,13 @@ namespace {
 
 class DisableCommand : public Command
 {
-public:
+  public:
     QString name() const override { return QStringLiteral("disable"); }
     QString synopsis() const override { return QStringLiteral("disable TASK"); }
-    QString summary() const override { return QStringLiteral("Switch a task off and remove its job (history and logs stay)."); }
+    QString summary() const override
+    {
+        return QStringLiteral("Switch a task off and remove its job (history and logs stay).");
+    }
     int minArguments() const override { return 1; }
     int maxArguments() const override { return 1; }
 

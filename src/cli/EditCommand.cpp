@@ -9,7 +9,7 @@ namespace {
 
 class EditCommand : public Command
 {
-public:
+  public:
     QString name() const override { return QStringLiteral("edit"); }
     QString synopsis() const override
     {
@@ -46,9 +46,9 @@ public:
 
     int execute(CommandContext &context, const QCommandLineParser &parser) override
     {
-        for (const auto &[on, off] : {std::pair{u"dir"_qs, u"no-dir"_qs}, std::pair{u"env-file"_qs, u"no-env-file"_qs},
-                                      std::pair{u"login-shell"_qs, u"no-login-shell"_qs},
-                                      std::pair{u"wake"_qs, u"no-wake"_qs}}) {
+        for (const auto &[on, off] :
+             {std::pair{u"dir"_qs, u"no-dir"_qs}, std::pair{u"env-file"_qs, u"no-env-file"_qs},
+              std::pair{u"login-shell"_qs, u"no-login-shell"_qs}, std::pair{u"wake"_qs, u"no-wake"_qs}}) {
             if (parser.isSet(on) && parser.isSet(off)) {
                 return context.usageError(u"--" % on % u" and --" % off % u" exclude each other");
             }
@@ -98,8 +98,7 @@ public:
             task.workingDirectory.reset();
         } else if (parser.isSet(u"dir"_qs)) {
             const QString dir = parser.value(u"dir"_qs);
-            task.workingDirectory =
-                dir.isEmpty() ? std::nullopt : std::optional(QDir::current().absoluteFilePath(dir));
+            task.workingDirectory = dir.isEmpty() ? std::nullopt : std::optional(QDir::current().absoluteFilePath(dir));
         }
         if (parser.isSet(u"no-env-file"_qs)) {
             task.envFilePath.reset();

@@ -6,7 +6,7 @@ namespace {
 
 class EnableCommand : public Command
 {
-public:
+  public:
     QString name() const override { return QStringLiteral("enable"); }
     QString synopsis() const override { return QStringLiteral("enable TASK"); }
     QString summary() const override { return QStringLiteral("Switch a task on and install its job."); }

@@ -185,7 +185,7 @@ ScheduleOptions::Parsed ScheduleOptions::parse(const QCommandLineParser &parser)
 }
 
 std::optional<TaskSchedule> ScheduleOptions::build(const Parsed &parsed, const std::optional<TaskSchedule> &current,
-                                                    QString *error)
+                                                   QString *error)
 {
     const QList<TimeOfDay> defaultTimes{TimeOfDay{7, 0}};
     if (parsed.kind) {

@@ -20,7 +20,7 @@ struct Parsed {
     // The kind chosen with its values; the times are left empty here and filled by `build`.
     std::optional<TaskSchedule> kind;
     std::optional<QList<TimeOfDay>> times; // --at, sorted
-    QString error;                          // a usage error; the rest is then meaningless
+    QString error;                         // a usage error; the rest is then meaningless
 };
 Parsed parse(const QCommandLineParser &parser);
 

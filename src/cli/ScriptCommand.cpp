@@ -1,42 +1,9 @@
-#include "cli/CommandContext.h"
 #include "cli/Commands.h"
-#include "launchd/LaunchdService.h"
-
-namespace {
-
-class ScriptCommand : public Command
-{
-public:
-    QString name() const override { return QStringLiteral("script"); }
-    QString synopsis() const override { return QStringLiteral("script TASK"); }
-    QString summary() const override { return QStringLiteral("Print the wrapper script that launchd runs for a task."); }
-    QString details() const override
-    {
-        return QStringLiteral("The text is exactly what installing the task writes, byte for byte, also for a\n"
-                              "disabled task. Nothing is written or installed.");
-    }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
-
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
-    {
-        const auto tasks = context.loadTasks();
-        if (!tasks) {
-            return 1;
-        }
-        const auto task = context.findTask(*tasks, parser.positionalArguments().constFirst());
-        if (!task) {
-            return 1;
-        }
-        // Generating is pure text: no folder is created, nothing is loaded.
-        context.out << LaunchdService().scriptText(*task);
-        return 0;
-    }
-};
-
-} // namespace
+#include "cli/GeneratedTextCommand.h"
 
 std::unique_ptr<Command> Commands::makeScript()
 {
-    return std::make_unique<ScriptCommand>();
+    return std::make_unique<GeneratedTextCommand>(
+        QStringLiteral("script"), QStringLiteral("Print the wrapper script that launchd runs for a task."),
+        &LaunchdService::scriptText);
 }

@@ -12,7 +12,7 @@ class CommandContext;
 // written, finish() posts the change notice.
 class StoreSession
 {
-public:
+  public:
     explicit StoreSession(CommandContext &context);
     ~StoreSession();
 
@@ -23,7 +23,7 @@ public:
     // The exit status: 1 if the store reported a failure, else 0.
     int finish();
 
-private:
+  private:
     CommandContext &m_context;
     std::unique_ptr<TaskStore> m_store;
     bool m_failed = false;

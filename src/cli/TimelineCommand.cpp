@@ -1,4 +1,5 @@
 #include "cli/TimelineCommand.h"
+#include "launchd/LaunchdBrowser.h"
 
 #include "cli/CliJson.h"
 #include "cli/CommandContext.h"
@@ -109,11 +110,7 @@ public:
         QList<LaunchdJob> jobs;
         if (withSystem) {
             QString error;
-            const auto scanned = TimelineOutput::scanSystemJobs(&error);
-            if (!scanned) {
-                return context.fail(error);
-            }
-            jobs = *scanned;
+            jobs = LaunchdBrowser().scan();
         }
         const LaunchdService files;
         const Timeline::Day day = Timeline::compute(
@@ -224,16 +221,6 @@ QString TimelineOutput::text(const Timeline::Day &day, bool withSystemJobs)
         }
     }
     return out;
-}
-
-std::optional<QList<LaunchdJob>> TimelineOutput::scanSystemJobs(QString *error)
-{
-    // The job scanner is not part of this build's core yet; until it is, say so rather than
-    // draw an empty lane that would look like a machine without jobs.
-    if (error) {
-        *error = QStringLiteral("the system's launchd jobs cannot be listed by this build");
-    }
-    return std::nullopt;
 }
 
 std::unique_ptr<Command> Commands::makeTimeline()

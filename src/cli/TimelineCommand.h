@@ -18,7 +18,5 @@ QJsonObject json(const Timeline::Day &day, bool withSystemJobs);
 QString text(const Timeline::Day &day, bool withSystemJobs);
 
 // The system's launchd jobs for the system lane, sorted by label as the app's browser lists them;
-// nothing, with `error` set, when they cannot be listed.
-std::optional<QList<LaunchdJob>> scanSystemJobs(QString *error);
 
 } // namespace TimelineOutput

@@ -1,9 +1,8 @@
 #include "launchd/PmsetService.h"
 
 #include "platform/AdminShell.h"
+#include "platform/ChildProcess.h"
 #include "platform/SystemPaths.h"
-
-#include <QProcess>
 
 namespace {
 
@@ -61,7 +60,9 @@ QString PmsetError::description() const
     return QStringLiteral("This schedule type does not support wake.");
 }
 
-PmsetService::PmsetService(Clock now) : m_now(now ? std::move(now) : [] { return QDateTime::currentDateTime(); }) {}
+PmsetService::PmsetService(Clock now) : m_now(now ? std::move(now) : [] { return QDateTime::currentDateTime(); })
+{
+}
 
 std::optional<TimeOfDay> PmsetService::wakeTime(const QList<TimeOfDay> &times)
 {
@@ -181,15 +182,9 @@ bool PmsetService::isWakeActive(const ScheduledTask &task) const
     if (kind != TaskSchedule::Kind::daily && kind != TaskSchedule::Kind::monthly) {
         return false;
     }
-    QProcess process;
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
-    process.start(SystemPaths::pmset(), {QStringLiteral("-g"), QStringLiteral("sched")});
-    if (!process.waitForStarted(-1)) {
-        return false;
-    }
-    process.waitForFinished(-1);
-    const QString schedule = QString::fromUtf8(process.readAllStandardOutput());
+    const ChildProcess::Result result = ChildProcess::run(
+        SystemPaths::pmset(), {QStringLiteral("-g"), QStringLiteral("sched")}, {ChildProcess::Output::capture, {}, {}});
+    const QString schedule = QString::fromUtf8(result.standardOutput);
     if (kind == TaskSchedule::Kind::monthly) {
         return schedule.contains(u"wakeorpoweron") || schedule.contains(u"wakepoweron");
     }

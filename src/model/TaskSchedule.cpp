@@ -10,6 +10,8 @@ namespace {
 template <class... Ts> struct Overloaded : Ts... {
     using Ts::operator()...;
 };
+// Clang does not deduce aggregate template arguments by itself yet.
+template <class... Ts> Overloaded(Ts...) -> Overloaded<Ts...>;
 } // namespace
 
 QString TaskSchedule::kindName(Kind kind)

@@ -1,43 +1,20 @@
 #include "platform/AdminShell.h"
 
+#include "platform/ChildProcess.h"
 #include "platform/SystemPaths.h"
 
-#include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
 
 namespace {
 
-struct Outcome {
-    bool started = false;
-    int exitCode = -1;
-    QString standardError;
-};
-
-// Blocks until the child ends: the password prompt takes as long as the user takes.
-Outcome runToEnd(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardOutputFile(QProcess::nullDevice());
-    process.start(program, arguments);
-    Outcome outcome;
-    if (!process.waitForStarted(-1)) {
-        return outcome;
-    }
-    process.waitForFinished(-1);
-    outcome.started = true;
-    outcome.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    outcome.standardError = QString::fromUtf8(process.readAllStandardError()).trimmed();
-    return outcome;
-}
-
 // osascript reports "0:93: execution error: User canceled. (-128)"; the app shows the middle part,
 // the AppleScript error's own message.
 std::optional<QString> appleScriptFailure(const QString &standardError)
 {
-    static const QRegularExpression pattern(QStringLiteral(R"(^\d+:\d+: (execution|syntax) error: (.*?) ?\((-?\d+)\)$)"),
-                                            QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression pattern(
+        QStringLiteral(R"(^\d+:\d+: (execution|syntax) error: (.*?) ?\((-?\d+)\)$)"),
+        QRegularExpression::DotMatchesEverythingOption);
     const QRegularExpressionMatch match = pattern.match(standardError);
     if (!match.hasMatch()) {
         return standardError.isEmpty() ? QStringLiteral("Unknown error") : standardError;
@@ -51,15 +28,17 @@ std::optional<QString> appleScriptFailure(const QString &standardError)
 
 std::optional<QString> runThroughAppleScript(const QString &shellCommand)
 {
-    const Outcome outcome =
-        runToEnd(SystemPaths::osascript(), {QStringLiteral("-e"), AdminShell::appleScriptSource(shellCommand)});
-    if (!outcome.started) {
+    // Blocks until the user has answered the password prompt.
+    const ChildProcess::Result result =
+        ChildProcess::run(SystemPaths::osascript(), {QStringLiteral("-e"), AdminShell::appleScriptSource(shellCommand)},
+                          {ChildProcess::Output::capture, {}, {}});
+    if (!result.started) {
         return QStringLiteral("Failed to create script");
     }
-    if (outcome.exitCode == 0) {
+    if (result.succeeded()) {
         return std::nullopt;
     }
-    return appleScriptFailure(outcome.standardError);
+    return appleScriptFailure(QString::fromUtf8(result.standardError).trimmed());
 }
 
 std::optional<QString> runThroughPkexec(const QString &shellCommand)
@@ -68,14 +47,16 @@ std::optional<QString> runThroughPkexec(const QString &shellCommand)
     if (pkexec.isEmpty()) {
         return QStringLiteral("pkexec is not installed");
     }
-    const Outcome outcome = runToEnd(pkexec, {QStringLiteral("sh"), QStringLiteral("-c"), shellCommand});
-    if (!outcome.started) {
+    const ChildProcess::Result result = ChildProcess::run(
+        pkexec, {QStringLiteral("sh"), QStringLiteral("-c"), shellCommand}, {ChildProcess::Output::capture, {}, {}});
+    if (!result.started) {
         return QStringLiteral("pkexec could not be started");
     }
-    if (outcome.exitCode == 0) {
+    if (result.succeeded()) {
         return std::nullopt;
     }
-    return outcome.standardError.isEmpty() ? QStringLiteral("Unknown error") : outcome.standardError;
+    const QString text = QString::fromUtf8(result.standardError).trimmed();
+    return text.isEmpty() ? QStringLiteral("Unknown error") : text;
 }
 
 } // namespace

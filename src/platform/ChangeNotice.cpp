@@ -10,7 +10,7 @@ const CFStringRef kNoticeName = CFSTR("com.moxley.tasksDidChange");
 
 class DistributedObservation final : public ChangeNotice::Observation
 {
-public:
+  public:
     explicit DistributedObservation(std::function<void()> callback) : m_callback(std::move(callback))
     {
         // Registered from the main thread, so the main run loop delivers it.
@@ -22,7 +22,7 @@ public:
         CFNotificationCenterRemoveObserver(CFNotificationCenterGetDistributedCenter(), this, kNoticeName, nullptr);
     }
 
-private:
+  private:
     static void received(CFNotificationCenterRef, void *observer, CFNotificationName, const void *, CFDictionaryRef)
     {
         static_cast<DistributedObservation *>(observer)->m_callback();
@@ -33,15 +33,15 @@ private:
 
 class DistributedChangeNotice final : public ChangeNotice
 {
-public:
+  public:
     std::unique_ptr<Observation> observe(std::function<void()> callback) override
     {
         return std::make_unique<DistributedObservation>(std::move(callback));
     }
     void post() override
     {
-        CFNotificationCenterPostNotification(CFNotificationCenterGetDistributedCenter(), kNoticeName, nullptr,
-                                             nullptr, true);
+        CFNotificationCenterPostNotification(CFNotificationCenterGetDistributedCenter(), kNoticeName, nullptr, nullptr,
+                                             true);
     }
 };
 
@@ -84,13 +84,13 @@ class SignalReceiver : public QObject
 {
     Q_OBJECT
 
-public:
+  public:
     explicit SignalReceiver(std::function<void()> callback) : m_callback(std::move(callback)) {}
 
 public Q_SLOTS:
     void received() { m_callback(); }
 
-private:
+  private:
     std::function<void()> m_callback;
 };
 
@@ -100,7 +100,7 @@ class InertObservation final : public ChangeNotice::Observation
 
 class BusObservation final : public ChangeNotice::Observation
 {
-public:
+  public:
     BusObservation(const QDBusConnection &connection, std::function<void()> callback)
         : m_connection(connection), m_receiver(std::move(callback))
     {
@@ -112,14 +112,14 @@ public:
         m_connection.disconnect(QString(), kPath, kInterface, kMember, &m_receiver, SLOT(received()));
     }
 
-private:
+  private:
     QDBusConnection m_connection;
     SignalReceiver m_receiver;
 };
 
 class BusChangeNotice final : public ChangeNotice
 {
-public:
+  public:
     BusChangeNotice()
         : m_address(sessionBusAddress()),
           m_connectionName(u"moxley-change-notice-" % QString::number(s_instances.fetchAndAddRelaxed(1)))
@@ -155,13 +155,14 @@ public:
                  QDBus::Block, 5000);
     }
 
-private:
+  private:
     QDBusConnection connection() const { return QDBusConnection(m_connectionName); }
 
     bool connected()
     {
         if (!m_connected.has_value()) {
-            m_connected = !m_address.isEmpty() && QDBusConnection::connectToBus(m_address, m_connectionName).isConnected();
+            m_connected =
+                !m_address.isEmpty() && QDBusConnection::connectToBus(m_address, m_connectionName).isConnected();
         }
         return *m_connected;
     }

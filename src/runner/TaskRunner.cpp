@@ -1,16 +1,11 @@
 #include "runner/TaskRunner.h"
 
-namespace {
+#include "platform/ShellQuote.h"
 
-// Single quotes keep every character literal; a quote inside becomes '\''.
-QString quoted(const QString &text)
-{
-    QString escaped = text;
-    escaped.replace(u'\'', QStringLiteral("'\\''"));
-    return u'\'' % escaped % u'\'';
-}
+#include <QFileInfo>
 
-} // namespace
+#include <csignal>
+#include <unistd.h>
 
 TaskRunner::TaskRunner(QObject *parent) : QObject(parent) {}
 
@@ -28,7 +23,16 @@ TaskRunner::~TaskRunner()
 
 QString TaskRunner::shellProgram(bool useLoginShell)
 {
-    return useLoginShell ? QStringLiteral("/bin/zsh") : QStringLiteral("/bin/sh");
+    if (useLoginShell) {
+        return QStringLiteral("/bin/zsh");
+    }
+#ifdef Q_OS_MACOS
+    return QStringLiteral("/bin/sh");
+#else
+    // macOS's /bin/sh is bash, which knows "source"; Debian's is dash, which does not. Run the
+    // same shell the command would meet on a Mac.
+    return QFileInfo::exists(QStringLiteral("/bin/bash")) ? QStringLiteral("/bin/bash") : QStringLiteral("/bin/sh");
+#endif
 }
 
 QStringList TaskRunner::shellArguments(bool useLoginShell, const QString &commandLine)
@@ -44,10 +48,10 @@ QString TaskRunner::commandLine(const QString &command, const std::optional<QStr
 {
     QStringList parts;
     if (envFilePath && !envFilePath->isEmpty()) {
-        parts << QString(u"set -a && source " % quoted(*envFilePath) % u" && set +a");
+        parts << QString(u"set -a && source " % shellQuote(*envFilePath) % u" && set +a");
     }
     if (workingDirectory && !workingDirectory->isEmpty()) {
-        parts << QString(u"cd " % quoted(*workingDirectory));
+        parts << QString(u"cd " % shellQuote(*workingDirectory));
     }
     parts << command;
     return parts.join(QStringLiteral(" && "));
@@ -83,6 +87,11 @@ void TaskRunner::start(const QString &program, const QStringList &arguments)
     m_process = process;
     process->setProcessChannelMode(QProcess::MergedChannels);
     process->setInputChannelMode(QProcess::ForwardedInputChannel);
+    if (m_ownSession) {
+        // A session of its own: Stop reaches every process of the command, and an interactive
+        // zsh finds no terminal to take over.
+        process->setChildProcessModifier([] { ::setsid(); });
+    }
     connect(process, &QProcess::readyReadStandardOutput, this, &TaskRunner::readAvailable);
     connect(process, &QProcess::finished, this, [this, process](int exitCode, QProcess::ExitStatus status) {
         if (process != m_process) {
@@ -103,9 +112,20 @@ void TaskRunner::start(const QString &program, const QStringList &arguments)
 
 void TaskRunner::terminate()
 {
-    if (m_isRunning && m_process) {
-        m_process->terminate();
+    if (!m_isRunning || !m_process) {
+        return;
     }
+    const qint64 pid = m_process->processId();
+    if (!m_ownSession || pid <= 0) {
+        m_process->terminate();
+        return;
+    }
+    // An interactive shell ignores SIGTERM and would go on with the rest of the command, so it
+    // is hung up on at the same moment (it then reports 129, or 1 when it was between commands).
+    if (m_process->arguments().contains(QStringLiteral("-i"))) {
+        ::kill(pid_t(pid), SIGHUP);
+    }
+    ::kill(-pid_t(pid), SIGTERM);
 }
 
 void TaskRunner::readAvailable()
@@ -125,7 +145,9 @@ void TaskRunner::appendOutput(const QByteArray &bytes)
     if (text.isEmpty()) {
         return;
     }
-    m_output.append(text);
+    if (m_keepsOutput) {
+        m_output.append(text);
+    }
     Q_EMIT outputAppended(text);
 }
 

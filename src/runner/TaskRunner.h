@@ -24,6 +24,13 @@ public:
     // The most recently started process; kept after it ends. The view stops a run through it.
     QProcess *process() const { return m_process; }
 
+    // With false, output() stays empty and the text reaches only outputAppended: for callers that
+    // pass it on (the moxley tool) and would otherwise hold a long run's whole output.
+    void setKeepsOutput(bool keeps) { m_keepsOutput = keeps; }
+    // On by default: each run gets a session of its own, so terminate() stops the whole command.
+    // A run in a terminal (moxley run) stays in the terminal's session, so Ctrl-C and input work.
+    void setOwnSession(bool own) { m_ownSession = own; }
+
     // Ignored while a run is in progress.
     void run(const QString &command, const std::optional<QString> &workingDirectory,
              const std::optional<QString> &envFilePath, bool useLoginShell);
@@ -57,6 +64,8 @@ private:
     void finishRun(int exitCode);
 
     bool m_isRunning = false;
+    bool m_keepsOutput = true;
+    bool m_ownSession = true;
     // Kept across reads so that a character split between two reads still decodes.
     QStringDecoder m_decoder{QStringDecoder::Utf8};
     QString m_output;

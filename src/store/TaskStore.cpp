@@ -195,8 +195,8 @@ bool TaskStore::keepUnreadableFile()
     const QString aside = asideName(m_options.tasksFile);
     QFile original(m_options.tasksFile);
     if (!original.copy(aside)) {
-        setLastError(u"Failed to save tasks: the tasks file that could not be read was not copied to " % aside %
-                     u": " % original.errorString());
+        setLastError(u"Failed to save tasks: the tasks file that could not be read was not copied to " % aside % u": " %
+                     original.errorString());
         return false;
     }
     m_fileUnreadable = false;
@@ -212,9 +212,9 @@ bool TaskStore::save()
     QDir().mkpath(QFileInfo(m_options.tasksFile).absolutePath());
     const QByteArray bytes = TaskMigration::encode(m_tasks);
     QSaveFile file(m_options.tasksFile);
-    const bool written = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
-                         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser) &&
-                         file.commit();
+    const bool written =
+        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser) && file.commit();
     if (!written) {
         setLastError(u"Failed to save tasks: " % file.errorString());
         return false;
@@ -465,7 +465,6 @@ QList<TaskRunRecord> TaskStore::runRecords(const ScheduledTask &task) const
 QString TaskStore::readLog(const ScheduledTask &task, LogStream stream, int maxLines) const
 {
     const LaunchdService &files = m_options.launchdService;
-    return RunHistory::readLogTail(stream == LogStream::standardOutput ? files.stdoutLogPath(task)
-                                                                       : files.stderrLogPath(task),
-                                   maxLines);
+    return RunHistory::readLogTail(
+        stream == LogStream::standardOutput ? files.stdoutLogPath(task) : files.stderrLogPath(task), maxLines);
 }

@@ -19,16 +19,16 @@ class TaskStore : public QObject
 {
     Q_OBJECT
 
-public:
+  public:
     enum class LogStream { standardOutput, standardError }; // the stdout and stderr logs
 
     struct Options {
-        QString tasksFile;                 // default: AppPaths::tasksFile()
-        LaunchdService launchdService;     // the store's own
+        QString tasksFile;             // default: AppPaths::tasksFile()
+        LaunchdService launchdService; // the store's own
         LaunchdService launchdServiceForViews;
         std::shared_ptr<PmsetServiceProtocol> pmsetService; // null: the system's PmsetService
-        std::shared_ptr<ChangeNotice> changeNotice; // may be null: no notices observed
-        bool resetTasks = false;           // "--reset-tasks"
+        std::shared_ptr<ChangeNotice> changeNotice;         // may be null: no notices observed
+        bool resetTasks = false;                            // "--reset-tasks"
         // The app sweeps stray jobs and refreshes scripts even after a failed read (its list is then
         // empty). The moxley tool turns this off: it never acts on a file it could not read.
         bool cleanUpAfterFailedLoad = true;
@@ -80,7 +80,7 @@ public:
     QList<TaskRunRecord> runRecords(const ScheduledTask &task) const;
     QString readLog(const ScheduledTask &task, LogStream stream, int maxLines) const;
 
-Q_SIGNALS:
+  Q_SIGNALS:
     void tasksChanged();
     // Emitted for every error and warning set, even one equal to the last.
     void lastErrorChanged();
@@ -88,7 +88,7 @@ Q_SIGNALS:
     // The tasks file was written.
     void saved();
 
-private:
+  private:
     qsizetype indexOf(const QUuid &id) const;
     void setLastError(const QString &text);
     void setLastWarning(const QString &text);

@@ -50,6 +50,7 @@ AddTaskView::AddTaskView(TaskStore &store, QWidget *parent)
 
     auto *bar = new QHBoxLayout;
     bar->setContentsMargins(16, 10, 16, 12);
+    bar->setSpacing(8);
     bar->addWidget(m_testRun);
     bar->addStretch();
     bar->addWidget(cancel);

@@ -39,6 +39,7 @@ EditTaskView::EditTaskView(TaskStore &store, ScheduledTask task, QWidget *parent
 
     auto *bar = new QHBoxLayout;
     bar->setContentsMargins(16, 10, 16, 12);
+    bar->setSpacing(8);
     bar->addStretch();
     bar->addWidget(cancel);
     bar->addWidget(m_save);

@@ -3,13 +3,18 @@
 #include "ui/Icons.h"
 
 #include <QLabel>
+#include <QFormLayout>
 #include <QIcon>
 #include <QPainter>
+
+#include <algorithm>
 
 QLabel *FormStyle::caption(const QString &text, QWidget *parent)
 {
     auto *label = new QLabel(text, parent);
     label->setWordWrap(true);
+    // As wide as the form allows; a wrapped label would otherwise settle on a narrow column.
+    label->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     makeSmall(label);
     makeSecondary(label);
     return label;
@@ -82,4 +87,25 @@ QPixmap FormStyle::statusSymbol(bool success, int size)
         painter.drawLine(QPointF(s * 0.66, s * 0.34), QPointF(s * 0.34, s * 0.66));
     }
     return pixmap;
+}
+
+void FormStyle::alignLabelColumns(const QList<QFormLayout *> &forms)
+{
+    QList<QWidget *> labels;
+    int width = 0;
+    for (QFormLayout *form : forms) {
+        for (int row = 0; row < form->rowCount(); ++row) {
+            QLayoutItem *item = form->itemAt(row, QFormLayout::LabelRole);
+            if (item && item->widget()) {
+                labels << item->widget();
+                width = std::max(width, item->widget()->sizeHint().width());
+            }
+        }
+    }
+    for (QWidget *label : labels) {
+        label->setMinimumWidth(width);
+        if (auto *text = qobject_cast<QLabel *>(label)) {
+            text->setAlignment(Qt::AlignRight | (text->alignment() & Qt::AlignVertical_Mask));
+        }
+    }
 }

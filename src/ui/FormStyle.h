@@ -4,6 +4,7 @@
 #include <QPixmap>
 #include <QString>
 
+class QFormLayout;
 class QLabel;
 class QWidget;
 
@@ -15,6 +16,8 @@ QLabel *caption(const QString &text = {}, QWidget *parent = nullptr);
 // Bold, a little larger than the body text.
 QLabel *headline(const QString &text, QWidget *parent = nullptr);
 void makeSecondary(QWidget *widget);
+// Gives the label column of every form the same width, so fields line up from section to section.
+void alignLabelColumns(const QList<QFormLayout *> &forms);
 void makeSmall(QWidget *widget, qreal factor = 0.85);
 QColor secondaryColor(const QWidget *widget);
 

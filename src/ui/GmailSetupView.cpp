@@ -24,7 +24,7 @@ enum PasswordPage { enterPage, savedPage };
 QFormLayout *formLayout()
 {
     auto *form = new QFormLayout;
-    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
     form->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
     form->setHorizontalSpacing(12);
     form->setVerticalSpacing(8);
@@ -74,7 +74,7 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
 {
     setWindowTitle(QStringLiteral("Gmail Template"));
     setObjectName(QStringLiteral("gmail-setup"));
-    setMinimumWidth(480);
+    setMinimumWidth(520);
 
     auto *title = FormStyle::headline(QStringLiteral("Gmail Template"));
 
@@ -90,6 +90,7 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     auto *enter = new QWidget;
     auto *enterLayout = new QHBoxLayout(enter);
     enterLayout->setContentsMargins(0, 0, 0, 0);
+    enterLayout->setSpacing(6);
     enterLayout->addWidget(m_password, 1);
     enterLayout->addWidget(howTo);
 
@@ -158,6 +159,7 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     toMyself->setAutoDefault(false);
     auto *toRow = new QHBoxLayout;
     toRow->setContentsMargins(0, 0, 0, 0);
+    toRow->setSpacing(6);
     toRow->addWidget(m_to, 1);
     toRow->addWidget(toMyself);
     m_subject->setObjectName(QStringLiteral("gmail-subject"));
@@ -169,6 +171,8 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     email->addRow(QStringLiteral("To"), toRow);
     email->addRow(QStringLiteral("Subject"), m_subject);
     auto *bodyLabel = new QLabel(QStringLiteral("Message"));
+    bodyLabel->setAlignment(Qt::AlignRight | Qt::AlignTop);
+    bodyLabel->setContentsMargins(0, 5, 0, 0);
     email->addRow(bodyLabel, m_body);
     auto *emailBox = new QGroupBox(QStringLiteral("Email"));
     emailBox->setLayout(email);
@@ -187,6 +191,7 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     m_use->setObjectName(QStringLiteral("gmail-use-template"));
     m_use->setDefault(true);
     auto *buttons = new QHBoxLayout;
+    buttons->setSpacing(8);
     buttons->addStretch();
     buttons->addWidget(cancel);
     buttons->addWidget(m_use);
@@ -200,7 +205,7 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     layout->addWidget(m_error);
     layout->addStretch();
     layout->addLayout(buttons);
-    layout->setSizeConstraint(QLayout::SetMinAndMaxSize);
+    FormStyle::alignLabelColumns({account, email});
 
     connect(m_address, &QLineEdit::textChanged, this, &GmailSetupView::updateState);
     connect(m_password, &QLineEdit::textChanged, this, &GmailSetupView::updateState);

@@ -150,6 +150,8 @@ QStringList ShortcutsPickerView::visibleShortcuts() const
 
 void ShortcutsPickerView::refresh()
 {
+    m_search->setEnabled(!m_isLoading);
+    m_search->setVisible(m_isLoading || !m_shortcuts.isEmpty());
     if (m_isLoading) {
         m_pages->setCurrentIndex(loadingPage);
         return;

@@ -30,7 +30,7 @@ namespace {
 
 constexpr QSize kWeekdayButtonSize{36, 28};
 
-QGroupBox *section(const QString &title, QLayout *content)
+QGroupBox *section(const QString &title, QFormLayout *content)
 {
     auto *box = new QGroupBox(title);
     box->setLayout(content);
@@ -40,7 +40,7 @@ QGroupBox *section(const QString &title, QLayout *content)
 QFormLayout *formLayout()
 {
     auto *form = new QFormLayout;
-    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
     form->setLabelAlignment(Qt::AlignRight | Qt::AlignVCenter);
     form->setRowWrapPolicy(QFormLayout::DontWrapRows);
     form->setHorizontalSpacing(12);
@@ -75,6 +75,11 @@ TaskFormView::TaskFormView(QWidget *parent) : QWidget(parent)
     layout->addWidget(buildScheduleSection());
     layout->addWidget(buildEnvironmentSection());
     layout->addStretch();
+    QList<QFormLayout *> forms;
+    for (QGroupBox *box : findChildren<QGroupBox *>()) {
+        forms << static_cast<QFormLayout *>(box->layout());
+    }
+    FormStyle::alignLabelColumns(forms);
     syncControls();
 }
 
@@ -133,8 +138,8 @@ QWidget *TaskFormView::buildBasicSection()
     commandLabel->setBuddy(m_command);
     form->addRow(commandLabel, commandColumn);
     // The label sits by the editor's first line, not its middle.
-    form->setLabelAlignment(Qt::AlignRight | Qt::AlignTop);
-    commandLabel->setContentsMargins(0, 4, 0, 0);
+    commandLabel->setAlignment(Qt::AlignRight | Qt::AlignTop);
+    commandLabel->setContentsMargins(0, 5, 0, 0);
 
     return section(QStringLiteral("Basic"), form);
 }
@@ -244,11 +249,15 @@ QWidget *TaskFormView::buildScheduleSection()
     auto *nthLayout = new QHBoxLayout(m_nthRow);
     nthLayout->setContentsMargins(0, 0, 0, 0);
     nthLayout->addWidget(m_nthWeek);
-    nthLayout->addWidget(m_nthWeekday, 1);
+    nthLayout->addWidget(m_nthWeekday);
+    nthLayout->addStretch();
     form->addRow(QStringLiteral("On the"), m_nthRow);
 
     m_timesEditor = buildTimesEditor();
-    form->addRow(QStringLiteral("Times"), m_timesEditor);
+    auto *timesLabel = new QLabel(QStringLiteral("Times"));
+    timesLabel->setAlignment(Qt::AlignRight | Qt::AlignTop);
+    timesLabel->setContentsMargins(0, 4, 0, 0);
+    form->addRow(timesLabel, m_timesEditor);
 
     m_wake = new QCheckBox(QStringLiteral("Wake Mac for this task"));
     m_wake->setObjectName(QStringLiteral("form-wake"));

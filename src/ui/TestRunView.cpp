@@ -105,6 +105,7 @@ TestRunView::TestRunView(QString command, std::optional<QString> workingDirector
     m_runAgain->setDefault(true);
 
     auto *buttons = new QHBoxLayout;
+    buttons->setSpacing(8);
     buttons->addWidget(m_exitRow);
     buttons->addStretch();
     buttons->addWidget(m_stop);

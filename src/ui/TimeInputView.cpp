@@ -33,13 +33,13 @@ TimeInputView::TimeInputView(QWidget *parent) : QWidget(parent), m_hour(new QCom
     font.setWeight(QFont::Medium);
     colon->setFont(font);
 
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     auto *layout = new QHBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(4);
     layout->addWidget(m_hour);
     layout->addWidget(colon);
     layout->addWidget(m_minute);
-    layout->addStretch();
 
     const auto changed = [this] { Q_EMIT timeChanged(time()); };
     connect(m_hour, &QComboBox::currentIndexChanged, this, changed);

@@ -249,15 +249,27 @@ private Q_SLOTS:
                                         "'\nTry 'moxley timeline --help' for more information.\n"));
     }
 
-    // Until the job scanner is wired in, --system fails plainly instead of printing an empty lane.
-    void system_withoutScanner_failsWithoutOutput()
+    // --system scans the machine's job folders, as the app's timeline does.
+    void system_scansTheJobFolders()
     {
         Sandbox sandbox;
         prepare(sandbox);
-        const auto result = sandbox.runCli({u"timeline"_qs, u"--system"_qs, u"--json"_qs});
-        QCOMPARE(result.exitCode, 1);
-        QCOMPARE(result.out, QByteArray());
-        QVERIFY(result.err.startsWith("moxley: "));
+        const QByteArray plist = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                                 "<key>Label</key><string>org.example.hourly.sync</string>"
+                                 "<key>StartInterval</key><integer>3600</integer></dict></plist>";
+        Sandbox::writeFile(sandbox.sysroot() + u"/Library/LaunchDaemons/org.example.hourly.sync.plist"_qs, plist);
+        const auto result = sandbox.runCli({u"timeline"_qs, u"--system"_qs, u"--json"_qs, u"--at"_qs, u"2025-03-01T06:30"_qs});
+        QCOMPARE(result.exitCode, 0);
+        const QJsonArray jobs = QJsonDocument::fromJson(result.out).object().value(u"systemJobs"_qs).toArray();
+        QCOMPARE(jobs.size(), 1);
+        const QJsonObject job = jobs.at(0).toObject();
+        QCOMPARE(job.value(u"label"_qs).toString(), u"org.example.hourly.sync"_qs);
+        QCOMPARE(job.value(u"name"_qs).toString(), u"hourly.sync"_qs);
+        QJsonArray marks;
+        for (int minute = 0; minute < 1440; minute += 60) {
+            marks.append(minute);
+        }
+        QCOMPARE(job.value(u"marks"_qs).toArray(), marks);
     }
 
     // The system lane's JSON, from a computed day with jobs.

@@ -45,9 +45,9 @@ QString adminSource(const QString &command)
 // An osascript that fails the way the real one does: its message on standard error.
 void writeFailingOsascript(const Sandbox &sandbox, const QByteArray &standardError, int status)
 {
-    Sandbox::writeFile(sandbox.sysroot() + u"/usr/bin/osascript"_qs,
-                       "#!/bin/bash\nprintf '%s' '" + standardError + "' >&2\nexit " + QByteArray::number(status) + "\n",
-                       0755);
+    Sandbox::writeFile(
+        sandbox.sysroot() + u"/usr/bin/osascript"_qs,
+        "#!/bin/bash\nprintf '%s' '" + standardError + "' >&2\nexit " + QByteArray::number(status) + "\n", 0755);
 }
 
 } // namespace
@@ -192,7 +192,8 @@ private Q_SLOTS:
         const QString command = u"printf '%s\\n' \"a\\\\b\" \"c\\\"d\""_qs; // printf '%s\n' "a\\b" "c\"d"
         QCOMPARE(AdminShell::runWithAdministratorPrivileges(command), std::nullopt);
         const QList<QStringList> expected{
-            {u"-e"_qs, u"do shell script \"printf '%s\\\\n' \\\"a\\\\\\\\b\\\" \\\"c\\\\\\\"d\\\"\" with administrator privileges"_qs}};
+            {u"-e"_qs,
+             u"do shell script \"printf '%s\\\\n' \\\"a\\\\\\\\b\\\" \\\"c\\\\\\\"d\\\"\" with administrator privileges"_qs}};
         QCOMPARE(osascript.calls(), expected);
         // The same text, built the documented way.
         QString escaped = command;
@@ -220,8 +221,7 @@ private Q_SLOTS:
         StandInTool pmset(sandbox, u"/usr/bin/pmset"_qs);
         const PmsetService service;
         QCOMPARE(service.scheduleWake(wakeTask(TaskSchedule::daily({at(7, 0), at(6, 30)}))), std::nullopt);
-        const QList<QStringList> expected{
-            {u"-e"_qs, adminSource(u"pmset repeat wakeorpoweron MTWRFSU 06:25:00"_qs)}};
+        const QList<QStringList> expected{{u"-e"_qs, adminSource(u"pmset repeat wakeorpoweron MTWRFSU 06:25:00"_qs)}};
         QCOMPARE(osascript.calls(), expected);
         QVERIFY(pmset.calls().isEmpty()); // pmset itself runs inside the administrator shell
     }

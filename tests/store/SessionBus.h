@@ -8,7 +8,7 @@
 // object. While it lives, DBUS_SESSION_BUS_ADDRESS names it in this process (and so in children).
 class SessionBus
 {
-public:
+  public:
     SessionBus()
     {
         m_saved = qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS")
@@ -45,7 +45,7 @@ public:
     bool isValid() const { return !m_address.isEmpty(); }
     QString address() const { return m_address; }
 
-private:
+  private:
     QProcess m_daemon;
     QString m_address;
     std::optional<QByteArray> m_saved;

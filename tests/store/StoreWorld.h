@@ -16,11 +16,10 @@
 // "wake <shell command>" for the administrator script.
 class StoreWorld
 {
-public:
+  public:
     StoreWorld()
         : launchctl(sandbox, QStringLiteral("/bin/launchctl")),
-          osascript(sandbox, QStringLiteral("/usr/bin/osascript")),
-          pmset(sandbox, QStringLiteral("/usr/bin/pmset"))
+          osascript(sandbox, QStringLiteral("/usr/bin/osascript")), pmset(sandbox, QStringLiteral("/usr/bin/pmset"))
     {
     }
 
@@ -47,8 +46,9 @@ public:
     void mark() { m_mark = StandInTool::allCalls(sandbox).size(); }
     QStringList calls() const
     {
-        static const QRegularExpression script(QStringLiteral("^do shell script \"(.*)\" with administrator privileges$"),
-                                               QRegularExpression::DotMatchesEverythingOption);
+        static const QRegularExpression script(
+            QStringLiteral("^do shell script \"(.*)\" with administrator privileges$"),
+            QRegularExpression::DotMatchesEverythingOption);
         QStringList out;
         const QList<QStringList> all = StandInTool::allCalls(sandbox);
         for (qsizetype i = m_mark; i < all.size(); ++i) {
@@ -69,7 +69,8 @@ public:
                     }
                     command += escaped.at(c);
                 }
-                out << (match.hasMatch() ? QString(u"wake " % command) : QString(u"osascript " % call.mid(1).join(u' ')));
+                out << (match.hasMatch() ? QString(u"wake " % command)
+                                         : QString(u"osascript " % call.mid(1).join(u' ')));
             } else {
                 out << call.join(u' ');
             }
@@ -94,21 +95,15 @@ public:
         return QString::asprintf("wake pmset repeat wakeorpoweron MTWRFSU %02d:%02d:00", wake.hour, wake.minute);
     }
 
-    bool plistExists(const ScheduledTask &task) const
-    {
-        return QFileInfo::exists(LaunchdService().plistPath(task));
-    }
-    bool scriptExists(const ScheduledTask &task) const
-    {
-        return QFileInfo::exists(LaunchdService().scriptPath(task));
-    }
+    bool plistExists(const ScheduledTask &task) const { return QFileInfo::exists(LaunchdService().plistPath(task)); }
+    bool scriptExists(const ScheduledTask &task) const { return QFileInfo::exists(LaunchdService().scriptPath(task)); }
 
     Sandbox sandbox;
     StandInTool launchctl;
     StandInTool osascript;
     StandInTool pmset;
 
-private:
+  private:
     qsizetype m_mark = 0;
 };
 

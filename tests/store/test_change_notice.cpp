@@ -37,9 +37,9 @@ private Q_SLOTS:
         auto observation = listener->observe([&] { ++received; });
         // The wire form another program would send: path, interface and member.
         QProcess sender;
-        sender.start(QStringLiteral("dbus-send"), {QStringLiteral("--session"), QStringLiteral("--type=signal"),
-                                                   QStringLiteral("/com/moxley/Tasks"),
-                                                   QStringLiteral("com.moxley.Tasks.tasksDidChange")});
+        sender.start(QStringLiteral("dbus-send"),
+                     {QStringLiteral("--session"), QStringLiteral("--type=signal"), QStringLiteral("/com/moxley/Tasks"),
+                      QStringLiteral("com.moxley.Tasks.tasksDidChange")});
         QVERIFY(sender.waitForFinished(10000));
         QCOMPARE(sender.exitCode(), 0);
         QTRY_COMPARE(received, 1);
@@ -53,9 +53,9 @@ private Q_SLOTS:
         int received = 0;
         auto observation = listener->observe([&] { ++received; });
         QProcess sender;
-        sender.start(QStringLiteral("dbus-send"), {QStringLiteral("--session"), QStringLiteral("--type=signal"),
-                                                   QStringLiteral("/com/moxley/Tasks"),
-                                                   QStringLiteral("com.moxley.Tasks.somethingElse")});
+        sender.start(QStringLiteral("dbus-send"),
+                     {QStringLiteral("--session"), QStringLiteral("--type=signal"), QStringLiteral("/com/moxley/Tasks"),
+                      QStringLiteral("com.moxley.Tasks.somethingElse")});
         QVERIFY(sender.waitForFinished(10000));
         ChangeNotice::system()->post();
         QTRY_COMPARE(received, 1);

@@ -136,17 +136,17 @@ private Q_SLOTS:
         world.mark();
         const ScheduledTask added = StoreWorld::task(u"Load"_qs, TaskSchedule::runAtLoad(), true, true);
         store->add(added);
-        QCOMPARE(world.calls(), (QStringList{StoreWorld::daily(7, 0),
-                                             u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_qs,
-                                             u"wake pmset schedule wakeorpoweron \"03/20/25 07:55:00\""_qs,
-                                             load(added)}));
+        QCOMPARE(world.calls(),
+                 (QStringList{StoreWorld::daily(7, 0), u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_qs,
+                              u"wake pmset schedule wakeorpoweron \"03/20/25 07:55:00\""_qs, load(added)}));
     }
 
     void syncWake_weeklyFirstWins()
     {
         StoreWorld world;
         const ScheduledTask weekly = StoreWorld::task(u"W"_qs, TaskSchedule::weekly({2, 6}, {{9, 0}}), true, true);
-        const ScheduledTask nth = StoreWorld::task(u"N"_qs, TaskSchedule::monthlyNthWeekday(2, 3, {{8, 30}}), true, true);
+        const ScheduledTask nth =
+            StoreWorld::task(u"N"_qs, TaskSchedule::monthlyNthWeekday(2, 3, {{8, 30}}), true, true);
         world.writeTasks({weekly});
         auto store = world.open();
         world.mark();
@@ -391,25 +391,32 @@ private Q_SLOTS:
         QTest::addColumn<bool>("newEnabled");
         QTest::addColumn<bool>("newWake");
         QTest::addColumn<bool>("newSchedule");
-        QTest::addColumn<QStringList>("expected"); // "unload", "load", "wake" (this task), "other" (the other wake task)
+        // "unload", "load", "wake" (this task's wake, then the other's), "other" (the other wake task alone)
+        QTest::addColumn<QStringList>("expected");
         QTest::addColumn<bool>("savedWake");
 
         using L = QStringList;
         // Wake on and newly asked for, or its schedule changed: wake first, then reinstall.
-        QTest::newRow("wake switched on") << true << false << true << true << false << L{"wake", "unload", "load"} << true;
-        QTest::newRow("wake task rescheduled") << true << true << true << true << true << L{"wake", "unload", "load"} << true;
-        QTest::newRow("disabled task enabled with wake") << false << false << true << true << false << L{"wake", "load"} << true;
+        QTest::newRow("wake switched on")
+            << true << false << true << true << false << L{"wake", "unload", "load"} << true;
+        QTest::newRow("wake task rescheduled")
+            << true << true << true << true << true << L{"wake", "unload", "load"} << true;
+        QTest::newRow("disabled task enabled with wake")
+            << false << false << true << true << false << L{"wake", "load"} << true;
         // Nothing about wake changed.
         QTest::newRow("wake task renamed") << true << true << true << true << false << L{"unload", "load"} << true;
         QTest::newRow("plain task renamed") << true << false << true << false << false << L{"unload", "load"} << false;
-        QTest::newRow("plain task rescheduled") << true << false << true << false << true << L{"unload", "load"} << false;
+        QTest::newRow("plain task rescheduled")
+            << true << false << true << false << true << L{"unload", "load"} << false;
         QTest::newRow("disabled plain task edited") << false << false << false << false << true << L{} << false;
         // Switching a wake task on or off alone leaves the wake schedule alone.
         QTest::newRow("wake task switched off") << true << true << false << true << false << L{"unload"} << true;
         QTest::newRow("wake task switched on") << false << true << true << true << false << L{"load"} << true;
         // Wake dropped: the others are synced after the install.
-        QTest::newRow("wake switched off") << true << true << true << false << false << L{"unload", "load", "other"} << false;
-        QTest::newRow("wake off and disabled") << true << true << false << false << false << L{"unload", "other"} << false;
+        QTest::newRow("wake switched off")
+            << true << true << true << false << false << L{"unload", "load", "other"} << false;
+        QTest::newRow("wake off and disabled")
+            << true << true << false << false << false << L{"unload", "other"} << false;
         QTest::newRow("disabled wake task rescheduled") << false << true << false << true << true << L{"other"} << true;
         QTest::newRow("disabled, wake asked for") << false << false << false << true << false << L{"other"} << true;
     }

@@ -169,7 +169,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("error");
-        QTest::newRow("version 0") << QByteArray(R"({"version": 0, "tasks": []})") << u"Unknown tasks.json version: 0"_qs;
+        QTest::newRow("version 0") << QByteArray(R"({"version": 0, "tasks": []})")
+                                   << u"Unknown tasks.json version: 0"_qs;
         QTest::newRow("layout") << QByteArray(R"({"tasks": []})") << u"Unrecognized tasks.json format"_qs;
         QTest::newRow("string") << QByteArray(R"("tasks")") << u"Unrecognized tasks.json format"_qs;
         const QByteArray notJson = "{not json";

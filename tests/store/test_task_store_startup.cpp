@@ -129,12 +129,14 @@ private Q_SLOTS:
                                         << u"Failed to load tasks: Unrecognized tasks.json format"_qs;
         const QByteArray notJson = "this is not JSON";
         QTest::newRow("not JSON") << notJson
-                                  << QString(u"Failed to load tasks: " % TaskMigration::read(notJson).error->description);
+                                  << QString(u"Failed to load tasks: " %
+                                             TaskMigration::read(notJson).error->description);
         const QByteArray invalid = R"({"version": 2, "tasks": [{"id": "11111111-2222-3333-4444-555555555555",
             "name": "x", "command": "y", "useLoginShell": true, "isEnabled": true,
             "schedule": {"daily": {"times": []}}}]})";
-        QTest::newRow("invalid task")
-            << invalid << QString(u"Failed to load tasks: " % TaskMigration::read(invalid).error->description);
+        QTest::newRow("invalid task") << invalid
+                                      << QString(u"Failed to load tasks: " %
+                                                 TaskMigration::read(invalid).error->description);
     }
 
     // The app's start-up: the list is empty, so every job of this app is swept; the file stays as it
@@ -162,12 +164,12 @@ private Q_SLOTS:
         store->add(added);
         const QStringList copies = asideCopies(world);
         QCOMPARE(copies.size(), 1);
-        QVERIFY(QRegularExpression(u"^tasks\\.json\\.unreadable-\\d{8}-\\d{6}$"_qs).match(copies.constFirst()).hasMatch());
+        QVERIFY(
+            QRegularExpression(u"^tasks\\.json\\.unreadable-\\d{8}-\\d{6}$"_qs).match(copies.constFirst()).hasMatch());
         const QString aside = world.sandbox.dataDir() + u'/' + copies.constFirst();
         QCOMPARE(Sandbox::readFile(aside), bytes);
-        QCOMPARE(store->lastWarning(),
-                 std::optional(QString(u"The tasks file could not be read. It was kept as " % aside %
-                                       u" before being replaced.")));
+        QCOMPARE(store->lastWarning(), std::optional(QString(u"The tasks file could not be read. It was kept as " %
+                                                             aside % u" before being replaced.")));
         QCOMPARE(world.savedTasks(), QList<ScheduledTask>{added});
         QVERIFY(!store->fileUnreadable());
 
@@ -287,7 +289,8 @@ private Q_SLOTS:
         QCOMPARE(Sandbox::readFile(LaunchdService().scriptPath(outdated)),
                  LaunchdService().scriptText(outdated).toUtf8());
         QVERIFY(world.scriptExists(missing));
-        QCOMPARE(Sandbox::readFile(LaunchdService().scriptPath(disabled)), QByteArray("#!/bin/bash\n# Moxley script v1\n"));
+        QCOMPARE(Sandbox::readFile(LaunchdService().scriptPath(disabled)),
+                 QByteArray("#!/bin/bash\n# Moxley script v1\n"));
         QVERIFY(Sandbox::readFile(LaunchdService().scriptPath(current)).contains("# Moxley script v3"));
     }
 

@@ -232,6 +232,22 @@ private Q_SLOTS:
         QCOMPARE(TaskFormText::intervalLabel(150), u"Every 2h 30m"_qs);
     }
 
+    // A task made elsewhere may carry an interval the list does not offer; it shows as itself.
+    void unlistedInterval_shownAndKept()
+    {
+        ShownForm shown;
+        TaskFormView &form = shown.form;
+        TaskFormFields fields;
+        fields.scheduleType = ScheduleType::interval;
+        fields.intervalMinutes = 7;
+        form.setFields(fields);
+        auto *interval = child<QComboBox>(form, u"form-interval"_qs);
+        QCOMPARE(interval->currentText(), u"Every 7 min"_qs);
+        QCOMPARE(form.fields().schedule(), TaskSchedule::interval(7));
+        choose(interval, u"Every 2 hours"_qs);
+        QCOMPARE(form.fields().schedule(), TaskSchedule::interval(120));
+    }
+
     void captionsPerKind()
     {
         ShownForm shown;
