@@ -1,12 +1,12 @@
 #include "app/MainWindow.h"
 #include "app/MoxleyApp.h"
+#include "app/Screenshot.h"
 #include "ui/Icons.h"
 
 #include <QApplication>
-#include <QTimer>
 
-// --screenshot FILE (for developers): saves the main window as a picture once it has been
-// shown and painted, then quits.
+// Developer options: --screenshot FILE saves the main window as a PNG once it has been painted,
+// then quits; --screenshot-menu TITLE opens that menu first.
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
@@ -24,11 +24,9 @@ int main(int argc, char *argv[])
 
     const qsizetype screenshotAt = arguments.indexOf(u"--screenshot"_qs);
     if (screenshotAt > 0 && screenshotAt + 1 < arguments.size()) {
-        const QString file = arguments.at(screenshotAt + 1);
-        QTimer::singleShot(1500, window, [window, file] {
-            const bool saved = window->grab().save(file);
-            QCoreApplication::exit(saved ? 0 : 1);
-        });
+        const qsizetype menuAt = arguments.indexOf(u"--screenshot-menu"_qs);
+        const QString menu = menuAt > 0 ? arguments.value(menuAt + 1) : QString();
+        Screenshot::takeAndQuit(window, arguments.at(screenshotAt + 1), menu);
     }
     return app.exec();
 }
