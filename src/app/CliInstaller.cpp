@@ -8,9 +8,15 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
-QString CliInstaller::bundledToolPath() { return QCoreApplication::applicationDirPath() % u"/moxley"; }
+QString CliInstaller::bundledToolPath()
+{
+    return QCoreApplication::applicationDirPath() % u"/moxley";
+}
 
-QString CliInstaller::linkPath() { return SystemPaths::cliLinkDir() % u"/moxley"; }
+QString CliInstaller::linkPath()
+{
+    return SystemPaths::cliLinkDir() % u"/moxley";
+}
 
 QString CliInstaller::linkCommand(const QString &sourcePath, const QString &link)
 {
@@ -26,7 +32,8 @@ void CliInstaller::install(QWidget *parent, const QString &sourcePath)
         return;
     }
     // The AppleScript escaping (backslashes first, then double quotes) happens in AdminShell.
-    const std::optional<QString> failure = AdminShell::runWithAdministratorPrivileges(linkCommand(sourcePath, linkPath()));
+    const std::optional<QString> failure =
+        AdminShell::runWithAdministratorPrivileges(linkCommand(sourcePath, linkPath()));
     if (failure && *failure == u"Failed to create script") {
         // A script that cannot even be built is given up on without a word.
         return;

@@ -16,7 +16,9 @@ const QString jsonFilter = QStringLiteral("JSON (*.json)");
 
 } // namespace
 
-ExportImportCommands::ExportImportCommands(TaskStore &store, QObject *parent) : QObject(parent), m_store(store) {}
+ExportImportCommands::ExportImportCommands(TaskStore &store, QObject *parent) : QObject(parent), m_store(store)
+{
+}
 
 void ExportImportCommands::addTo(QMenu *menu)
 {

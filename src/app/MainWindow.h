@@ -12,7 +12,7 @@ class MainWindow : public QMainWindow
 {
     Q_OBJECT
 
-public:
+  public:
     explicit MainWindow(TaskStore &store, QWidget *parent = nullptr);
 
     ContentView *contentView() const { return m_content; }
@@ -20,6 +20,6 @@ public:
     // No "show/hide toolbar" menu on a right click: the toolbar is not customisable.
     QMenu *createPopupMenu() override { return nullptr; }
 
-private:
+  private:
     ContentView *m_content;
 };

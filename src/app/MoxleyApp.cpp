@@ -71,11 +71,20 @@ MainWindow *MoxleyApp::showMainWindow()
     return m_window;
 }
 
-void MoxleyApp::newTask() { Q_EMIT addNewTask(); }
+void MoxleyApp::newTask()
+{
+    Q_EMIT addNewTask();
+}
 
-void MoxleyApp::installCliCommand() { CliInstaller::install(m_window, m_options.cliToolPath); }
+void MoxleyApp::installCliCommand()
+{
+    CliInstaller::install(m_window, m_options.cliToolPath);
+}
 
-void MoxleyApp::openSupportPage() { openUrl(m_options.supportUrl); }
+void MoxleyApp::openSupportPage()
+{
+    openUrl(m_options.supportUrl);
+}
 
 void MoxleyApp::showAbout()
 {

@@ -21,12 +21,12 @@ class MoxleyApp : public QObject
 {
     Q_OBJECT
 
-public:
+  public:
     struct Options {
         TaskStore::Options store;
-        QUrl feedUrl;     // the appcast
-        QString version;  // this program's version, compared with the feed's
-        QUrl supportUrl;  // "Moxley Support"
+        QUrl feedUrl;        // the appcast
+        QString version;     // this program's version, compared with the feed's
+        QUrl supportUrl;     // "Moxley Support"
         QString cliToolPath; // the moxley tool "Install CLI Command..." links to
         // How web addresses open; the default browser when empty.
         std::function<void(const QUrl &)> urlOpener;
@@ -50,7 +50,7 @@ public:
     // Opens the main window, or raises the one that is open.
     MainWindow *showMainWindow();
 
-public Q_SLOTS:
+  public Q_SLOTS:
     // "New Task": asks the main window for its add sheet; with no window nothing happens.
     void newTask();
     void installCliCommand();
@@ -58,11 +58,11 @@ public Q_SLOTS:
     void showAbout();
     void quit();
 
-Q_SIGNALS:
+  Q_SIGNALS:
     // The in-process "addNewTask" notice. The main window is its only observer.
     void addNewTask();
 
-private:
+  private:
     void openUrl(const QUrl &url) const;
 
     Options m_options;

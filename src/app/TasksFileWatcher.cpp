@@ -5,8 +5,7 @@
 #include <QFile>
 #include <QFileInfo>
 
-TasksFileWatcher::TasksFileWatcher(TaskStore &store, int delayMs, QObject *parent)
-    : QObject(parent), m_store(store)
+TasksFileWatcher::TasksFileWatcher(TaskStore &store, int delayMs, QObject *parent) : QObject(parent), m_store(store)
 {
     m_quiet.setSingleShot(true);
     m_quiet.setInterval(delayMs);

@@ -19,4 +19,7 @@ void CheckForUpdatesView::followMenu(QMenu *menu)
     connect(menu, &QMenu::aboutToShow, this, &CheckForUpdatesView::refresh);
 }
 
-void CheckForUpdatesView::refresh() { setEnabled(m_updaterController.canCheckForUpdates()); }
+void CheckForUpdatesView::refresh()
+{
+    setEnabled(m_updaterController.canCheckForUpdates());
+}

@@ -12,13 +12,13 @@ class CheckForUpdatesView : public QAction
 {
     Q_OBJECT
 
-public:
+  public:
     CheckForUpdatesView(UpdaterController &updaterController, QObject *parent = nullptr);
 
     // Re-reads the updater's state whenever `menu` is about to show.
     void followMenu(QMenu *menu);
     void refresh();
 
-private:
+  private:
     UpdaterController &m_updaterController;
 };

@@ -67,8 +67,8 @@ void UpdaterController::showResult(const UpdateChecker::Result &result)
     case UpdateChecker::Result::Status::newerAvailable: {
         const Appcast::Release &release = *result.release;
         const QString link = releaseLink(release);
-        QString text = u"Moxley " % release.displayVersion() % u" is now available. You have " % result.currentVersion %
-                       u'.';
+        QString text =
+            u"Moxley " % release.displayVersion() % u" is now available. You have " % result.currentVersion % u'.';
         QList<MessageBox::Button> buttons;
         if (!link.isEmpty()) {
             text += u"\n\nRelease notes: " % link;

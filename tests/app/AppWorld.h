@@ -21,9 +21,8 @@
 // updater, menus and main window. Web addresses it opens are recorded, not opened.
 class AppWorld
 {
-public:
-    AppWorld()
-        : launchctl(sandbox, QStringLiteral("/bin/launchctl")), pmset(sandbox, QStringLiteral("/usr/bin/pmset"))
+  public:
+    AppWorld() : launchctl(sandbox, QStringLiteral("/bin/launchctl")), pmset(sandbox, QStringLiteral("/usr/bin/pmset"))
     {
         MessageBox::clearHistory();
         MessageBox::clearPendingAnswers();

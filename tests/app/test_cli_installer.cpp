@@ -22,7 +22,10 @@ class CliInstallerTest : public QObject
 
     QString binDir() const { return world->sandbox.sysroot() + u"/usr/local/bin"_qs; }
     QString link() const { return binDir() + u"/moxley"_qs; }
-    QString osascriptFile(const QString &name) const { return world->sandbox.sysroot() % u"/usr/bin/osascript." % name; }
+    QString osascriptFile(const QString &name) const
+    {
+        return world->sandbox.sysroot() % u"/usr/bin/osascript." % name;
+    }
     QString recordedSource() const { return QString::fromUtf8(Sandbox::readFile(osascriptFile(u"source"_qs))); }
     bool osascriptRan() const { return QFileInfo::exists(osascriptFile(u"calls"_qs)); }
 
@@ -43,7 +46,7 @@ class CliInstallerTest : public QObject
         menuItem(window, u"Install CLI Command..."_qs)->trigger();
     }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void init()
     {
         world = std::make_unique<AppWorld>();
@@ -149,7 +152,8 @@ private Q_SLOTS:
     void scriptThatCannotBeMade_stopsWithoutAWord()
     {
         // osascript that cannot even be started: the script was never made.
-        QFile::setPermissions(world->sandbox.sysroot() + u"/usr/bin/osascript"_qs, QFile::ReadOwner | QFile::WriteOwner);
+        QFile::setPermissions(world->sandbox.sysroot() + u"/usr/bin/osascript"_qs,
+                              QFile::ReadOwner | QFile::WriteOwner);
         MainWindow *window = openWith(world->sandbox.root() + u"/app/moxley"_qs);
         menuItem(window, u"Install CLI Command..."_qs)->trigger();
         QVERIFY(MessageBox::history().isEmpty());

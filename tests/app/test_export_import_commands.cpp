@@ -40,7 +40,7 @@ class ExportImportCommandsTest : public QObject
         return MessageBox::history().isEmpty() ? MessageBox::Shown{} : MessageBox::history().last();
     }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void init()
     {
         world = std::make_unique<AppWorld>();
@@ -167,8 +167,12 @@ private Q_SLOTS:
         window = world->open();
         const ScheduledTask task = AppWorld::task(u"Old"_qs);
         // The version 1 form: a bare list of tasks whose calendar schedules hold one time.
-        QJsonObject record =
-            QJsonDocument::fromJson(TaskMigration::encode({task})).object().value(u"tasks"_qs).toArray().at(0).toObject();
+        QJsonObject record = QJsonDocument::fromJson(TaskMigration::encode({task}))
+                                 .object()
+                                 .value(u"tasks"_qs)
+                                 .toArray()
+                                 .at(0)
+                                 .toObject();
         record.insert(u"schedule"_qs, QJsonObject{{u"daily"_qs, QJsonObject{{u"hour"_qs, 6}, {u"minute"_qs, 15}}}});
         Sandbox::writeFile(file(u"v1.json"_qs), QJsonDocument(QJsonArray{record}).toJson());
         MessageBox::setNextAnswer(u"OK"_qs);

@@ -23,7 +23,7 @@ class MoxleyAppTest : public QObject
         return nullptr;
     }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void init() { world = std::make_unique<AppWorld>(); }
     void cleanup() { world.reset(); }
 

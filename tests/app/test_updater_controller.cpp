@@ -32,7 +32,7 @@ class UpdaterControllerTest : public QObject
         QVERIFY(ended.wait(20000));
     }
 
-private Q_SLOTS:
+  private Q_SLOTS:
     void initTestCase()
     {
         if (UpdaterController::usesSparkle()) {
@@ -87,8 +87,9 @@ private Q_SLOTS:
         MainWindow *window = openWithFeed("/no-notes.xml");
         MessageBox::setNextAnswer(u"Release Notes"_qs);
         check(window);
-        QCOMPARE(MessageBox::history().last().text,
-                 u"Moxley 1.0 is now available. You have 0.1.0.\n\nRelease notes: https://moxley.example/Moxley.zip"_qs);
+        QCOMPARE(
+            MessageBox::history().last().text,
+            u"Moxley 1.0 is now available. You have 0.1.0.\n\nRelease notes: https://moxley.example/Moxley.zip"_qs);
         QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/Moxley.zip"_qs)});
     }
 
