@@ -91,7 +91,7 @@ class TasksFileWatcherTest : public QObject
 
     void burstOfWrites_makesOneReload()
     {
-        openWatching(200);
+        openWatching(400);
         QSignalSpy reloaded(world->app->fileWatcher(), &TasksFileWatcher::reloaded);
         QList<ScheduledTask> tasks;
         for (int i = 0; i < 5; ++i) {
@@ -99,7 +99,7 @@ class TasksFileWatcherTest : public QObject
             world->writeTasks(tasks);
         }
         QTRY_COMPARE(store().tasks().size(), 5);
-        QTest::qWait(500);
+        QTest::qWait(800);
         QCOMPARE(reloaded.size(), 1);
     }
 
