@@ -313,8 +313,9 @@ QMenu *ContentView::createContextMenu(const ScheduledTask &task, QWidget *parent
 
 void ContentView::addNewTask()
 {
-    // One add sheet at a time, however often "New Task" is asked for.
-    if (m_addSheet) {
+    // One add sheet at a time, however often "New Task" is asked for. A sheet that was just
+    // closed may not be deleted yet; it no longer counts.
+    if (m_addSheet && m_addSheet->isVisible()) {
         m_addSheet->raise();
         return;
     }

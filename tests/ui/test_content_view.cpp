@@ -179,6 +179,12 @@ private Q_SLOTS:
         // Asking again while it is open keeps the one sheet.
         view->addNewTask();
         QCOMPARE(view->findChildren<AddTaskView *>().size(), 1);
+        // Asked for right after Cancel, before the closed sheet is gone, a new sheet shows.
+        AddTaskView *first = view->findChild<AddTaskView *>();
+        first->reject();
+        view->addNewTask();
+        QTRY_VERIFY(std::any_of(view->findChildren<AddTaskView *>().cbegin(), view->findChildren<AddTaskView *>().cend(),
+                                [first](AddTaskView *sheet) { return sheet != first && sheet->isVisible(); }));
     }
 
     void tasksButNoSelection_showsNoSelection()
