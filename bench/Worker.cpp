@@ -1,0 +1,263 @@
+// One side of a benchmark, run as a process of its own by moxley-bench: does the operation once
+// (or, for in-process timings, a few times) and prints "key=value" pairs on one line.
+#include "launchd/LaunchdBrowser.h"
+#include "model/TaskMigration.h"
+#include "runner/TaskRunner.h"
+#include "store/RunHistory.h"
+#include "timeline/DayTimeline.h"
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QHash>
+#include <QSaveFile>
+#include <QStringList>
+#include <QTimeZone>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+// VmRSS or VmHWM of this process in KiB.
+qint64 statusKiB(const char *key)
+{
+    QFile file(QStringLiteral("/proc/self/status"));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    const QByteArray prefix = QByteArray(key) + ':';
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        if (line.startsWith(prefix)) {
+            return line.mid(prefix.size()).trimmed().split(' ').first().toLongLong();
+        }
+    }
+    return 0;
+}
+
+void print(const QList<std::pair<const char *, QString>> &fields)
+{
+    QByteArray line;
+    for (const auto &[key, value] : fields) {
+        line += QByteArray(key) + '=' + value.toUtf8() + ' ';
+    }
+    std::printf("%s\n", line.trimmed().constData());
+}
+
+QString ms(qint64 ns)
+{
+    return QString::number(double(ns) / 1e6, 'f', 3);
+}
+
+QString sha1(const QString &text)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha1).toHex());
+}
+
+int history(const QString &path)
+{
+    const qint64 base = statusKiB("VmRSS");
+    QElapsedTimer timer;
+    timer.start();
+    const QList<TaskRunRecord> records = RunHistory::readRuns(path);
+    const qint64 elapsed = timer.nsecsElapsed();
+    print({{"count", QString::number(records.size())},
+           {"op_ms", ms(elapsed)},
+           {"base_kib", QString::number(base)},
+           {"peak_kib", QString::number(statusKiB("VmHWM"))},
+           {"result_kib", QString::number(records.size() * qsizetype(sizeof(TaskRunRecord)) / 1024)}});
+    return 0;
+}
+
+int logTail(const QString &path, int lines)
+{
+    const qint64 base = statusKiB("VmRSS");
+    QElapsedTimer timer;
+    timer.start();
+    const QString tail = RunHistory::readLogTail(path, lines);
+    const qint64 elapsed = timer.nsecsElapsed();
+    print({{"chars", QString::number(tail.size())},
+           {"sha1", sha1(tail)},
+           {"op_ms", ms(elapsed)},
+           {"base_kib", QString::number(base)},
+           {"peak_kib", QString::number(statusKiB("VmHWM"))}});
+    return 0;
+}
+
+// The reading steps as told: read the whole file as UTF-8 (failing on bad bytes), split at every
+// line feed keeping empty pieces, keep the last `lines`, join with line feeds, trim both ends.
+int logCheck(const QString &path, int lines)
+{
+    QString expected;
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        const QByteArray bytes = file.readAll();
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        QString text = decoder.decode(bytes);
+        if (!decoder.hasError()) {
+            const QList<QStringView> pieces = QStringView(text).split(u'\n');
+            const qsizetype first = std::max<qsizetype>(0, pieces.size() - lines);
+            QStringList kept;
+            for (qsizetype i = first; i < pieces.size(); ++i) {
+                kept.append(pieces[i].toString());
+            }
+            expected = kept.join(u'\n').trimmed();
+        }
+    }
+    const QString actual = RunHistory::readLogTail(path, lines);
+    print({{"match", actual == expected ? QStringLiteral("1") : QStringLiteral("0")},
+           {"chars", QString::number(actual.size())},
+           {"expected_sha1", sha1(expected)},
+           {"sha1", sha1(actual)}});
+    return 0;
+}
+
+// Until the store's own load and save are on main: its steps, read + migrate + encode + an
+// atomic write.
+int tasksFile(const QString &in, const QString &out)
+{
+    QElapsedTimer timer;
+    timer.start();
+    QFile file(in);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return 1;
+    }
+    const TaskMigration::ReadResult result = TaskMigration::read(file.readAll());
+    if (!result.ok()) {
+        std::fprintf(stderr, "%s\n", qPrintable(result.error->description));
+        return 1;
+    }
+    QSaveFile save(out);
+    if (!save.open(QIODevice::WriteOnly) || save.write(TaskMigration::encode(result.tasks)) < 0 || !save.commit()) {
+        return 1;
+    }
+    print({{"count", QString::number(result.tasks.size())},
+           {"version", QString::number(result.version)},
+           {"op_ms", ms(timer.nsecsElapsed())}});
+    return 0;
+}
+
+int scan(const QStringList &folders)
+{
+    const LaunchdJob::Source sources[] = {LaunchdJob::Source::userAgents, LaunchdJob::Source::globalAgents,
+                                          LaunchdJob::Source::globalDaemons};
+    QList<LaunchdBrowser::Folder> list;
+    for (qsizetype i = 0; i < folders.size() && i < 3; ++i) {
+        list.append({folders[i], sources[i]});
+    }
+    QElapsedTimer timer;
+    timer.start();
+    const QList<LaunchdJob> jobs = LaunchdBrowser(list).scan();
+    print({{"count", QString::number(jobs.size())}, {"op_ms", ms(timer.nsecsElapsed())}});
+    return 0;
+}
+
+int testRun(int argc, char **argv, const QString &command)
+{
+    QCoreApplication app(argc, argv);
+    TaskRunner runner;
+    int exitCode = -1;
+    QObject::connect(&runner, &TaskRunner::finished, &app, [&](int code) {
+        exitCode = code;
+        app.quit();
+    });
+    QElapsedTimer timer;
+    timer.start();
+    runner.run(command, std::nullopt, std::nullopt, false);
+    app.exec();
+    print({{"chars", QString::number(runner.output().size())},
+           {"exit", QString::number(exitCode)},
+           {"op_ms", ms(timer.nsecsElapsed())},
+           {"peak_kib", QString::number(statusKiB("VmHWM"))}});
+    return exitCode == 0 ? 0 : 1;
+}
+
+int timeline(const QString &tasksPath, const QString &logDir, const QString &nowText, const QString &zoneName,
+             int reps)
+{
+    QFile file(tasksPath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return 1;
+    }
+    const TaskMigration::ReadResult result = TaskMigration::read(file.readAll());
+    const QTimeZone zone(zoneName.toUtf8());
+    const QDateTime now = QDateTime::fromString(nowText, Qt::ISODate).toTimeZone(zone);
+    if (!result.ok() || !zone.isValid() || !now.isValid()) {
+        return 1;
+    }
+    const auto runsPath = [&](const ScheduledTask &task) { return QString(logDir + u'/' + task.shortId() + u".runs"); };
+    // As the view does it: every history read afresh from its file.
+    const Timeline::RunHistory fromFiles = [&](const ScheduledTask &task) { return RunHistory::readRuns(runsPath(task)); };
+    QHash<QUuid, QList<TaskRunRecord>> held;
+    for (const ScheduledTask &task : result.tasks) {
+        held.insert(task.id, RunHistory::readRuns(runsPath(task)));
+    }
+    const Timeline::RunHistory fromMemory = [&](const ScheduledTask &task) { return held.value(task.id); };
+
+    QList<double> withFiles;
+    QList<double> inMemory;
+    Timeline::Day day;
+    for (int i = 0; i < reps; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        day = Timeline::compute(result.tasks, fromFiles, {}, now, zone);
+        withFiles.append(double(timer.nsecsElapsed()) / 1e6);
+        timer.restart();
+        day = Timeline::compute(result.tasks, fromMemory, {}, now, zone);
+        inMemory.append(double(timer.nsecsElapsed()) / 1e6);
+    }
+    qsizetype occurrences = 0;
+    qsizetype ran = 0;
+    qsizetype runs = 0;
+    for (const Timeline::TaskRow &row : day.tasks) {
+        occurrences += row.occurrences.size();
+        runs += row.runs.size();
+        ran += std::count_if(row.occurrences.cbegin(), row.occurrences.cend(), [](const auto &o) { return o.ran; });
+    }
+    const auto median = [](QList<double> v) {
+        std::sort(v.begin(), v.end());
+        return v.isEmpty() ? 0.0 : v[v.size() / 2];
+    };
+    print({{"files_ms", QString::number(median(withFiles), 'f', 3)},
+           {"memory_ms", QString::number(median(inMemory), 'f', 3)},
+           {"rows", QString::number(day.tasks.size())},
+           {"occurrences", QString::number(occurrences)},
+           {"ran", QString::number(ran)},
+           {"runs_today", QString::number(runs)}});
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QStringList args;
+    for (int i = 1; i < argc; ++i) {
+        args.append(QString::fromLocal8Bit(argv[i]));
+    }
+    const QString op = args.value(0);
+    if (op == u"history" && args.size() == 2) {
+        return history(args[1]);
+    }
+    if (op == u"logtail" && args.size() == 3) {
+        return logTail(args[1], args[2].toInt());
+    }
+    if (op == u"logcheck" && args.size() == 3) {
+        return logCheck(args[1], args[2].toInt());
+    }
+    if (op == u"tasks" && args.size() == 3) {
+        return tasksFile(args[1], args[2]);
+    }
+    if (op == u"scan" && args.size() >= 2) {
+        return scan(args.mid(1));
+    }
+    if (op == u"testrun" && args.size() == 2) {
+        return testRun(argc, argv, args[1]);
+    }
+    if (op == u"timeline" && args.size() == 6) {
+        return timeline(args[1], args[2], args[3], args[4], args[5].toInt());
+    }
+    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline ...\n");
+    return 2;
+}
