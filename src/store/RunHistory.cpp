@@ -4,8 +4,10 @@
 #include <QFile>
 #include <QRandomGenerator>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <memory>
 #include <type_traits>
 #include <vector>
 
@@ -14,6 +16,18 @@ namespace {
 // Large enough that a read costs little per byte, small enough to stay out of the way.
 constexpr qint64 kBlockSize = 1 << 20;
 constexpr qint64 kTailBlockSize = 64 << 10;
+
+constexpr quint64 kHighBits = 0x8080808080808080ULL;
+
+// The index of the first byte in memory order whose high bit is set, of a non-zero word of high bits.
+Q_ALWAYS_INLINE int firstHighByte(quint64 highBits)
+{
+#if Q_BYTE_ORDER == Q_LITTLE_ENDIAN
+    return __builtin_ctzll(highBits) / 8;
+#else
+    return __builtin_clzll(highBits) / 8;
+#endif
+}
 
 // Strict UTF-8 (no overlong forms, no surrogates, nothing above U+10FFFF), fed in blocks so a
 // file is checked without holding it. A sequence may straddle two blocks.
@@ -30,24 +44,61 @@ public:
         int state = m_state;
         while (p < end) {
             if (state == 0) {
-                // Logs and runs files are mostly ASCII: skip it 16 bytes at a time.
+                // Logs and runs files are mostly ASCII: skip it 16 bytes at a time, and then
+                // straight to the first byte that is not ASCII.
                 while (end - p >= 16) {
                     quint64 a;
                     quint64 b;
                     std::memcpy(&a, p, 8);
                     std::memcpy(&b, p + 8, 8);
-                    if ((a | b) & 0x8080808080808080ULL) {
-                        break;
+                    const quint64 highA = a & kHighBits;
+                    const quint64 highB = b & kHighBits;
+                    if ((highA | highB) == 0) {
+                        p += 16;
+                        continue;
                     }
-                    p += 16;
+                    p += highA ? firstHighByte(highA) : 8 + firstHighByte(highB);
+                    break;
                 }
                 if (p == end) {
                     break;
                 }
-                const unsigned c = *p++;
+                const unsigned c = *p;
                 if (c < 0x80) {
+                    ++p;
                     continue;
                 }
+                // A whole sequence inside the block is checked at once; the states below are
+                // for sequences cut by the end of a block, and for errors.
+                if (c >= 0xC2 && c <= 0xDF && end - p >= 2) {
+                    if ((p[1] & 0xC0) != 0x80) {
+                        m_state = -1;
+                        return false;
+                    }
+                    p += 2;
+                    continue;
+                }
+                if (c >= 0xE0 && c <= 0xEF && end - p >= 3) {
+                    const unsigned low = c == 0xE0 ? 0xA0 : 0x80;
+                    const unsigned high = c == 0xED ? 0x9F : 0xBF;
+                    if (p[1] < low || p[1] > high || (p[2] & 0xC0) != 0x80) {
+                        m_state = -1;
+                        return false;
+                    }
+                    p += 3;
+                    continue;
+                }
+                if (c >= 0xF0 && c <= 0xF4 && end - p >= 4) {
+                    const unsigned low = c == 0xF0 ? 0x90 : 0x80;
+                    const unsigned high = c == 0xF4 ? 0x8F : 0xBF;
+                    if (p[1] < low || p[1] > high || (p[2] & 0xC0) != 0x80 || (p[3] & 0xC0) != 0x80) {
+                        m_state = -1;
+                        return false;
+                    }
+                    p += 4;
+                    continue;
+                }
+                ++p;
                 if (c >= 0xC2 && c <= 0xDF) {
                     state = 1;
                 } else if (c == 0xE0) {
@@ -356,30 +407,36 @@ QList<TaskRunRecord> RunHistory::readRuns(const QString &runsPath)
         return {};
     }
     // Lines hold only ASCII when they parse, so they are cut and parsed as bytes; the whole file
-    // must still be UTF-8 for any of them to count. Plain fields are gathered first so the list
-    // of records is allocated once, at its final size.
-    std::vector<Fields> parsed;
+    // must still be UTF-8 for any of them to count. A line that parses takes at least 22 bytes
+    // and its line feed, so the list is reserved once for as many records as the file could hold
+    // and filled in place: memory grows with the records alone (pages never written are never
+    // touched), and no record is copied or moved.
+    QList<TaskRunRecord> records;
+    records.reserve(qsizetype(file.size() / 23 + 1));
+    IdSource ids;
     Utf8Validator utf8;
     DateCache<char> cache;
     const auto parse = [&](const char *begin, const char *end) {
         if (const auto fields = parseFields(begin, end, cache)) {
-            parsed.push_back(*fields);
+            records.append(makeRecord(*fields, ids.next()));
         }
     };
-    std::vector<char> block(kBlockSize);
+    // Not much larger than the file (a timeline reads a thousand small ones), and not zero-filled.
+    const qint64 blockSize = std::clamp<qint64>(file.size() + 1, kTailBlockSize, kBlockSize);
+    const std::unique_ptr<char[]> block(new char[size_t(blockSize)]);
     QByteArray partial; // the unfinished line at the end of the previous block
     for (;;) {
-        const qint64 got = file.read(block.data(), kBlockSize);
+        const qint64 got = file.read(block.get(), blockSize);
         if (got < 0) {
             return {};
         }
         if (got == 0) {
             break;
         }
-        if (!utf8.feed(block.data(), got)) {
+        if (!utf8.feed(block.get(), got)) {
             return {};
         }
-        const char *p = block.data();
+        const char *p = block.get();
         const char *end = p + got;
         if (!partial.isEmpty()) {
             const auto *feed = static_cast<const char *>(std::memchr(p, '\n', end - p));
@@ -403,13 +460,6 @@ QList<TaskRunRecord> RunHistory::readRuns(const QString &runsPath)
     }
     // The piece after the last line feed (empty when the file ends with one, and then dropped).
     parse(partial.constData(), partial.constData() + partial.size());
-
-    QList<TaskRunRecord> records;
-    records.reserve(qsizetype(parsed.size()));
-    IdSource ids;
-    for (const Fields &fields : parsed) {
-        records.append(makeRecord(fields, ids.next()));
-    }
     return records;
 }
 
