@@ -164,9 +164,14 @@ DataGen::Log DataGen::writeLog(const QString &path, qint64 bytes, Random &random
         info.bytes += file.write(chunk);
     }
     const qint64 rest = bytes - info.bytes - end.size();
-    // Cut the last repeat at a line end so the file stays valid UTF-8.
+    // Cut the last repeat at a line end so the file stays valid UTF-8, and fill up to the size
+    // with one line of ASCII.
     const qsizetype cut = rest > 0 ? chunk.lastIndexOf('\n', rest - 1) + 1 : 0;
     info.bytes += file.write(chunk.constData(), cut);
+    const qint64 gap = bytes - info.bytes - end.size();
+    if (gap > 0) {
+        info.bytes += file.write(QByteArray(gap - 1, 'y') + '\n');
+    }
     info.bytes += file.write(end);
     return info;
 }

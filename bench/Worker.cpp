@@ -1,5 +1,7 @@
 // One side of a benchmark, run as a process of its own by moxley-bench: does the operation once
 // (or, for in-process timings, a few times) and prints "key=value" pairs on one line.
+#include "DataGen.h"
+
 #include "launchd/LaunchdBrowser.h"
 #include "model/TaskMigration.h"
 #include "runner/TaskRunner.h"
@@ -17,6 +19,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sys/resource.h>
 
 namespace {
 
@@ -166,8 +169,13 @@ int testRun(int argc, char **argv, const QString &command)
     timer.start();
     runner.run(command, std::nullopt, std::nullopt, false);
     app.exec();
+    rusage self{};
+    getrusage(RUSAGE_SELF, &self);
+    const auto cpuMs = [](const timeval &t) { return double(t.tv_sec) * 1000 + double(t.tv_usec) / 1000; };
     print({{"chars", QString::number(runner.output().size())},
            {"exit", QString::number(exitCode)},
+           {"user_ms", QString::number(cpuMs(self.ru_utime), 'f', 1)},
+           {"sys_ms", QString::number(cpuMs(self.ru_stime), 'f', 1)},
            {"op_ms", ms(timer.nsecsElapsed())},
            {"peak_kib", QString::number(statusKiB("VmHWM"))}});
     return exitCode == 0 ? 0 : 1;
@@ -258,6 +266,20 @@ int main(int argc, char **argv)
     if (op == u"timeline" && args.size() == 6) {
         return timeline(args[1], args[2], args[3], args[4], args[5].toInt());
     }
-    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline ...\n");
+    // The generators alone, for profiling one side by hand (valgrind --tool=callgrind ...).
+    if (op == u"make-runs" && args.size() == 3) {
+        DataGen::Random random;
+        return DataGen::writeRunsFile(args[2], args[1].toLongLong(), 50000, random).lines > 0 ? 0 : 1;
+    }
+    if (op == u"make-tasks" && args.size() == 4) {
+        DataGen::Random random;
+        DataGen::writeTasksFile(args[3], DataGen::makeTasks(args[1].toInt(), random), args[2].toInt());
+        return 0;
+    }
+    if (op == u"make-log" && args.size() == 3) {
+        DataGen::Random random;
+        return DataGen::writeLog(args[2], args[1].toLongLong(), random).bytes > 0 ? 0 : 1;
+    }
+    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log ...\n");
     return 2;
 }
