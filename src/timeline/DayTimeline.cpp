@@ -156,32 +156,31 @@ private:
     QList<std::pair<qint64, int>> m_offsets; // from this instant (UTC msecs) on, this offset (s)
 };
 
-// Which occurrence minutes lie within 4 minutes of a run start: filled once per task, so each
+// Which minutes of the day lie within 4 minutes of a run start: filled once per task, so each
 // occurrence is a look-up instead of a pass over the runs.
 class RunCoverage
 {
 public:
     void add(int startMinute)
     {
-        m_starts.append(startMinute);
-        for (int minute = startMinute - 4; minute <= startMinute + 4; ++minute) {
-            if (minute >= 0 && minute < Timeline::kTotalMinutes) {
-                m_covered[minute] = true;
-            }
+        for (int minute = std::max(startMinute - 4, 0); minute <= std::min(startMinute + 4, Timeline::kTotalMinutes - 1);
+             ++minute) {
+            m_covered[minute] = true;
         }
     }
 
-    bool covers(int minute) const
+    // `runs` are the same runs, for a minute outside the day (a time of day out of range).
+    bool covers(int minute, const QList<Timeline::Run> &runs) const
     {
         if (minute >= 0 && minute < Timeline::kTotalMinutes) {
             return m_covered[minute];
         }
-        return std::any_of(m_starts.cbegin(), m_starts.cend(), [minute](int start) { return std::abs(start - minute) < 5; });
+        return std::any_of(runs.cbegin(), runs.cend(),
+                           [minute](const Timeline::Run &run) { return std::abs(run.startMinute - minute) < 5; });
     }
 
 private:
     std::array<bool, Timeline::kTotalMinutes> m_covered{};
-    QList<int> m_starts;
 };
 
 } // namespace
@@ -203,13 +202,11 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
         row.task = task;
         RunCoverage coverage;
         for (const TaskRunRecord &run : runsFor ? runsFor(task) : QList<TaskRunRecord>{}) {
-            if (!run.startedAt.isValid()) {
-                continue;
-            }
             int startMinute = 0;
             if (clock.exact()) {
+                // Most runs are of other days: the cheapest test first.
                 const qint64 start = run.startedAt.toMSecsSinceEpoch();
-                if (!clock.contains(start)) {
+                if (!clock.contains(start) || !run.startedAt.isValid()) {
                     continue;
                 }
                 startMinute = clock.minuteOf(start);
@@ -226,7 +223,7 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
         }
         for (const int minute : occurrenceMinutes(task.schedule, day.date)) {
             // Up to 4 minutes early or late; one run may mark two nearby occurrences.
-            row.occurrences.append(Occurrence{minute, coverage.covers(minute)});
+            row.occurrences.append(Occurrence{minute, coverage.covers(minute, row.runs)});
             if (task.wakeBeforeRun) {
                 row.wakeWindows.append(WakeWindow{std::max(minute - 5, 0), 5});
             }
