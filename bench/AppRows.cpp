@@ -47,29 +47,32 @@ QList<Row> testRun(const Context &context)
     row.memory = Bench::mebibytes(peak) + u" = " + QString::number(double(peak) * 1024 / double(outputBytes), 'f', 2) +
                  u"x the output";
     row.verdict = o <= 1.5 * r && peak * 1024 <= 3 * outputBytes ? QStringLiteral("met") : QStringLiteral("MISSED");
-    row.notes.append(QStringLiteral("test run: the command is an awk program printing 1,000,000 lines of 100 bytes, "
-                                    "through /bin/bash -c on both sides; the runner keeps the whole output as the "
-                                    "test-run sheet shows it."));
+    QList<double> user;
+    QList<double> system;
+    for (const Measure::Run &run : pair.ours.runs) {
+        user.append(Measure::fields(run.out).value(u"user_ms"_qs).toDouble());
+        system.append(Measure::fields(run.out).value(u"sys_ms"_qs).toDouble());
+    }
+    row.notes.append(u"test run: the command is an awk program printing 1,000,000 lines of 100 bytes, through /bin/bash "
+                     u"-c on both sides; the runner keeps the whole output as the test-run sheet shows it. Our "
+                     u"process's own CPU time (median): " + Bench::milliseconds(Measure::median(user)) + u" user, " +
+                     Bench::milliseconds(Measure::median(system)) + u" system.");
     return {row};
 }
 
 QList<Row> timeline(const Context &context)
 {
     Row compute;
-    compute.name = QStringLiteral("timeline compute: 1,000 tasks x 1,000 runs");
+    compute.name = QStringLiteral("timeline compute: 1,000 tasks x 1,000 runs (histories in memory)");
     compute.target = QStringLiteral("compute < 50 ms");
     compute.reference = QStringLiteral("none (absolute)");
     compute.ratio = QStringLiteral("-");
     const QString dir = context.tempDir + u"/timeline";
-    DataGen::Random random;
-    const QList<ScheduledTask> tasks = DataGen::makeTasks(1000, random, 10, true);
-    DataGen::writeTasksFile(dir + u"/tasks.json", tasks, 2);
     // A Friday in March, 18:00 in Berlin: 1,080 minutes of today behind us.
-    const QTimeZone zone("Europe/Berlin");
-    const QDateTime now(QDate(2025, 3, 14), QTime(18, 0), zone);
-    DataGen::writeRunHistories(dir + u"/Logs", tasks, 1000, now, random);
+    DataGen::writeTimelineData(dir);
     const Measure::Run run = context.run(Command{{context.worker(), QStringLiteral("timeline"), dir + u"/tasks.json",
-                                                  dir + u"/Logs", now.toString(Qt::ISODate), QStringLiteral("Europe/Berlin"),
+                                                  dir + u"/Logs", QString::fromLatin1(DataGen::kTimelineNow),
+                                                  QString::fromLatin1(DataGen::kTimelineZone),
                                                   QString::number(std::max(context.reps, 5))},
                                                  {}, {}, true});
     QDir(dir).removeRecursively();
@@ -81,14 +84,20 @@ QList<Row> timeline(const Context &context)
     }
     const double withFiles = fields.value(u"files_ms"_qs).toDouble();
     const double inMemory = fields.value(u"memory_ms"_qs).toDouble();
-    compute.ours = Bench::milliseconds(withFiles) + u" (histories in memory: " + Bench::milliseconds(inMemory) + u")";
+    compute.ours = Bench::milliseconds(inMemory);
     compute.memory = Bench::mebibytes(run.peakKiB);
-    compute.verdict = withFiles < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
+    compute.verdict = inMemory < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
+    Row reading = compute;
+    reading.name = QStringLiteral("timeline compute + reading the 1,000 runs files");
+    reading.ours = Bench::milliseconds(withFiles);
+    reading.verdict = withFiles < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
+    reading.notes.clear();
     compute.notes.append(u"timeline: every 10th task runs every minute; " + fields.value(u"rows"_qs) + u" rows, " +
                          fields.value(u"occurrences"_qs) + u" occurrences (" + fields.value(u"ran"_qs) + u" ran), " +
                          fields.value(u"runs_today"_qs) +
-                         u" runs today. The first figure reads every history from its runs file, as the view does "
-                         u"on each rendering; the second hands compute() histories already in memory.");
+                         u" runs today. \"compute\" hands Timeline::compute the histories already in memory; "
+                         u"\"+ reading\" reads every history from its runs file inside the timed call, as the view "
+                         u"does on each rendering.");
 
     Row paint;
     paint.name = QStringLiteral("timeline paint: 1200x800 offscreen");
@@ -97,7 +106,7 @@ QList<Row> timeline(const Context &context)
         paint.ours = QStringLiteral("not measured: DayTimelineView is not on main yet (branch ui)");
         paint.verdict = QStringLiteral("not measured");
     }
-    return {compute, paint};
+    return {compute, reading, paint};
 }
 
 QList<Row> startUp(const Context &context)

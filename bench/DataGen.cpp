@@ -284,6 +284,17 @@ qint64 DataGen::writeRunHistories(const QString &logDir, const QList<ScheduledTa
     return total;
 }
 
+void DataGen::writeTimelineData(const QString &dir)
+{
+    Random random;
+    const QList<ScheduledTask> tasks = makeTasks(1000, random, 10, true);
+    writeTasksFile(dir + u"/tasks.json", tasks, 2);
+    const QTimeZone zone(kTimelineZone);
+    const QDateTime wall = QDateTime::fromString(QString::fromLatin1(kTimelineNow), Qt::ISODate);
+    const QDateTime now(wall.date(), wall.time(), zone);
+    writeRunHistories(dir + u"/Logs", tasks, 1000, now, random);
+}
+
 DataGen::Plists DataGen::writePlists(const QStringList &folders, int count, Random &random)
 {
     Plists info;

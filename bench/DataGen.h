@@ -56,6 +56,12 @@ void writeTasksFile(const QString &path, const QList<ScheduledTask> &tasks, int 
 qint64 writeRunHistories(const QString &logDir, const QList<ScheduledTask> &tasks, int perTask,
                          const QDateTime &now, Random &random);
 
+// The timeline row's data: 1,000 enabled tasks (every 10th every minute) in dir/tasks.json and
+// 1,000 runs each in dir/Logs, ending before `now` (TimelineNow in TimelineZone).
+inline constexpr const char *kTimelineNow = "2025-03-14T18:00:00";
+inline constexpr const char *kTimelineZone = "Europe/Berlin";
+void writeTimelineData(const QString &dir);
+
 struct Plists {
     int files = 0;
     int expectedJobs = 0; // parse, and are not this application's

@@ -190,7 +190,9 @@ int timeline(const QString &tasksPath, const QString &logDir, const QString &now
     }
     const TaskMigration::ReadResult result = TaskMigration::read(file.readAll());
     const QTimeZone zone(zoneName.toUtf8());
-    const QDateTime now = QDateTime::fromString(nowText, Qt::ISODate).toTimeZone(zone);
+    // The wall-clock time in that zone.
+    const QDateTime wall = QDateTime::fromString(nowText, Qt::ISODate);
+    const QDateTime now(wall.date(), wall.time(), zone);
     if (!result.ok() || !zone.isValid() || !now.isValid()) {
         return 1;
     }
@@ -276,10 +278,14 @@ int main(int argc, char **argv)
         DataGen::writeTasksFile(args[3], DataGen::makeTasks(args[1].toInt(), random), args[2].toInt());
         return 0;
     }
+    if (op == u"make-timeline" && args.size() == 2) {
+        DataGen::writeTimelineData(args[1]);
+        return 0;
+    }
     if (op == u"make-log" && args.size() == 3) {
         DataGen::Random random;
         return DataGen::writeLog(args[2], args[1].toLongLong(), random).bytes > 0 ? 0 : 1;
     }
-    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log ...\n");
+    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log|make-timeline ...\n");
     return 2;
 }
