@@ -15,6 +15,8 @@ deps:
 # Configuring again is cheap and mends a tree whose last configure failed.
 configure: deps
 	@cmake -S . -B $(BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug $(CMAKE_FLAGS) >/dev/null
+	@# When the build graph changed (new files), Qt's moc must rescan or it can miss new classes.
+	@if [ -f $(BUILD)/build.ninja ]; then find $(BUILD) -path '*_autogen/timestamp' ! -newer $(BUILD)/build.ninja -delete; fi
 
 build: configure
 	cmake --build $(BUILD) -j $(JOBS)

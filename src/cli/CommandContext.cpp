@@ -51,3 +51,9 @@ std::optional<ScheduledTask> CommandContext::findTask(const QList<ScheduledTask>
     }
     return found.task;
 }
+
+std::optional<ScheduledTask> CommandContext::loadTask(const QString &query)
+{
+    const auto tasks = loadTasks();
+    return tasks ? findTask(*tasks, query) : std::nullopt;
+}

@@ -34,4 +34,6 @@ public:
     // Finds TASK by full id, unique id prefix of 4 or more characters, or unique name; prints the
     // failure and gives nothing when there is no single match.
     std::optional<ScheduledTask> findTask(const QList<ScheduledTask> &tasks, const QString &query);
+    // Both of the above: the one task that `query` names in the tasks file.
+    std::optional<ScheduledTask> loadTask(const QString &query);
 };

@@ -52,11 +52,7 @@ public:
 
     int execute(CommandContext &context, const QCommandLineParser &parser) override
     {
-        const auto tasks = context.loadTasks();
-        if (!tasks) {
-            return 1;
-        }
-        const auto task = context.findTask(*tasks, parser.positionalArguments().constFirst());
+        const auto task = context.loadTask(parser.positionalArguments().constFirst());
         if (!task) {
             return 1;
         }

@@ -54,11 +54,7 @@ public:
         if (!lines) {
             return context.usageError(u"--lines needs a non-negative integer, not '" + linesText + u'\'');
         }
-        const auto tasks = context.loadTasks();
-        if (!tasks) {
-            return 1;
-        }
-        const auto task = context.findTask(*tasks, parser.positionalArguments().constFirst());
+        const auto task = context.loadTask(parser.positionalArguments().constFirst());
         if (!task) {
             return 1;
         }

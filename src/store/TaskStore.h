@@ -2,6 +2,7 @@
 
 #include "launchd/LaunchdService.h"
 #include "model/ScheduledTask.h"
+#include "platform/ChangeNotice.h"
 
 #include <QObject>
 #include <QSet>
@@ -11,7 +12,6 @@
 #include <optional>
 
 class PmsetServiceProtocol;
-class ChangeNotice;
 
 // The one owner of the task list. Every change goes through here: it saves at once, keeps the
 // jobs and the wake schedule in step, and publishes failures as text. Main thread only.
@@ -19,16 +19,19 @@ class TaskStore : public QObject
 {
     Q_OBJECT
 
-public:
+  public:
     enum class LogStream { standardOutput, standardError }; // the stdout and stderr logs
 
     struct Options {
-        QString tasksFile;                 // default: AppPaths::tasksFile()
-        LaunchdService launchdService;     // the store's own
+        QString tasksFile;             // default: AppPaths::tasksFile()
+        LaunchdService launchdService; // the store's own
         LaunchdService launchdServiceForViews;
-        std::shared_ptr<PmsetServiceProtocol> pmsetService;
-        std::shared_ptr<ChangeNotice> changeNotice; // may be null: no notices observed or posted
-        bool resetTasks = false;           // "--reset-tasks"
+        std::shared_ptr<PmsetServiceProtocol> pmsetService; // null: the system's PmsetService
+        std::shared_ptr<ChangeNotice> changeNotice;         // may be null: no notices observed
+        bool resetTasks = false;                            // "--reset-tasks"
+        // The app sweeps stray jobs and refreshes scripts even after a failed read (its list is then
+        // empty). The moxley tool turns this off: it never acts on a file it could not read.
+        bool cleanUpAfterFailedLoad = true;
     };
     // The app's and the moxley tool's defaults; `arguments` are the process arguments.
     static Options defaultOptions(const QStringList &arguments = {});
@@ -42,6 +45,9 @@ public:
     std::optional<ScheduledTask> task(const QUuid &id) const;
     const std::optional<QString> &lastError() const { return m_lastError; }
     const std::optional<QString> &lastWarning() const { return m_lastWarning; }
+    // The tasks file was there but could not be read at the last load. The next save keeps a copy
+    // of it beside it before writing over it.
+    bool fileUnreadable() const { return m_fileUnreadable; }
     void clearLastError();
     void clearLastWarning();
 
@@ -74,14 +80,30 @@ public:
     QList<TaskRunRecord> runRecords(const ScheduledTask &task) const;
     QString readLog(const ScheduledTask &task, LogStream stream, int maxLines) const;
 
-Q_SIGNALS:
+  Q_SIGNALS:
     void tasksChanged();
+    // Emitted for every error and warning set, even one equal to the last.
     void lastErrorChanged();
     void lastWarningChanged();
+    // The tasks file was written.
+    void saved();
 
-private:
+  private:
+    qsizetype indexOf(const QUuid &id) const;
+    void setLastError(const QString &text);
+    void setLastWarning(const QString &text);
+    void install(const ScheduledTask &task);
+    void uninstall(const ScheduledTask &task);
+    void refreshOutdatedScripts();
+    bool keepUnreadableFile();
+    // Hands the enabled wake tasks to the wake service; false (and lastError) on the first failure.
+    bool syncWakeSchedule();
+
     Options m_options;
     QList<ScheduledTask> m_tasks;
     std::optional<QString> m_lastError;
     std::optional<QString> m_lastWarning;
+    bool m_fileUnreadable = false;
+    // Declared last: it goes first, so no notice reaches a store being destroyed.
+    std::unique_ptr<ChangeNotice::Observation> m_observation;
 };

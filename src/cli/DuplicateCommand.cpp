@@ -1,0 +1,49 @@
+#include "cli/CommandContext.h"
+#include "cli/Commands.h"
+#include "cli/StoreSession.h"
+
+namespace {
+
+class DuplicateCommand : public Command
+{
+  public:
+    QString name() const override { return QStringLiteral("duplicate"); }
+    QString synopsis() const override { return QStringLiteral("duplicate TASK"); }
+    QString summary() const override
+    {
+        return QStringLiteral("Copy a task (switched off, named \"... (copy)\"); print the copy's id.");
+    }
+    int minArguments() const override { return 1; }
+    int maxArguments() const override { return 1; }
+
+    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    {
+        const auto tasks = context.loadTasks();
+        if (!tasks) {
+            return 1;
+        }
+        const auto found = context.findTask(*tasks, parser.positionalArguments().constFirst());
+        if (!found) {
+            return 1;
+        }
+        StoreSession session(context);
+        if (!session.isValid()) {
+            return 1;
+        }
+        const std::optional<ScheduledTask> original = session.store().task(found->id);
+        const std::optional<ScheduledTask> copy = original ? session.store().duplicate(*original) : std::nullopt;
+        if (!copy) {
+            return context.fail(u"no task matches " % parser.positionalArguments().constFirst());
+        }
+        context.out << copy->fullId() << '\n';
+        context.out.flush();
+        return session.finish();
+    }
+};
+
+} // namespace
+
+std::unique_ptr<Command> Commands::makeDuplicate()
+{
+    return std::make_unique<DuplicateCommand>();
+}

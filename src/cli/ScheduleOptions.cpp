@@ -1,0 +1,213 @@
+#include "cli/ScheduleOptions.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+
+namespace {
+
+const QString kAtLoad = QStringLiteral("at-load");
+const QString kEvery = QStringLiteral("every");
+const QString kDaily = QStringLiteral("daily");
+const QString kWeekly = QStringLiteral("weekly");
+const QString kMonthly = QStringLiteral("monthly");
+const QString kLastDay = QStringLiteral("last-day");
+const QString kNth = QStringLiteral("nth");
+const QString kWeekday = QStringLiteral("weekday");
+const QString kAt = QStringLiteral("at");
+
+std::optional<int> number(const QString &text, int low, int high)
+{
+    static const QRegularExpression digits(QStringLiteral("^[0-9]{1,9}$"));
+    if (!digits.match(text).hasMatch()) {
+        return std::nullopt;
+    }
+    const int value = text.toInt();
+    return value >= low && value <= high ? std::optional(value) : std::nullopt;
+}
+
+std::optional<int> weekday(const QString &text)
+{
+    static const QStringList shortNames{u"sun"_qs, u"mon"_qs, u"tue"_qs, u"wed"_qs, u"thu"_qs, u"fri"_qs, u"sat"_qs};
+    static const QStringList longNames{u"sunday"_qs,   u"monday"_qs, u"tuesday"_qs, u"wednesday"_qs,
+                                       u"thursday"_qs, u"friday"_qs, u"saturday"_qs};
+    const QString lower = text.trimmed().toLower();
+    for (qsizetype i = 0; i < shortNames.size(); ++i) {
+        if (lower == shortNames.at(i) || lower == longNames.at(i)) {
+            return int(i + 1);
+        }
+    }
+    return number(lower, 1, 7);
+}
+
+std::optional<TimeOfDay> timeOfDay(const QString &text)
+{
+    static const QRegularExpression pattern(QStringLiteral("^([0-9]{1,2}):([0-9]{2})$"));
+    const QRegularExpressionMatch match = pattern.match(text.trimmed());
+    if (!match.hasMatch()) {
+        return std::nullopt;
+    }
+    const int hour = match.captured(1).toInt();
+    const int minute = match.captured(2).toInt();
+    if (hour > 23 || minute > 59) {
+        return std::nullopt;
+    }
+    return TimeOfDay{hour, minute};
+}
+
+QList<TimeOfDay> timesOf(const TaskSchedule &schedule)
+{
+    const QList<TimeOfDay> *times = schedule.times();
+    return times ? *times : QList<TimeOfDay>{};
+}
+
+TaskSchedule withTimes(const TaskSchedule &schedule, QList<TimeOfDay> times)
+{
+    return std::visit(
+        [&](auto value) -> TaskSchedule {
+            if constexpr (requires { value.times; }) {
+                value.times = std::move(times);
+            }
+            return value;
+        },
+        schedule.value());
+}
+
+} // namespace
+
+QList<QCommandLineOption> ScheduleOptions::options()
+{
+    return {
+        QCommandLineOption(kAtLoad, u"Run at load (login or reboot)."_qs),
+        QCommandLineOption(kEvery, u"Run every MINUTES minutes (at least 1)."_qs, u"MINUTES"_qs),
+        QCommandLineOption(kDaily, u"Run daily."_qs),
+        QCommandLineOption(kWeekly, u"Run weekly on DAYS: sun,mon,...,sat or 1-7 (1 = Sunday)."_qs, u"DAYS"_qs),
+        QCommandLineOption(kMonthly, u"Run monthly on day DAY (1-31)."_qs, u"DAY"_qs),
+        QCommandLineOption(kLastDay, u"Run on the last day of the month."_qs),
+        QCommandLineOption(kNth, u"Run on the N-th (1-4) weekday of the month; needs --weekday."_qs, u"N"_qs),
+        QCommandLineOption(kWeekday, u"The weekday of --nth: sun ... sat or 1-7."_qs, u"DAY"_qs),
+        QCommandLineOption(kAt, u"Run times of a calendar schedule, 24-hour H:MM, comma-separated (default 7:00)."_qs,
+                           u"TIMES"_qs),
+    };
+}
+
+QString ScheduleOptions::help()
+{
+    return u"Schedule: exactly one of --at-load, --every, --daily, --weekly, --monthly, --last-day,\n"
+           u"--nth with --weekday. The calendar kinds take --at (default 7:00); times are stored sorted."_qs;
+}
+
+ScheduleOptions::Parsed ScheduleOptions::parse(const QCommandLineParser &parser)
+{
+    Parsed parsed;
+    const auto fail = [&](const QString &message) {
+        parsed.kind.reset();
+        parsed.times.reset();
+        parsed.error = message;
+        return parsed;
+    };
+
+    int kinds = 0;
+    for (const QString &name : {kAtLoad, kEvery, kDaily, kWeekly, kMonthly, kLastDay, kNth}) {
+        kinds += parser.isSet(name) ? 1 : 0;
+    }
+    if (kinds > 1) {
+        return fail(u"choose one schedule: --at-load, --every, --daily, --weekly, --monthly, --last-day or --nth"_qs);
+    }
+    if (parser.isSet(kWeekday) && !parser.isSet(kNth)) {
+        return fail(u"--weekday goes with --nth"_qs);
+    }
+
+    if (parser.isSet(kAt)) {
+        QList<TimeOfDay> times;
+        for (const QString &value : parser.values(kAt)) {
+            for (const QString &item : value.split(u',')) {
+                const std::optional<TimeOfDay> time = timeOfDay(item);
+                if (!time) {
+                    return fail(u"invalid time '" % item.trimmed() % u"' (expected H:MM from 0:00 to 23:59)");
+                }
+                times.append(*time);
+            }
+        }
+        parsed.times = sortedTimes(times);
+    }
+
+    if (parser.isSet(kAtLoad)) {
+        parsed.kind = TaskSchedule::runAtLoad();
+    } else if (parser.isSet(kEvery)) {
+        const std::optional<int> minutes = number(parser.value(kEvery), 1, 999999999);
+        if (!minutes) {
+            return fail(u"invalid interval '" % parser.value(kEvery) % u"' (expected whole minutes, at least 1)");
+        }
+        parsed.kind = TaskSchedule::interval(*minutes);
+    } else if (parser.isSet(kDaily)) {
+        parsed.kind = TaskSchedule::daily({});
+    } else if (parser.isSet(kWeekly)) {
+        QList<int> weekdays;
+        for (const QString &item : parser.value(kWeekly).split(u',')) {
+            const std::optional<int> day = weekday(item);
+            if (!day) {
+                return fail(u"invalid weekday '" % item.trimmed() % u"' (expected sun ... sat or 1-7)");
+            }
+            if (!weekdays.contains(*day)) {
+                weekdays.append(*day);
+            }
+        }
+        std::sort(weekdays.begin(), weekdays.end());
+        parsed.kind = TaskSchedule::weekly(weekdays, {});
+    } else if (parser.isSet(kMonthly)) {
+        const std::optional<int> day = number(parser.value(kMonthly), 1, 31);
+        if (!day) {
+            return fail(u"invalid day of month '" % parser.value(kMonthly) % u"' (expected 1-31)");
+        }
+        parsed.kind = TaskSchedule::monthly(*day, {});
+    } else if (parser.isSet(kLastDay)) {
+        parsed.kind = TaskSchedule::monthlyLastDay({});
+    } else if (parser.isSet(kNth)) {
+        const std::optional<int> nth = number(parser.value(kNth), 1, 4);
+        if (!nth) {
+            return fail(u"invalid --nth '" % parser.value(kNth) % u"' (expected 1-4)");
+        }
+        if (!parser.isSet(kWeekday)) {
+            return fail(u"--nth needs --weekday"_qs);
+        }
+        const std::optional<int> day = weekday(parser.value(kWeekday));
+        if (!day) {
+            return fail(u"invalid weekday '" % parser.value(kWeekday) % u"' (expected sun ... sat or 1-7)");
+        }
+        parsed.kind = TaskSchedule::monthlyNthWeekday(*nth, *day, {});
+    }
+
+    if (parsed.kind && parsed.times && !parsed.kind->times()) {
+        return fail(u"--at applies only to --daily, --weekly, --monthly, --last-day and --nth"_qs);
+    }
+    return parsed;
+}
+
+std::optional<TaskSchedule> ScheduleOptions::build(const Parsed &parsed, const std::optional<TaskSchedule> &current,
+                                                   QString *error)
+{
+    const QList<TimeOfDay> defaultTimes{TimeOfDay{7, 0}};
+    if (parsed.kind) {
+        if (!parsed.kind->times()) {
+            return parsed.kind;
+        }
+        QList<TimeOfDay> times = parsed.times.value_or(current ? timesOf(*current) : QList<TimeOfDay>{});
+        if (times.isEmpty()) {
+            times = defaultTimes;
+        }
+        return withTimes(*parsed.kind, sortedTimes(times));
+    }
+    if (!current) {
+        // A new task: the form's daily schedule.
+        return TaskSchedule::daily(parsed.times.value_or(defaultTimes));
+    }
+    if (!parsed.times) {
+        return current;
+    }
+    if (!current->times()) {
+        *error = u"--at needs a calendar schedule (this task's schedule: " % current->description() % u')';
+        return std::nullopt;
+    }
+    return withTimes(*current, *parsed.times);
+}

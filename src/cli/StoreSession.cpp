@@ -1,0 +1,43 @@
+#include "cli/StoreSession.h"
+
+#include "cli/CommandContext.h"
+#include "platform/ChangeNotice.h"
+
+StoreSession::StoreSession(CommandContext &context) : m_context(context)
+{
+    TaskStore::Options options = TaskStore::defaultOptions();
+    options.changeNotice = nullptr; // the tool posts, it does not listen
+    options.cleanUpAfterFailedLoad = false;
+    auto store = std::make_unique<TaskStore>(std::move(options));
+    if (store->fileUnreadable()) {
+        m_context.fail(store->lastError().value_or(u"Failed to load tasks"_qs));
+        return;
+    }
+    // Start-up drops its own install errors; from here on, every failure is the command's.
+    store->clearLastError();
+    store->clearLastWarning();
+    TaskStore *raw = store.get();
+    QObject::connect(raw, &TaskStore::lastErrorChanged, raw, [this, raw] {
+        if (raw->lastError()) {
+            m_failed = true;
+            m_context.fail(*raw->lastError());
+        }
+    });
+    QObject::connect(raw, &TaskStore::lastWarningChanged, raw, [this, raw] {
+        if (raw->lastWarning()) {
+            m_context.notice(*raw->lastWarning());
+        }
+    });
+    QObject::connect(raw, &TaskStore::saved, raw, [this] { m_saved = true; });
+    m_store = std::move(store);
+}
+
+StoreSession::~StoreSession() = default;
+
+int StoreSession::finish()
+{
+    if (m_saved) {
+        ChangeNotice::system()->post();
+    }
+    return m_failed ? 1 : 0;
+}

@@ -1,0 +1,470 @@
+#include "store/TaskStore.h"
+
+#include "launchd/PmsetService.h"
+#include "model/TaskMigration.h"
+#include "platform/AppPaths.h"
+#include "store/RunHistory.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace {
+
+bool isRepeatingWakeKind(TaskSchedule::Kind kind)
+{
+    switch (kind) {
+    case TaskSchedule::Kind::daily:
+    case TaskSchedule::Kind::weekly:
+    case TaskSchedule::Kind::monthlyLastDay:
+    case TaskSchedule::Kind::monthlyNthWeekday:
+        return true;
+    case TaskSchedule::Kind::interval:
+    case TaskSchedule::Kind::monthly:
+    case TaskSchedule::Kind::runAtLoad:
+        break;
+    }
+    return false;
+}
+
+QString plural(int count, const char16_t *one, const char16_t *many)
+{
+    return QString::fromUtf16(count == 1 ? one : many);
+}
+
+// Beside the file, named for the moment, never over an earlier copy.
+QString asideName(const QString &path)
+{
+    const QString base = path % u".unreadable-" % QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_qs);
+    QString name = base;
+    for (int n = 2; QFileInfo::exists(name); ++n) {
+        name = base % u'-' % QString::number(n);
+    }
+    return name;
+}
+
+} // namespace
+
+TaskStore::Options TaskStore::defaultOptions(const QStringList &arguments)
+{
+    Options options;
+    options.tasksFile = AppPaths::tasksFile();
+    options.pmsetService = std::make_shared<PmsetService>();
+    options.changeNotice = ChangeNotice::system();
+    options.resetTasks = arguments.contains(u"--reset-tasks"_qs);
+    return options;
+}
+
+TaskStore::TaskStore(Options options, QObject *parent) : QObject(parent), m_options(std::move(options))
+{
+    if (m_options.tasksFile.isEmpty()) {
+        m_options.tasksFile = AppPaths::tasksFile();
+    }
+    if (!m_options.pmsetService) {
+        m_options.pmsetService = std::make_shared<PmsetService>();
+    }
+    QDir().mkpath(QFileInfo(m_options.tasksFile).absolutePath());
+    if (m_options.resetTasks) {
+        QFile::remove(m_options.tasksFile);
+    }
+    load();
+    if (m_options.changeNotice) {
+        m_observation = m_options.changeNotice->observe([this] { load(); });
+    }
+}
+
+TaskStore::~TaskStore() = default;
+
+std::optional<ScheduledTask> TaskStore::task(const QUuid &id) const
+{
+    const qsizetype index = indexOf(id);
+    return index < 0 ? std::nullopt : std::optional(m_tasks.at(index));
+}
+
+qsizetype TaskStore::indexOf(const QUuid &id) const
+{
+    for (qsizetype i = 0; i < m_tasks.size(); ++i) {
+        if (m_tasks.at(i).id == id) {
+            return i;
+        }
+    }
+    return -1;
+}
+
+void TaskStore::clearLastError()
+{
+    if (m_lastError) {
+        m_lastError.reset();
+        Q_EMIT lastErrorChanged();
+    }
+}
+
+void TaskStore::clearLastWarning()
+{
+    if (m_lastWarning) {
+        m_lastWarning.reset();
+        Q_EMIT lastWarningChanged();
+    }
+}
+
+void TaskStore::setLastError(const QString &text)
+{
+    m_lastError = text;
+    Q_EMIT lastErrorChanged();
+}
+
+void TaskStore::setLastWarning(const QString &text)
+{
+    m_lastWarning = text;
+    Q_EMIT lastWarningChanged();
+}
+
+void TaskStore::install(const ScheduledTask &task)
+{
+    if (const auto error = m_options.launchdService.install(task)) {
+        setLastError(error->description());
+    }
+}
+
+void TaskStore::uninstall(const ScheduledTask &task)
+{
+    if (const auto error = m_options.launchdService.uninstall(task)) {
+        setLastError(error->description());
+    }
+}
+
+void TaskStore::load()
+{
+    bool failed = false;
+    QFile file(m_options.tasksFile);
+    if (file.exists()) {
+        if (!file.open(QIODevice::ReadOnly)) {
+            setLastError(u"Failed to load tasks: " % file.errorString());
+            failed = true;
+        } else {
+            const TaskMigration::ReadResult result = TaskMigration::read(file.readAll());
+            if (result.ok()) {
+                m_tasks = result.tasks;
+            } else {
+                setLastError(u"Failed to load tasks: " % result.error->description);
+                failed = true;
+            }
+        }
+    }
+    m_fileUnreadable = failed;
+    if (failed && !m_options.cleanUpAfterFailedLoad) {
+        return;
+    }
+    // The kept set is the list as it now stands, even after a failed read.
+    QSet<QUuid> kept;
+    for (const ScheduledTask &task : std::as_const(m_tasks)) {
+        kept.insert(task.id);
+    }
+    m_options.launchdService.removeOrphans(kept);
+    refreshOutdatedScripts();
+    Q_EMIT tasksChanged();
+}
+
+void TaskStore::refreshOutdatedScripts()
+{
+    const QString header = LaunchdService::scriptHeader();
+    for (const ScheduledTask &task : std::as_const(m_tasks)) {
+        if (!task.isEnabled) {
+            continue;
+        }
+        QFile script(m_options.launchdService.scriptPath(task));
+        if (script.open(QIODevice::ReadOnly) && QString::fromUtf8(script.readAll()).contains(header)) {
+            continue;
+        }
+        // Best effort: the next change of the task installs it again anyway.
+        (void)m_options.launchdService.install(task);
+    }
+}
+
+bool TaskStore::keepUnreadableFile()
+{
+    if (!m_fileUnreadable) {
+        return true;
+    }
+    if (!QFileInfo::exists(m_options.tasksFile)) {
+        m_fileUnreadable = false;
+        return true;
+    }
+    const QString aside = asideName(m_options.tasksFile);
+    QFile original(m_options.tasksFile);
+    if (!original.copy(aside)) {
+        setLastError(u"Failed to save tasks: the tasks file that could not be read was not copied to " % aside % u": " %
+                     original.errorString());
+        return false;
+    }
+    m_fileUnreadable = false;
+    setLastWarning(u"The tasks file could not be read. It was kept as " % aside % u" before being replaced.");
+    return true;
+}
+
+bool TaskStore::save()
+{
+    if (!keepUnreadableFile()) {
+        return false;
+    }
+    QDir().mkpath(QFileInfo(m_options.tasksFile).absolutePath());
+    const QByteArray bytes = TaskMigration::encode(m_tasks);
+    QSaveFile file(m_options.tasksFile);
+    const bool written =
+        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser) && file.commit();
+    if (!written) {
+        setLastError(u"Failed to save tasks: " % file.errorString());
+        return false;
+    }
+    Q_EMIT saved();
+    return true;
+}
+
+bool TaskStore::syncWakeSchedule()
+{
+    QList<ScheduledTask> waking;
+    for (const ScheduledTask &task : std::as_const(m_tasks)) {
+        if (task.isEnabled && task.wakeBeforeRun) {
+            waking.append(task);
+        }
+    }
+    // With no wake task left, the machine's existing wake entries stay as they are.
+    if (waking.isEmpty()) {
+        return true;
+    }
+    const PmsetServiceProtocol &pmset = *m_options.pmsetService;
+    // The machine keeps a single repeating wake, so only the first repeating task gets it.
+    for (const ScheduledTask &task : std::as_const(waking)) {
+        if (isRepeatingWakeKind(task.schedule.kind())) {
+            if (const auto error = pmset.scheduleWake(task)) {
+                setLastError(error->description());
+                return false;
+            }
+            break;
+        }
+    }
+    for (const ScheduledTask &task : std::as_const(waking)) {
+        if (task.schedule.kind() == TaskSchedule::Kind::monthly) {
+            if (const auto error = pmset.scheduleWake(task)) {
+                setLastError(error->description());
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+void TaskStore::add(const ScheduledTask &task)
+{
+    m_tasks.append(task);
+    const qsizetype index = m_tasks.size() - 1;
+    if (m_tasks.at(index).isEnabled) {
+        if (m_tasks.at(index).wakeBeforeRun && !syncWakeSchedule()) {
+            m_tasks[index].isEnabled = false;
+        } else {
+            install(m_tasks.at(index));
+        }
+    }
+    save();
+    Q_EMIT tasksChanged();
+}
+
+void TaskStore::update(const ScheduledTask &task)
+{
+    const qsizetype index = indexOf(task.id);
+    if (index < 0) {
+        return;
+    }
+    const ScheduledTask old = m_tasks.at(index);
+    const bool oldEnabled = old.isEnabled;
+    const bool oldWake = old.wakeBeforeRun;
+    const bool newEnabled = task.isEnabled;
+    const bool newWake = task.wakeBeforeRun;
+    const bool scheduleChanged = old.schedule != task.schedule;
+    const bool wakeActive = newWake && newEnabled;
+
+    if (wakeActive && (oldWake != newWake || scheduleChanged)) {
+        m_tasks[index] = task;
+        if (!syncWakeSchedule()) {
+            m_tasks[index].wakeBeforeRun = false;
+            if (oldEnabled) {
+                uninstall(m_tasks.at(index));
+            }
+            if (m_tasks.at(index).isEnabled) {
+                install(m_tasks.at(index));
+            }
+        } else {
+            if (oldEnabled) {
+                uninstall(m_tasks.at(index));
+            }
+            install(m_tasks.at(index));
+        }
+        save();
+        Q_EMIT tasksChanged();
+        return;
+    }
+
+    bool needWake = false;
+    if (!oldWake && !newWake) {
+        needWake = false;
+    } else if (oldWake == newWake) {
+        needWake = scheduleChanged && !wakeActive;
+    } else {
+        needWake = true;
+    }
+    m_tasks[index] = task;
+    if (oldEnabled) {
+        uninstall(task);
+    }
+    if (newEnabled) {
+        install(task);
+        if (needWake && !newWake) {
+            syncWakeSchedule();
+        }
+    }
+    if (!newEnabled && needWake) {
+        syncWakeSchedule();
+    }
+    save();
+    Q_EMIT tasksChanged();
+}
+
+void TaskStore::setEnabled(bool enabled, const QUuid &id)
+{
+    const qsizetype index = indexOf(id);
+    if (index < 0) {
+        return;
+    }
+    if (enabled && m_tasks.at(index).wakeBeforeRun) {
+        m_tasks[index].isEnabled = true;
+        if (!syncWakeSchedule()) {
+            m_tasks[index].isEnabled = false;
+            save();
+            Q_EMIT tasksChanged();
+            return;
+        }
+    }
+    m_tasks[index].isEnabled = enabled;
+    if (!enabled) {
+        uninstall(m_tasks.at(index));
+        if (m_tasks.at(index).wakeBeforeRun) {
+            syncWakeSchedule();
+        }
+    } else {
+        install(m_tasks.at(index));
+    }
+    save();
+    Q_EMIT tasksChanged();
+}
+
+void TaskStore::deleteTask(const ScheduledTask &task)
+{
+    uninstall(task);
+    m_tasks.removeIf([&](const ScheduledTask &t) { return t.id == task.id; });
+    if (task.wakeBeforeRun) {
+        syncWakeSchedule();
+    }
+    save();
+    Q_EMIT tasksChanged();
+}
+
+void TaskStore::deleteTasks(const QSet<QUuid> &ids)
+{
+    bool anyWake = false;
+    for (const ScheduledTask &task : std::as_const(m_tasks)) {
+        if (ids.contains(task.id)) {
+            uninstall(task);
+            anyWake = anyWake || task.wakeBeforeRun;
+        }
+    }
+    m_tasks.removeIf([&](const ScheduledTask &t) { return ids.contains(t.id); });
+    if (anyWake) {
+        syncWakeSchedule();
+    }
+    save();
+    Q_EMIT tasksChanged();
+}
+
+std::optional<ScheduledTask> TaskStore::duplicate(const ScheduledTask &task)
+{
+    if (indexOf(task.id) < 0) {
+        return std::nullopt;
+    }
+    ScheduledTask copy = task;
+    copy.id = QUuid::createUuid();
+    copy.name = task.name % u" (copy)";
+    copy.isEnabled = false;
+    copy.logs.clear();
+    add(copy);
+    return m_tasks.constLast();
+}
+
+QString TaskStore::ImportResult::summary() const
+{
+    QStringList lines;
+    if (added > 0) {
+        lines << QString::number(added) % u" task" % plural(added, u"", u"s") % u" imported.";
+    }
+    if (skipped > 0) {
+        lines << QString::number(skipped) % u" skipped (already present).";
+    }
+    if (lines.isEmpty()) {
+        lines << u"The selected file contained no new tasks."_qs;
+    }
+    return lines.join(u'\n');
+}
+
+TaskStore::ImportResult TaskStore::importTasks(const QByteArray &data)
+{
+    ImportResult result;
+    const TaskMigration::ReadResult read = TaskMigration::read(data);
+    if (!read.ok()) {
+        result.error = read.error->description;
+        return result;
+    }
+    // Taken before the loop: two tasks sharing a new id in one file are both added.
+    QSet<QUuid> present;
+    for (const ScheduledTask &task : std::as_const(m_tasks)) {
+        present.insert(task.id);
+    }
+    bool anyWake = false;
+    for (const ScheduledTask &task : read.tasks) {
+        if (present.contains(task.id)) {
+            ++result.skipped;
+            continue;
+        }
+        m_tasks.append(task);
+        ++result.added;
+        if (task.isEnabled) {
+            (void)m_options.launchdService.install(task);
+        }
+        anyWake = anyWake || task.wakeBeforeRun;
+    }
+    if (result.added > 0) {
+        if (anyWake) {
+            syncWakeSchedule();
+        }
+        save();
+        Q_EMIT tasksChanged();
+    }
+    if (result.skipped > 0) {
+        setLastWarning(u"Skipped " % QString::number(result.skipped) % u" task" % plural(result.skipped, u"", u"s") %
+                       u" with ID" % plural(result.skipped, u"", u"s") % u" already present.");
+    }
+    return result;
+}
+
+QList<TaskRunRecord> TaskStore::runRecords(const ScheduledTask &task) const
+{
+    return RunHistory::readRuns(m_options.launchdService.runsPath(task));
+}
+
+QString TaskStore::readLog(const ScheduledTask &task, LogStream stream, int maxLines) const
+{
+    const LaunchdService &files = m_options.launchdService;
+    return RunHistory::readLogTail(
+        stream == LogStream::standardOutput ? files.stdoutLogPath(task) : files.stderrLogPath(task), maxLines);
+}
