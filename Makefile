@@ -59,5 +59,6 @@ BENCH_REPS ?= 7
 BENCH_ONLY ?=
 bench: deps
 	@cmake -S . -B $(BENCH_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" -DMOXLEY_BUILD_TESTS=OFF -DMOXLEY_WERROR=OFF -DMOXLEY_BENCH=ON >/dev/null
+	@if [ -f $(BENCH_BUILD)/build.ninja ]; then find $(BENCH_BUILD) -path '*_autogen/timestamp' ! -newer $(BENCH_BUILD)/build.ninja -delete; fi
 	cmake --build $(BENCH_BUILD) -j $(JOBS) --target bench-all
 	$(BENCH_BUILD)/bin/moxley-bench --reps $(BENCH_REPS) --readme bench/README.md $(if $(BENCH_ONLY),--only $(BENCH_ONLY))

@@ -1,5 +1,6 @@
 #include "DataGen.h"
 
+#include "launchd/LaunchdService.h"
 #include "model/JsonWriter.h"
 #include "model/TaskMigration.h"
 
@@ -254,6 +255,18 @@ void DataGen::writeTasksFile(const QString &path, const QList<ScheduledTask> &ta
         array[i] = task;
     }
     writeFile(path, JsonWriter::pretty(array));
+}
+
+void DataGen::writeInstalledJobs(const QString &launchAgentsDir, const QString &scriptsDir,
+                                 const QList<ScheduledTask> &tasks)
+{
+    const LaunchdService service(launchAgentsDir, scriptsDir);
+    for (const ScheduledTask &task : tasks) {
+        if (task.isEnabled) {
+            writeFile(service.scriptPath(task), service.scriptText(task).toUtf8());
+            writeFile(service.plistPath(task), service.plistText(task).toUtf8());
+        }
+    }
 }
 
 qint64 DataGen::writeRunHistories(const QString &logDir, const QList<ScheduledTask> &tasks, int perTask,

@@ -52,6 +52,10 @@ QList<ScheduledTask> makeTasks(int count, Random &random, int everyMinuteEvery =
 // a schedule has one time, so that reading it migrates).
 void writeTasksFile(const QString &path, const QList<ScheduledTask> &tasks, int version);
 
+// What installing leaves behind for every enabled task: its wrapper script and property list,
+// in those folders (written directly; launchctl is not run).
+void writeInstalledJobs(const QString &launchAgentsDir, const QString &scriptsDir, const QList<ScheduledTask> &tasks);
+
 // `perTask` runs for each task, at its cadence, ending before `now`, in logDir/<short id>.runs.
 qint64 writeRunHistories(const QString &logDir, const QList<ScheduledTask> &tasks, int perTask,
                          const QDateTime &now, Random &random);

@@ -3,21 +3,24 @@
 #include "DataGen.h"
 
 #include "launchd/LaunchdBrowser.h"
+#include "launchd/LaunchdService.h"
 #include "model/TaskMigration.h"
 #include "runner/TaskRunner.h"
 #include "store/RunHistory.h"
+#include "store/TaskStore.h"
 #include "timeline/DayTimeline.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
-#include <QSaveFile>
 #include <QStringList>
 #include <QTimeZone>
 
 #include <algorithm>
+#include <memory>
 #include <cstdio>
 #include <sys/resource.h>
 
@@ -58,12 +61,33 @@ QString sha1(const QString &text)
     return QString::fromLatin1(QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Sha1).toHex());
 }
 
-int history(const QString &path)
+// A store over the folders under `root` (tasks.json, LaunchAgents, Scripts, Logs), as the app
+// makes one at start-up; no change notice, nothing outside `root`.
+std::unique_ptr<TaskStore> storeAt(const QString &root)
 {
+    TaskStore::Options options;
+    options.tasksFile = root + u"/tasks.json";
+    options.launchdService = LaunchdService(root + u"/LaunchAgents", root + u"/Scripts", root + u"/Logs");
+    options.launchdServiceForViews = options.launchdService;
+    return std::make_unique<TaskStore>(options);
+}
+
+ScheduledTask taskWithId(const QString &id)
+{
+    ScheduledTask task;
+    task.id = QUuid::fromString(id);
+    return task;
+}
+
+// The runs file of task `id` in root/Logs, through the store.
+int history(const QString &root, const QString &id)
+{
+    const auto store = storeAt(root);
+    const ScheduledTask task = taskWithId(id);
     const qint64 base = statusKiB("VmRSS");
     QElapsedTimer timer;
     timer.start();
-    const QList<TaskRunRecord> records = RunHistory::readRuns(path);
+    const QList<TaskRunRecord> records = store->runRecords(task);
     const qint64 elapsed = timer.nsecsElapsed();
     print({{"count", QString::number(records.size())},
            {"op_ms", ms(elapsed)},
@@ -73,12 +97,15 @@ int history(const QString &path)
     return 0;
 }
 
-int logTail(const QString &path, int lines)
+// The standard-output log of task `id` in root/Logs, through the store.
+int logTail(const QString &root, const QString &id, int lines)
 {
+    const auto store = storeAt(root);
+    const ScheduledTask task = taskWithId(id);
     const qint64 base = statusKiB("VmRSS");
     QElapsedTimer timer;
     timer.start();
-    const QString tail = RunHistory::readLogTail(path, lines);
+    const QString tail = store->readLog(task, TaskStore::LogStream::standardOutput, lines);
     const qint64 elapsed = timer.nsecsElapsed();
     print({{"chars", QString::number(tail.size())},
            {"sha1", sha1(tail)},
@@ -116,28 +143,20 @@ int logCheck(const QString &path, int lines)
     return 0;
 }
 
-// Until the store's own load and save are on main: its steps, read + migrate + encode + an
-// atomic write.
-int tasksFile(const QString &in, const QString &out)
+// The store's start-up load (with migration, the stray-job sweep and the script check) and one
+// save, over the installed tasks under `root`.
+int tasksFile(const QString &root)
 {
     QElapsedTimer timer;
     timer.start();
-    QFile file(in);
-    if (!file.open(QIODevice::ReadOnly)) {
+    const auto store = storeAt(root);
+    const bool saved = store->save();
+    const qint64 elapsed = timer.nsecsElapsed();
+    if (store->lastError() || !saved) {
+        std::fprintf(stderr, "%s\n", qPrintable(store->lastError().value_or(u"save failed"_qs)));
         return 1;
     }
-    const TaskMigration::ReadResult result = TaskMigration::read(file.readAll());
-    if (!result.ok()) {
-        std::fprintf(stderr, "%s\n", qPrintable(result.error->description));
-        return 1;
-    }
-    QSaveFile save(out);
-    if (!save.open(QIODevice::WriteOnly) || save.write(TaskMigration::encode(result.tasks)) < 0 || !save.commit()) {
-        return 1;
-    }
-    print({{"count", QString::number(result.tasks.size())},
-           {"version", QString::number(result.version)},
-           {"op_ms", ms(timer.nsecsElapsed())}});
+    print({{"count", QString::number(store->tasks().size())}, {"op_ms", ms(elapsed)}});
     return 0;
 }
 
@@ -189,6 +208,12 @@ int timeline(const QString &tasksPath, const QString &logDir, const QString &now
         return 1;
     }
     const TaskMigration::ReadResult result = TaskMigration::read(file.readAll());
+    // Histories through the store, as the view reads them.
+    TaskStore::Options options;
+    options.tasksFile = QFileInfo(tasksPath).absolutePath() + u"/store/tasks.json";
+    options.launchdService = LaunchdService(QFileInfo(tasksPath).absolutePath() + u"/store/LaunchAgents",
+                                            QFileInfo(tasksPath).absolutePath() + u"/store/Scripts", logDir);
+    const TaskStore store(options);
     const QTimeZone zone(zoneName.toUtf8());
     // The wall-clock time in that zone.
     const QDateTime wall = QDateTime::fromString(nowText, Qt::ISODate);
@@ -196,12 +221,11 @@ int timeline(const QString &tasksPath, const QString &logDir, const QString &now
     if (!result.ok() || !zone.isValid() || !now.isValid()) {
         return 1;
     }
-    const auto runsPath = [&](const ScheduledTask &task) { return QString(logDir + u'/' + task.shortId() + u".runs"); };
     // As the view does it: every history read afresh from its file.
-    const Timeline::RunHistory fromFiles = [&](const ScheduledTask &task) { return RunHistory::readRuns(runsPath(task)); };
+    const Timeline::RunHistory fromFiles = [&](const ScheduledTask &task) { return store.runRecords(task); };
     QHash<QUuid, QList<TaskRunRecord>> held;
     for (const ScheduledTask &task : result.tasks) {
-        held.insert(task.id, RunHistory::readRuns(runsPath(task)));
+        held.insert(task.id, store.runRecords(task));
     }
     const Timeline::RunHistory fromMemory = [&](const ScheduledTask &task) { return held.value(task.id); };
 
@@ -247,17 +271,17 @@ int main(int argc, char **argv)
         args.append(QString::fromLocal8Bit(argv[i]));
     }
     const QString op = args.value(0);
-    if (op == u"history" && args.size() == 2) {
-        return history(args[1]);
+    if (op == u"history" && args.size() == 3) {
+        return history(args[1], args[2]);
     }
-    if (op == u"logtail" && args.size() == 3) {
-        return logTail(args[1], args[2].toInt());
+    if (op == u"logtail" && args.size() == 4) {
+        return logTail(args[1], args[2], args[3].toInt());
     }
     if (op == u"logcheck" && args.size() == 3) {
         return logCheck(args[1], args[2].toInt());
     }
-    if (op == u"tasks" && args.size() == 3) {
-        return tasksFile(args[1], args[2]);
+    if (op == u"tasks" && args.size() == 2) {
+        return tasksFile(args[1]);
     }
     if (op == u"scan" && args.size() >= 2) {
         return scan(args.mid(1));
@@ -278,6 +302,13 @@ int main(int argc, char **argv)
         DataGen::writeTasksFile(args[3], DataGen::makeTasks(args[1].toInt(), random), args[2].toInt());
         return 0;
     }
+    if (op == u"make-store" && args.size() == 3) {
+        DataGen::Random random;
+        const QList<ScheduledTask> tasks = DataGen::makeTasks(args[1].toInt(), random);
+        DataGen::writeTasksFile(args[2] + u"/tasks.json", tasks, 1);
+        DataGen::writeInstalledJobs(args[2] + u"/LaunchAgents", args[2] + u"/Scripts", tasks);
+        return 0;
+    }
     if (op == u"make-timeline" && args.size() == 2) {
         DataGen::writeTimelineData(args[1]);
         return 0;
@@ -286,6 +317,6 @@ int main(int argc, char **argv)
         DataGen::Random random;
         return DataGen::writeLog(args[2], args[1].toLongLong(), random).bytes > 0 ? 0 : 1;
     }
-    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log|make-timeline ...\n");
+    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log|make-timeline|make-store ...\n");
     return 2;
 }
