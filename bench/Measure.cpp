@@ -93,11 +93,12 @@ Measure::Run Measure::run(const Command &command, const QString &scratch)
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
     const QList<QByteArray> measured = readAll(resultPath).trimmed().split(' ');
-    if (measured.size() == 4) {
+    if (measured.size() == 5) {
         result.startNs = measured[0].toLongLong();
         result.wallMs = double(measured[1].toLongLong() - result.startNs) / 1e6;
         result.peakKiB = measured[2].toLongLong(); // kibibytes on Linux
         result.exitStatus = measured[3].toInt();
+        result.cpuMs = double(measured[4].toLongLong()) / 1000;
     }
     if (command.keepOutput) {
         result.out = readAll(QString::fromLocal8Bit(outPath));
@@ -121,6 +122,15 @@ double Measure::Series::medianMs() const
     QList<double> values;
     for (const Run &r : runs) {
         values.append(r.wallMs);
+    }
+    return median(values);
+}
+
+double Measure::Series::medianCpuMs() const
+{
+    QList<double> values;
+    for (const Run &r : runs) {
+        values.append(r.cpuMs);
     }
     return median(values);
 }

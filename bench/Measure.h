@@ -16,6 +16,7 @@ struct Run {
     qint64 startNs = 0; // CLOCK_MONOTONIC just before the fork
     double wallMs = 0;
     qint64 peakKiB = 0;
+    double cpuMs = 0;    // user + system, the program and its children
     int exitStatus = -1; // the exit code, or 128 + signal
     QByteArray out;      // standard output, when asked for
     QByteArray err;
@@ -41,6 +42,7 @@ qint64 monotonicNs();
 struct Series {
     QList<Run> runs;
     double medianMs() const;
+    double medianCpuMs() const;
     qint64 maxPeakKiB() const;
     qint64 medianPeakKiB() const;
 };

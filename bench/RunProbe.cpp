@@ -1,5 +1,6 @@
-// moxley-bench-run RESULT PROGRAM [ARGS...]: runs PROGRAM and writes "start end peak status" to
-// RESULT (CLOCK_MONOTONIC nanoseconds, ru_maxrss in KiB, exit code or 128 + signal).
+// moxley-bench-run RESULT PROGRAM [ARGS...]: runs PROGRAM and writes "start end peak status cpu"
+// to RESULT (CLOCK_MONOTONIC nanoseconds, ru_maxrss in KiB, exit code or 128 + signal, user +
+// system CPU time in microseconds).
 // A child's ru_maxrss includes the memory of the process it was spawned from, so the benchmark
 // driver (tens of MiB) starts every measured program through this small one instead.
 #include <cerrno>
@@ -39,7 +40,9 @@ int main(int argc, char **argv)
     const long long end = monotonicNs();
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     if (FILE *out = std::fopen(argv[1], "w")) {
-        std::fprintf(out, "%lld %lld %ld %d\n", start, end, usage.ru_maxrss, code);
+        const long long cpu = (long long)(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1000000LL +
+                              usage.ru_utime.tv_usec + usage.ru_stime.tv_usec;
+        std::fprintf(out, "%lld %lld %ld %d %lld\n", start, end, usage.ru_maxrss, code, cpu);
         std::fclose(out);
     }
     return code;
