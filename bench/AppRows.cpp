@@ -44,6 +44,7 @@ QList<Row> testRun(const Context &context)
     row.ours = Bench::milliseconds(o);
     row.reference = Bench::milliseconds(r) + u" (> /dev/null)";
     row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
     row.memory = Bench::mebibytes(peak) + u" = " + QString::number(double(peak) * 1024 / double(outputBytes), 'f', 2) +
                  u"x the output";
     row.verdict = o <= 1.5 * r && peak * 1024 <= 3 * outputBytes ? QStringLiteral("met") : QStringLiteral("MISSED");
@@ -141,6 +142,7 @@ QList<Row> startUp(const Context &context)
         return {row};
     }
     row.reference = Bench::milliseconds(reference.medianMs()) + u" (minimal Qt Widgets window)";
+    row.cpu = u"- / " + Bench::milliseconds(reference.medianCpuMs());
     if (!kAppShellOnMain) {
         row.ours = QStringLiteral("not measured: moxley-app on main is a placeholder window; the main window (branch ui) "
                                   "and the app shell are not on main yet");
@@ -192,6 +194,7 @@ QList<Row> cli(const Context &context)
     row.ours = Bench::milliseconds(o);
     row.reference = Bench::milliseconds(r) + u" (cat)";
     row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; cat " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"CLI: moxley list uses " + Bench::milliseconds(pair.ours.medianCpuMs()) +

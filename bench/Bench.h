@@ -25,6 +25,7 @@ struct Row {
     QString ours;      // "12.3 ms", or "not measured: <reason>"
     QString reference; // "4.1 ms (wc -l)"
     QString ratio;
+    QString cpu;       // user + system time of each side, medians: less swayed by the load than wall time
     QString memory;
     QString target;
     QString verdict;   // "met", "MISSED" or "not measured"
@@ -44,5 +45,6 @@ QList<Benchmark> benchmarks();
 QString milliseconds(double ms);
 QString mebibytes(qint64 kib);
 QString ratio(double ours, double reference);
+QString cpu(const Measure::Pair &pair);
 
 } // namespace Bench

@@ -52,11 +52,11 @@ QString escapeCell(QString text)
 
 QString table(const QList<Bench::Row> &rows)
 {
-    QString out = QStringLiteral("| benchmark | ours | reference | ratio | peak memory | target | result |\n"
-                                 "|---|---|---|---|---|---|---|\n");
+    QString out = QStringLiteral("| benchmark | ours | reference | ratio | CPU ours / reference | peak memory | target | result |\n"
+                                 "|---|---|---|---|---|---|---|---|\n");
     for (const Bench::Row &row : rows) {
         out += u"| " + escapeCell(row.name) + u" | " + escapeCell(row.ours) + u" | " + escapeCell(row.reference) + u" | " +
-               escapeCell(row.ratio) + u" | " + escapeCell(row.memory) + u" | " + escapeCell(row.target) + u" | " +
+               escapeCell(row.ratio) + u" | " + escapeCell(row.cpu) + u" | " + escapeCell(row.memory) + u" | " + escapeCell(row.target) + u" | " +
                escapeCell(row.verdict) + u" |\n";
     }
     return out;

@@ -89,6 +89,7 @@ QList<Row> history(const Context &context)
     row.ours = Bench::milliseconds(o);
     row.reference = Bench::milliseconds(r) + u" (wc -l)";
     row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u" (records " +
                  Bench::mebibytes(qint64(medianField(pair.ours, u"result_kib"_qs))) + u", reading " +
                  Bench::mebibytes(qint64(overheadBig)) + u"; at 250,000 lines reading " +
@@ -138,6 +139,7 @@ QList<Row> logTail(const Context &context)
     row.ours = Bench::milliseconds(o);
     row.reference = Bench::milliseconds(r) + u" (wc -l)";
     row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u" (" + Bench::mebibytes(qint64(above)) +
                  u" above baseline); wc " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 2 * r && above < 64 * 1024 ? QStringLiteral("met") : QStringLiteral("MISSED");
@@ -191,6 +193,7 @@ QList<Row> tasksFile(const Context &context)
     row.ours = Bench::milliseconds(o);
     row.reference = Bench::milliseconds(r) + u" (python3 -m json.tool)";
     row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; python " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"tasks file: a version 1 file of " + QString::number(bytes / 1e6, 'f', 1) +
@@ -227,6 +230,7 @@ QList<Row> scan(const Context &context)
     row.ours = Bench::milliseconds(o);
     row.reference = Bench::milliseconds(r) + u" (cat)";
     row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; cat " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 4 * r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"scan: half binary, 1 in 40 broken, 1 in 50 our own; " + fields.value(u"count"_qs) +

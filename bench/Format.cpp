@@ -14,3 +14,8 @@ QString Bench::ratio(double ours, double reference)
 {
     return reference > 0 ? QString::number(ours / reference, 'f', 2) : QStringLiteral("-");
 }
+
+QString Bench::cpu(const Measure::Pair &pair)
+{
+    return milliseconds(pair.ours.medianCpuMs()) + u" / " + milliseconds(pair.reference.medianCpuMs());
+}
