@@ -165,6 +165,12 @@ QList<Row> tasksFile(const Context &context)
     const QString storeFile = dir + u"/store/tasks.json";
     const QString python = QFile::exists(u"/usr/bin/python3"_qs) ? u"/usr/bin/python3"_qs
                                                                  : QStandardPaths::findExecutable(u"python3"_qs);
+    if (python.isEmpty()) {
+        QDir(dir).removeRecursively();
+        row.ours = QStringLiteral("not measured: no python3 for the reference");
+        row.verdict = QStringLiteral("not measured");
+        return {row};
+    }
     const Measure::Pair pair = Measure::alternate(
         context.reps,
         [&] {
