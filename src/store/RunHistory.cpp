@@ -574,12 +574,9 @@ QList<TaskRunRecord> RunHistory::readRuns(const QString &runsPath)
         return {};
     }
     // Lines hold only ASCII when they parse, so they are cut and parsed as bytes; the whole file
-    // must still be UTF-8 for any of them to count. A line that parses takes at least 22 bytes
-    // and its line feed, so the list is reserved once for as many records as the file could hold
-    // and filled in place: memory grows with the records alone (pages never written are never
-    // touched), and no record is copied or moved.
+    // must still be UTF-8 for any of them to count. Records go straight into the list, which
+    // grows in place (they are relocatable): memory grows with the records alone.
     QList<TaskRunRecord> records;
-    records.reserve(qsizetype(file.size() / 23 + 1));
     IdSource ids;
     Utf8Validator utf8;
     DateCache<char> cache;
