@@ -1,14 +1,32 @@
-#include <QApplication>
-#include <QLabel>
-#include <QMainWindow>
+#include "app/MainWindow.h"
+#include "app/MoxleyApp.h"
+#include "app/Screenshot.h"
+#include "ui/Icons.h"
 
+#include <QApplication>
+
+// Developer options: --screenshot FILE saves the main window as a PNG once it has been painted,
+// then quits; --screenshot-menu TITLE opens that menu first.
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Moxley"));
-    QMainWindow window;
-    window.setWindowTitle(QStringLiteral("Moxley"));
-    window.resize(700, 500);
-    window.show();
+    QApplication::setApplicationVersion(QStringLiteral(MOXLEY_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("com.moxley.Moxley"));
+    QApplication::setWindowIcon(Icons::appIcon());
+
+    const QStringList arguments = QApplication::arguments();
+    MoxleyApp::Options options = MoxleyApp::defaultOptions(arguments);
+    options.supportUrl = QUrl(QStringLiteral(MOXLEY_SUPPORT_URL));
+    options.feedUrl = QUrl(QStringLiteral(MOXLEY_APPCAST_URL));
+    MoxleyApp moxley(std::move(options));
+    MainWindow *window = moxley.showMainWindow();
+
+    const qsizetype screenshotAt = arguments.indexOf(u"--screenshot"_qs);
+    if (screenshotAt > 0 && screenshotAt + 1 < arguments.size()) {
+        const qsizetype menuAt = arguments.indexOf(u"--screenshot-menu"_qs);
+        const QString menu = menuAt > 0 ? arguments.value(menuAt + 1) : QString();
+        Screenshot::takeAndQuit(window, arguments.at(screenshotAt + 1), menu);
+    }
     return app.exec();
 }

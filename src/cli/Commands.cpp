@@ -22,5 +22,6 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeImport());
     commands.push_back(makeJobs());
     commands.push_back(makeTimeline());
+    commands.push_back(makeTemplate());
     return commands;
 }

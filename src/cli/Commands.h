@@ -28,5 +28,6 @@ std::unique_ptr<Command> makeWakeCommand();
 std::unique_ptr<Command> makeHistory();
 std::unique_ptr<Command> makeLogs();
 std::unique_ptr<Command> makeTimeline();
+std::unique_ptr<Command> makeTemplate();
 
 } // namespace Commands

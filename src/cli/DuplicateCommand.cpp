@@ -18,11 +18,7 @@ class DuplicateCommand : public Command
 
     int execute(CommandContext &context, const QCommandLineParser &parser) override
     {
-        const auto tasks = context.loadTasks();
-        if (!tasks) {
-            return 1;
-        }
-        const auto found = context.findTask(*tasks, parser.positionalArguments().constFirst());
+        const auto found = context.loadTask(parser.positionalArguments().constFirst());
         if (!found) {
             return 1;
         }

@@ -64,11 +64,7 @@ class EditCommand : public Command
         }
 
         // Found before the store starts, so a mistyped TASK changes nothing at all.
-        const auto tasks = context.loadTasks();
-        if (!tasks) {
-            return 1;
-        }
-        const auto found = context.findTask(*tasks, parser.positionalArguments().constFirst());
+        const auto found = context.loadTask(parser.positionalArguments().constFirst());
         if (!found) {
             return 1;
         }

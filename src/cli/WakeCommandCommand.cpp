@@ -24,11 +24,7 @@ class WakeCommandCommand : public Command
 
     int execute(CommandContext &context, const QCommandLineParser &parser) override
     {
-        const auto tasks = context.loadTasks();
-        if (!tasks) {
-            return 1;
-        }
-        const auto task = context.findTask(*tasks, parser.positionalArguments().constFirst());
+        const auto task = context.loadTask(parser.positionalArguments().constFirst());
         if (!task) {
             return 1;
         }

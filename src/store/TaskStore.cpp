@@ -139,12 +139,14 @@ void TaskStore::load()
 {
     bool failed = false;
     QFile file(m_options.tasksFile);
+    m_fileContents.clear();
     if (file.exists()) {
         if (!file.open(QIODevice::ReadOnly)) {
             setLastError(u"Failed to load tasks: " % file.errorString());
             failed = true;
         } else {
-            const TaskMigration::ReadResult result = TaskMigration::read(file.readAll());
+            m_fileContents = file.readAll();
+            const TaskMigration::ReadResult result = TaskMigration::read(m_fileContents);
             if (result.ok()) {
                 m_tasks = result.tasks;
             } else {
@@ -219,6 +221,7 @@ bool TaskStore::save()
         setLastError(u"Failed to save tasks: " % file.errorString());
         return false;
     }
+    m_fileContents = bytes;
     Q_EMIT saved();
     return true;
 }

@@ -48,6 +48,9 @@ class TaskStore : public QObject
     // The tasks file was there but could not be read at the last load. The next save keeps a copy
     // of it beside it before writing over it.
     bool fileUnreadable() const { return m_fileUnreadable; }
+    // The tasks file's bytes as this store last read or wrote them (empty when there was no file),
+    // so a watcher of the file can tell the store's own saves from changes made behind its back.
+    const QByteArray &fileContents() const { return m_fileContents; }
     void clearLastError();
     void clearLastWarning();
 
@@ -104,6 +107,7 @@ class TaskStore : public QObject
     std::optional<QString> m_lastError;
     std::optional<QString> m_lastWarning;
     bool m_fileUnreadable = false;
+    QByteArray m_fileContents;
     // Declared last: it goes first, so no notice reaches a store being destroyed.
     std::unique_ptr<ChangeNotice::Observation> m_observation;
 };

@@ -47,6 +47,12 @@ bool waitForOutput(TaskRunner &runner, const QString &text, int timeout = kWait)
 
 // A shell that does not exec its last command leaves the command behind when the shell is
 // terminated. As a subreaper this test inherits such orphans and can end them by their ids.
+// Gone, or a zombie: a killed orphan stays a zombie until this test, its subreaper, reaps it.
+bool hasEnded(pid_t pid)
+{
+    return ::waitpid(pid, nullptr, WNOHANG) == pid || ::kill(pid, 0) != 0;
+}
+
 void endOrphanedChildren()
 {
 #ifdef Q_OS_LINUX
@@ -245,9 +251,8 @@ private Q_SLOTS:
         QVERIFY(waitForEnd(runner, 10000));
         QVERIFY(timer.elapsed() < 10000);
         QCOMPARE(runner.exitCode(), std::optional<int>(128 + SIGTERM));
-        // Stop reaches the whole command, not only its shell. When the shell ends first, the child
-        // is handed to this test (a subreaper) and stays a zombie until it is reaped here.
-        QTRY_VERIFY_WITH_TIMEOUT(::waitpid(child, nullptr, WNOHANG) == child || ::kill(child, 0) != 0, 5000);
+        // Stop reaches the whole command, not only its shell.
+        QTRY_VERIFY_WITH_TIMEOUT(hasEnded(child), 5000);
     }
 
     void terminate_interactiveShellStopsTheRestOfTheCommand()

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QMainWindow>
+
+class ContentView;
+class TaskStore;
+
+// The single main window: ContentView inside a titled window of 700 by 500 to start, resizable
+// within the limits the content sets. Its toolbar is the content's, fixed in place, with no
+// customisation menu.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+  public:
+    explicit MainWindow(TaskStore &store, QWidget *parent = nullptr);
+
+    ContentView *contentView() const { return m_content; }
+
+    // No "show/hide toolbar" menu on a right click: the toolbar is not customisable.
+    QMenu *createPopupMenu() override { return nullptr; }
+
+  private:
+    ContentView *m_content;
+};

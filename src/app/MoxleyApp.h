@@ -1,0 +1,76 @@
+#pragma once
+
+#include "app/MainWindow.h"
+#include "store/TaskStore.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+
+class ExportImportCommands;
+class QMenuBar;
+class TasksFileWatcher;
+class UpdaterController;
+
+// The desktop program: one task store and one updater for the whole run, the single main window,
+// the menus and the application's own commands.
+class MoxleyApp : public QObject
+{
+    Q_OBJECT
+
+  public:
+    struct Options {
+        TaskStore::Options store;
+        QUrl feedUrl;        // the appcast
+        QString version;     // this program's version, compared with the feed's
+        QUrl supportUrl;     // "Moxley Support"
+        QString cliToolPath; // the moxley tool "Install CLI Command..." links to
+        // How web addresses open; the default browser when empty.
+        std::function<void(const QUrl &)> urlOpener;
+        // Quiet time before a changed tasks file is looked at; negative: no file watching.
+        int fileWatchDelayMs = 250;
+    };
+    // The program's settings for these process arguments ("--reset-tasks" among them).
+    static Options defaultOptions(const QStringList &arguments);
+
+    explicit MoxleyApp(Options options, QObject *parent = nullptr);
+    ~MoxleyApp() override;
+
+    TaskStore &taskStore() const { return *m_store; }
+    UpdaterController &updaterController() const { return *m_updater; }
+    ExportImportCommands &exportImportCommands() const { return *m_exportImport; }
+    TasksFileWatcher *fileWatcher() const { return m_watcher.get(); }
+    const Options &options() const { return m_options; }
+
+    // The main window while one is open.
+    MainWindow *mainWindow() const { return m_window; }
+    // Opens the main window, or raises the one that is open.
+    MainWindow *showMainWindow();
+
+  public Q_SLOTS:
+    // "New Task": asks the main window for its add sheet; with no window nothing happens.
+    void newTask();
+    void installCliCommand();
+    void openSupportPage();
+    void showAbout();
+    void quit();
+
+  Q_SIGNALS:
+    // The in-process "addNewTask" notice. The main window is its only observer.
+    void addNewTask();
+
+  private:
+    void openUrl(const QUrl &url) const;
+
+    Options m_options;
+    std::unique_ptr<TaskStore> m_store;
+    std::unique_ptr<UpdaterController> m_updater;
+    std::unique_ptr<TasksFileWatcher> m_watcher;
+    std::unique_ptr<ExportImportCommands> m_exportImport;
+    // macOS: one menu bar for the whole program, there even with no window open.
+    std::unique_ptr<QMenuBar> m_globalMenuBar;
+    QPointer<MainWindow> m_window;
+};

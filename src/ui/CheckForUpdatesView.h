@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QAction>
+
+class QMenu;
+class UpdaterController;
+
+// The "Check for Updates…" menu item. It is disabled whenever the updater cannot start a check
+// (one is already under way); the state is read again each time its menu opens, since Sparkle
+// does not tell us when it changes.
+class CheckForUpdatesView : public QAction
+{
+    Q_OBJECT
+
+  public:
+    CheckForUpdatesView(UpdaterController &updaterController, QObject *parent = nullptr);
+
+    // Re-reads the updater's state whenever `menu` is about to show.
+    void followMenu(QMenu *menu);
+    void refresh();
+
+  private:
+    UpdaterController &m_updaterController;
+};

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "launchd/LaunchdJob.h"
+#include "model/ScheduledTask.h"
+#include "ui/SidebarSection.h"
+
+#include <QDialog>
+#include <QList>
+#include <QPointer>
+#include <QSet>
+#include <QWidget>
+
+#include <optional>
+
+class QAction;
+class QMenu;
+class QSplitter;
+class QToolBar;
+class SidebarView;
+class TaskStore;
+
+// The main window's content: the sidebar (timeline, the user's tasks, the system's jobs) and a
+// detail pane for what it has selected, with a toolbar, select mode, bulk export and delete, the
+// delete confirmations and the store's error and notice alerts. The window around it (title,
+// menus) belongs to the application shell, which may move toolBar() into its own window.
+class ContentView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit ContentView(TaskStore &store, QWidget *parent = nullptr);
+    ~ContentView() override;
+
+    TaskStore &store() const { return m_store; }
+    std::optional<SidebarSection> selection() const { return m_selection; }
+    void setSelection(const std::optional<SidebarSection> &selection);
+    bool isSelectMode() const { return m_selectMode; }
+    const QSet<QUuid> &selectedTaskIDs() const { return m_ticked; }
+    const QList<LaunchdJob> &systemJobs() const { return m_systemJobs; }
+    bool showSystemJobs() const { return m_showSystemJobs; }
+    void setShowSystemJobs(bool show);
+    QString searchText() const { return m_searchText; }
+
+    // The tasks and jobs that pass the filter, as the sidebar lists them.
+    QList<ScheduledTask> visibleTasks() const;
+    QList<LaunchdJob> visibleSystemJobs() const;
+
+    SidebarView *sidebar() const { return m_sidebar; }
+    QToolBar *toolBar() const { return m_toolBar; }
+    QWidget *detailWidget() const { return m_detail; }
+    // The context menu of a task row: "Edit...", "Duplicate", "Disable"/"Enable", "Delete".
+    QMenu *createContextMenu(const ScheduledTask &task, QWidget *parent);
+
+public Q_SLOTS:
+    // What the "New Task" command asks for: the add sheet (AddTaskView), opened window-modal.
+    void addNewTask();
+    // The edit sheet (EditTaskView) for the task.
+    void editTask(const ScheduledTask &task);
+    void duplicateTask(const ScheduledTask &task);
+    void toggleEnabled(const ScheduledTask &task);
+    // Asks for confirmation, then deletes.
+    void deleteTask(const ScheduledTask &task);
+    // A task the add sheet created becomes the selection.
+    void taskCreated(const ScheduledTask &task);
+
+    void enterSelectMode();
+    void leaveSelectMode();
+    // "Select All" or "Deselect All", whichever the header button shows.
+    void selectAllOrNone();
+    void toggleTick(const QUuid &id);
+    void exportSelected();
+    void deleteSelected();
+
+    // Reads the job folders again (done once when the view is first shown).
+    void scanSystemJobs();
+
+Q_SIGNALS:
+    void selectionChanged();
+
+protected:
+    void showEvent(QShowEvent *event) override;
+
+private:
+    void setSearchText(const QString &text);
+    void rebuildSidebar();
+    void rebuildDetail();
+    void updateToolBar();
+    void queueAlerts();
+    void showAlerts();
+
+    TaskStore &m_store;
+    std::optional<SidebarSection> m_selection;
+    QList<LaunchdJob> m_systemJobs;
+    QString m_searchText;
+    bool m_showSystemJobs = false;
+    bool m_selectMode = false;
+    QSet<QUuid> m_ticked;
+    bool m_scanned = false;
+    bool m_alertsQueued = false;
+    bool m_alertShowing = false;
+
+    QToolBar *m_toolBar;
+    QAction *m_addAction;
+    QAction *m_exportAction;
+    QAction *m_deleteAction;
+    QAction *m_doneAction;
+    QSplitter *m_splitter;
+    SidebarView *m_sidebar;
+    QWidget *m_detailHost;
+    QWidget *m_detail = nullptr;
+    QPointer<QDialog> m_addSheet;
+    QPointer<QDialog> m_editSheet;
+};

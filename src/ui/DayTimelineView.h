@@ -1,0 +1,54 @@
+#pragma once
+
+#include "launchd/LaunchdJob.h"
+#include "timeline/DayTimeline.h"
+
+#include <QDateTime>
+#include <QList>
+#include <QTimeZone>
+#include <QWidget>
+
+#include <functional>
+
+class QCheckBox;
+class QVBoxLayout;
+class TaskStore;
+
+// Today's timeline in the detail pane: the hour ruler, one lane per placed task and, when switched
+// on, one per system job that fires at a time of day.
+class DayTimelineView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    using Clock = std::function<QDateTime()>;
+
+    DayTimelineView(TaskStore &store, const QList<LaunchdJob> &systemJobs, QWidget *parent = nullptr);
+
+    // "Now" and the calendar's zone; tests fix both.
+    void setClock(Clock clock);
+    void setTimeZone(const QTimeZone &zone);
+    void setSystemJobs(const QList<LaunchdJob> &jobs);
+    void setShowSystemJobs(bool show);
+    bool showSystemJobs() const { return m_showSystemJobs; }
+
+    // The day as last drawn.
+    const Timeline::Day &day() const { return m_day; }
+
+public Q_SLOTS:
+    // Reads the store, the run histories and the clock again and rebuilds the lanes.
+    void reload();
+
+private:
+    TaskStore &m_store;
+    QList<LaunchdJob> m_systemJobs;
+    Clock m_clock;
+    QTimeZone m_zone;
+    bool m_showSystemJobs = false;
+    Timeline::Day m_day;
+
+    QCheckBox *m_toggle = nullptr;
+    QWidget *m_ruler = nullptr;
+    QWidget *m_lanes = nullptr;
+    QVBoxLayout *m_lanesLayout = nullptr;
+};

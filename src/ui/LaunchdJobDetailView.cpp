@@ -1,0 +1,126 @@
+#include "ui/LaunchdJobDetailView.h"
+
+#include "launchd/LaunchdBrowser.h"
+#include "ui/Icons.h"
+#include "ui/PathRow.h"
+#include "ui/ViewStyle.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace {
+
+QWidget *badge(const QString &symbol, const QString &text, const QColor &tint, const QString &name, QWidget *parent)
+{
+    auto *badge = new QWidget(parent);
+    badge->setObjectName(name);
+    auto *layout = new QHBoxLayout(badge);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(4);
+    layout->addWidget(ViewStyle::iconLabel(symbol, tint, 13, badge));
+    QLabel *label = ViewStyle::captionLabel(text, badge);
+    if (tint.isValid()) {
+        ViewStyle::setTextColor(label, tint);
+    }
+    label->setObjectName(name % u"-text");
+    layout->addWidget(label);
+    return badge;
+}
+
+QWidget *section(const QString &symbol, const QString &title, QWidget *content, QWidget *parent)
+{
+    auto *box = new QWidget(parent);
+    auto *layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    if (symbol.isEmpty()) {
+        auto *label = new QLabel(title, box);
+        label->setFont(ViewStyle::headlineFont());
+        layout->addWidget(label);
+    } else {
+        layout->addWidget(ViewStyle::sectionHeader(symbol, title, box));
+    }
+    content->setParent(box);
+    layout->addWidget(content);
+    return box;
+}
+
+} // namespace
+
+LaunchdJobDetailView::LaunchdJobDetailView(const LaunchdJob &job, QWidget *parent) : QScrollArea(parent), m_job(job)
+{
+    setObjectName(QStringLiteral("job-detail"));
+    setWidgetResizable(true);
+    setFrameShape(QFrame::NoFrame);
+
+    auto *page = new QWidget;
+    auto *layout = new QVBoxLayout(page);
+    layout->setContentsMargins(20, 20, 20, 20);
+    layout->setSpacing(18);
+
+    auto *title = new QLabel(job.label, page);
+    title->setObjectName(QStringLiteral("job-detail-title"));
+    title->setTextFormat(Qt::PlainText);
+    title->setFont(ViewStyle::titleFont());
+    title->setWordWrap(true);
+    title->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto *header = new QVBoxLayout;
+    header->setSpacing(8);
+    header->addWidget(title);
+    auto *badges = new QHBoxLayout;
+    badges->setSpacing(14);
+    badges->addWidget(badge(QStringLiteral("folder"), LaunchdJob::sourceTitle(job.source), QColor(),
+                            QStringLiteral("job-badge-source"), page));
+    if (job.disabled) {
+        badges->addWidget(badge(QStringLiteral("xmark.circle"), QStringLiteral("Disabled"), ViewStyle::red(),
+                                QStringLiteral("job-badge-state"), page));
+    } else {
+        badges->addWidget(badge(QStringLiteral("checkmark.circle"), QStringLiteral("Enabled"), ViewStyle::green(),
+                                QStringLiteral("job-badge-state"), page));
+    }
+    if (job.runAtLoad) {
+        badges->addWidget(badge(QStringLiteral("play.circle"), QStringLiteral("Run at Load"), QColor(),
+                                QStringLiteral("job-badge-run-at-load"), page));
+    }
+    if (job.keepAlive) {
+        badges->addWidget(badge(QStringLiteral("arrow.clockwise.circle"), QStringLiteral("Keep Alive"), QColor(),
+                                QStringLiteral("job-badge-keep-alive"), page));
+    }
+    badges->addStretch(1);
+    header->addLayout(badges);
+    layout->addLayout(header);
+
+    QLabel *command = ViewStyle::codeLabel(job.commandLine(), page);
+    command->setObjectName(QStringLiteral("job-detail-command"));
+    layout->addWidget(section(QStringLiteral("terminal"), QStringLiteral("Command"), command, page));
+
+    auto *schedule = new QLabel(job.scheduleSummary(), page);
+    schedule->setObjectName(QStringLiteral("job-detail-schedule"));
+    schedule->setTextFormat(Qt::PlainText);
+    layout->addWidget(section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), schedule, page));
+
+    auto *paths = new QWidget(page);
+    auto *pathsLayout = new QVBoxLayout(paths);
+    pathsLayout->setContentsMargins(0, 0, 0, 0);
+    pathsLayout->setSpacing(4);
+    // A missing path keeps its row, empty, so the three always line up the same way.
+    auto *stdoutRow = new PathRow(QStringLiteral("Stdout"), job.standardOutPath.value_or(QString()), paths);
+    stdoutRow->setObjectName(QStringLiteral("job-path-stdout"));
+    auto *stderrRow = new PathRow(QStringLiteral("Stderr"), job.standardErrorPath.value_or(QString()), paths);
+    stderrRow->setObjectName(QStringLiteral("job-path-stderr"));
+    auto *plistRow = new PathRow(QStringLiteral("Plist"), job.url, paths);
+    plistRow->setObjectName(QStringLiteral("job-path-plist"));
+    pathsLayout->addWidget(stdoutRow);
+    pathsLayout->addWidget(stderrRow);
+    pathsLayout->addWidget(plistRow);
+    layout->addWidget(section(QString(), QStringLiteral("Paths"), paths, page));
+
+    const std::optional<QString> xml = LaunchdBrowser::rawXml(job.raw);
+    QLabel *raw = ViewStyle::codeLabel(xml.value_or(QStringLiteral("(unable to display)")), page);
+    raw->setObjectName(QStringLiteral("job-detail-raw"));
+    layout->addWidget(section(QStringLiteral("doc.text"), QStringLiteral("Raw Plist"), raw, page));
+
+    layout->addStretch(1);
+    setWidget(page);
+}

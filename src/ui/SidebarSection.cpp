@@ -1,0 +1,17 @@
+#include "ui/SidebarSection.h"
+
+bool SidebarFilter::contains(const QString &haystack, const QString &needle)
+{
+    // Unicode case folding ("É" finds "é"); no locale tailoring beyond that.
+    return haystack.contains(needle, Qt::CaseInsensitive);
+}
+
+bool SidebarFilter::taskPasses(const ScheduledTask &task, const QString &searchText)
+{
+    return searchText.isEmpty() || contains(task.name, searchText) || contains(task.command, searchText);
+}
+
+bool SidebarFilter::jobPasses(const LaunchdJob &job, const QString &searchText)
+{
+    return searchText.isEmpty() || contains(job.label, searchText) || contains(job.commandLine(), searchText);
+}

@@ -1,0 +1,271 @@
+#include "ui/SidebarView.h"
+
+#include "ui/Icons.h"
+#include "ui/LaunchdJobRow.h"
+#include "ui/TaskRowView.h"
+#include "ui/ViewStyle.h"
+
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSignalBlocker>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+
+constexpr int kKindRole = Qt::UserRole;
+constexpr int kIdRole = Qt::UserRole + 1;
+constexpr int kHeaderKind = -1;
+
+std::optional<SidebarSection> sectionOf(const QListWidgetItem *item)
+{
+    if (!item) {
+        return std::nullopt;
+    }
+    const int kind = item->data(kKindRole).toInt();
+    switch (kind) {
+    case int(SidebarSection::Kind::task):
+        return SidebarSection::task(QUuid::fromString(item->data(kIdRole).toString()));
+    case int(SidebarSection::Kind::systemJob):
+        return SidebarSection::systemJob(item->data(kIdRole).toString());
+    case int(SidebarSection::Kind::timeline):
+        return SidebarSection::timeline();
+    default:
+        return std::nullopt;
+    }
+}
+
+QLabel *headerLabel(const QString &text, QWidget *parent)
+{
+    QLabel *label = ViewStyle::captionLabel(text, parent);
+    QFont font = label->font();
+    font.setWeight(QFont::DemiBold);
+    label->setFont(font);
+    return label;
+}
+
+} // namespace
+
+SidebarView::SidebarView(QWidget *parent) : QWidget(parent)
+{
+    setObjectName(QStringLiteral("sidebar"));
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(8, 8, 8, 8);
+    layout->setSpacing(8);
+
+    m_filter = new QLineEdit(this);
+    ViewStyle::setIdentifier(m_filter, QStringLiteral("sidebar-filter"));
+    m_filter->setPlaceholderText(QStringLiteral("Filter..."));
+    m_filter->setClearButtonEnabled(true);
+    connect(m_filter, &QLineEdit::textChanged, this, &SidebarView::searchTextChanged);
+    layout->addWidget(m_filter);
+
+    m_list = new QListWidget(this);
+    ViewStyle::setIdentifier(m_list, QStringLiteral("sidebar-list"));
+    m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_list->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_list->setFrameShape(QFrame::NoFrame);
+    m_list->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    m_list->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    QPalette palette = m_list->palette();
+    palette.setColor(QPalette::Base, Qt::transparent);
+    m_list->setPalette(palette);
+    connect(m_list, &QListWidget::itemClicked, this, &SidebarView::onItemClicked);
+    connect(m_list, &QListWidget::itemSelectionChanged, this, &SidebarView::onSelectionChanged);
+    connect(m_list, &QListWidget::customContextMenuRequested, this, [this](const QPoint &pos) {
+        const std::optional<SidebarSection> section = sectionOf(m_list->itemAt(pos));
+        if (section && section->kind == SidebarSection::Kind::task && !m_state.selectMode) {
+            Q_EMIT taskContextMenuRequested(section->taskId, m_list->viewport()->mapToGlobal(pos));
+        }
+    });
+    layout->addWidget(m_list, 1);
+
+    m_add = new QPushButton(Icons::symbol(QStringLiteral("plus.circle.fill"), ViewStyle::accent()),
+                            QStringLiteral("Add Task"), this);
+    ViewStyle::setIdentifier(m_add, QStringLiteral("sidebar-add-task"));
+    connect(m_add, &QPushButton::clicked, this, &SidebarView::addClicked);
+    layout->addWidget(m_add);
+}
+
+QListWidgetItem *SidebarView::addRow(QWidget *widget, Qt::ItemFlags flags, const std::optional<SidebarSection> &section)
+{
+    auto *item = new QListWidgetItem(m_list);
+    item->setFlags(flags);
+    item->setData(kKindRole, section ? int(section->kind) : kHeaderKind);
+    if (section) {
+        item->setData(kIdRole, section->kind == SidebarSection::Kind::task ? section->taskId.toString() : section->jobId);
+    }
+    item->setSizeHint(widget->sizeHint());
+    m_list->setItemWidget(item, widget);
+    return item;
+}
+
+void SidebarView::addSectionGap()
+{
+    auto *gap = new QListWidgetItem(m_list);
+    gap->setFlags(Qt::NoItemFlags);
+    gap->setData(kKindRole, kHeaderKind);
+    gap->setSizeHint(QSize(1, 8));
+}
+
+QWidget *SidebarView::tasksHeader()
+{
+    auto *header = new QWidget;
+    auto *layout = new QHBoxLayout(header);
+    layout->setContentsMargins(6, 2, 4, 2);
+    layout->addWidget(headerLabel(QStringLiteral("My Tasks"), header));
+    layout->addStretch(1);
+    m_selectButton = new QPushButton(header);
+    ViewStyle::setIdentifier(m_selectButton, QStringLiteral("sidebar-select-button"));
+    m_selectButton->setFlat(true);
+    m_selectButton->setFont(ViewStyle::captionFont());
+    m_selectButton->setCursor(Qt::PointingHandCursor);
+    m_selectButton->setStyleSheet(QStringLiteral("QPushButton { border: none; padding: 1px 4px; }"));
+    connect(m_selectButton, &QPushButton::clicked, this, &SidebarView::selectButtonClicked);
+    layout->addWidget(m_selectButton);
+    updateSelectButton();
+    return header;
+}
+
+QWidget *SidebarView::systemJobsHeader()
+{
+    auto *header = new QWidget;
+    auto *layout = new QHBoxLayout(header);
+    layout->setContentsMargins(2, 2, 4, 2);
+    layout->setSpacing(4);
+    m_disclosure = new QToolButton(header);
+    ViewStyle::setIdentifier(m_disclosure, QStringLiteral("sidebar-system-jobs-toggle"));
+    m_disclosure->setAutoRaise(true);
+    m_disclosure->setArrowType(m_state.showSystemJobs ? Qt::DownArrow : Qt::RightArrow);
+    m_disclosure->setIconSize(QSize(8, 8));
+    m_disclosure->setFixedSize(16, 16);
+    connect(m_disclosure, &QToolButton::clicked, this, &SidebarView::systemJobsToggled);
+    layout->addWidget(m_disclosure);
+    layout->addWidget(ViewStyle::iconLabel(QStringLiteral("gearshape.2"), ViewStyle::secondaryText(), 13, header));
+    layout->addWidget(headerLabel(QStringLiteral("System Jobs"), header));
+    m_jobCount = ViewStyle::captionLabel(QString::number(m_state.totalJobs), header);
+    m_jobCount->setObjectName(QStringLiteral("sidebar-system-jobs-count"));
+    m_jobCount->setFont(ViewStyle::caption2Font());
+    layout->addWidget(m_jobCount);
+    layout->addStretch(1);
+    return header;
+}
+
+void SidebarView::setState(const State &state)
+{
+    m_state = state;
+    m_rebuilding = true;
+    const int scrolled = m_list->verticalScrollBar() ? m_list->verticalScrollBar()->value() : 0;
+    {
+        const QSignalBlocker blocker(m_list);
+        m_list->clear(); // the old row widgets go later, once control is back in the event loop
+        m_selectButton = nullptr;
+        m_disclosure = nullptr;
+        m_jobCount = nullptr;
+
+        auto *timeline = new QWidget;
+        auto *timelineLayout = new QHBoxLayout(timeline);
+        timelineLayout->setContentsMargins(6, 5, 6, 5);
+        timelineLayout->setSpacing(8);
+        timelineLayout->addWidget(ViewStyle::iconLabel(QStringLiteral("clock.badge.checkmark"), QColor(), 16, timeline));
+        auto *timelineLabel = new QLabel(QStringLiteral("Timeline"), timeline);
+        timelineLabel->setObjectName(QStringLiteral("sidebar-timeline"));
+        timelineLayout->addWidget(timelineLabel, 1);
+        addRow(timeline, Qt::ItemIsEnabled | Qt::ItemIsSelectable, SidebarSection::timeline());
+        addSectionGap();
+
+        addRow(tasksHeader(), Qt::ItemIsEnabled, std::nullopt);
+        const Qt::ItemFlags taskFlags = state.selectMode ? Qt::ItemIsEnabled : (Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+        for (const ScheduledTask &task : state.tasks) {
+            auto *row = new TaskRowView(task);
+            if (state.selectMode) {
+                row->setTick(state.ticked.contains(task.id));
+            }
+            addRow(row, taskFlags, SidebarSection::task(task.id));
+        }
+        addSectionGap();
+
+        m_jobsHeaderItem = addRow(systemJobsHeader(), Qt::ItemIsEnabled, std::nullopt);
+        if (state.showSystemJobs) {
+            for (const LaunchdJob &job : state.jobs) {
+                addRow(new LaunchdJobRow(job), Qt::ItemIsEnabled | Qt::ItemIsSelectable, SidebarSection::systemJob(job.id));
+            }
+        }
+
+        if (state.selection) {
+            if (QListWidgetItem *selected = item(*state.selection); selected && (selected->flags() & Qt::ItemIsSelectable)) {
+                selected->setSelected(true);
+                m_list->setCurrentItem(selected, QItemSelectionModel::NoUpdate);
+            }
+        }
+    }
+    m_list->verticalScrollBar()->setValue(scrolled);
+    m_add->setText(state.totalTasks == 0 ? QStringLiteral("Add your first task") : QStringLiteral("Add Task"));
+    m_rebuilding = false;
+}
+
+void SidebarView::setTicked(const QSet<QUuid> &ticked)
+{
+    m_state.ticked = ticked;
+    for (int i = 0; i < m_list->count(); ++i) {
+        if (auto *row = qobject_cast<TaskRowView *>(m_list->itemWidget(m_list->item(i)))) {
+            row->setTick(m_state.selectMode ? std::optional<bool>(ticked.contains(row->task().id)) : std::nullopt);
+        }
+    }
+    updateSelectButton();
+}
+
+void SidebarView::updateSelectButton()
+{
+    if (!m_selectButton) {
+        return;
+    }
+    QString text = QStringLiteral("Select");
+    if (m_state.selectMode) {
+        text = m_state.ticked.size() != m_state.tasks.size() ? QStringLiteral("Select All") : QStringLiteral("Deselect All");
+    }
+    m_selectButton->setText(text);
+    ViewStyle::setTextColor(m_selectButton, ViewStyle::accent());
+}
+
+QListWidgetItem *SidebarView::item(const SidebarSection &section) const
+{
+    for (int i = 0; i < m_list->count(); ++i) {
+        QListWidgetItem *candidate = m_list->item(i);
+        if (sectionOf(candidate) == section) {
+            return candidate;
+        }
+    }
+    return nullptr;
+}
+
+QWidget *SidebarView::rowWidget(const SidebarSection &section) const
+{
+    QListWidgetItem *found = item(section);
+    return found ? m_list->itemWidget(found) : nullptr;
+}
+
+void SidebarView::onItemClicked(QListWidgetItem *clicked)
+{
+    if (clicked == m_jobsHeaderItem) {
+        Q_EMIT systemJobsToggled();
+        return;
+    }
+    const std::optional<SidebarSection> section = sectionOf(clicked);
+    if (m_state.selectMode && section && section->kind == SidebarSection::Kind::task) {
+        Q_EMIT tickToggled(section->taskId);
+    }
+}
+
+void SidebarView::onSelectionChanged()
+{
+    if (m_rebuilding) {
+        return;
+    }
+    const QList<QListWidgetItem *> selected = m_list->selectedItems();
+    Q_EMIT selectionChanged(selected.isEmpty() ? std::nullopt : sectionOf(selected.first()));
+}

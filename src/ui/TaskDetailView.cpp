@@ -1,0 +1,444 @@
+#include "ui/TaskDetailView.h"
+
+#include "launchd/PmsetService.h"
+#include "ui/FullLogView.h"
+#include "ui/Icons.h"
+#include "ui/TestRunView.h"
+#include "ui/ToggleSwitch.h"
+#include "ui/ViewStyle.h"
+
+#include <QButtonGroup>
+#include <QClipboard>
+#include <QFile>
+#include <QFileInfo>
+#include <QGridLayout>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLocale>
+#include <QPointer>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QStringDecoder>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace {
+
+std::optional<QString> readText(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QString text = decoder(file.readAll());
+    if (decoder.hasError()) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+QString streamName(TaskStore::LogStream stream)
+{
+    return stream == TaskStore::LogStream::standardOutput ? QStringLiteral("stdout") : QStringLiteral("stderr");
+}
+
+QWidget *section(const QString &symbol, const QString &title, QWidget *parent, QVBoxLayout **body,
+                 QWidget *trailing = nullptr)
+{
+    auto *box = new QWidget(parent);
+    auto *layout = new QVBoxLayout(box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(8);
+    QWidget *header = ViewStyle::sectionHeader(symbol, title, box);
+    if (trailing) {
+        trailing->setParent(header);
+        static_cast<QHBoxLayout *>(header->layout())->addWidget(trailing);
+    }
+    layout->addWidget(header);
+    *body = layout;
+    return box;
+}
+
+QLabel *plainLabel(const QString &text, const QString &name, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setObjectName(name);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    return label;
+}
+
+QLabel *missingLabel(const QString &text, const QString &name, QWidget *parent)
+{
+    QLabel *label = plainLabel(text, name, parent);
+    ViewStyle::setTextColor(label, ViewStyle::secondaryText());
+    return label;
+}
+
+QPushButton *actionButton(const QString &symbol, const QString &text, const QString &name, QWidget *parent)
+{
+    auto *button = new QPushButton(Icons::symbol(symbol), text, parent);
+    ViewStyle::setIdentifier(button, name);
+    return button;
+}
+
+} // namespace
+
+TaskDetailView::TaskDetailView(TaskStore &store, const ScheduledTask &task, QWidget *parent)
+    : QScrollArea(parent), m_store(store), m_task(task)
+{
+    setObjectName(QStringLiteral("task-detail"));
+    setWidgetResizable(true);
+    setFrameShape(QFrame::NoFrame);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    rebuild();
+}
+
+void TaskDetailView::setTask(const ScheduledTask &task)
+{
+    m_task = task;
+    rebuild();
+}
+
+void TaskDetailView::setSelectedLogTab(TaskStore::LogStream stream)
+{
+    if (stream != m_selectedLogTab) {
+        m_selectedLogTab = stream;
+        rebuild();
+    }
+}
+
+void TaskDetailView::refresh() { rebuild(); }
+
+void TaskDetailView::rebuild()
+{
+    const int scrolled = verticalScrollBar()->value();
+    // The old page may be the sender of the signal that got us here (the switch, a button):
+    // it goes once control is back in the event loop.
+    if (QWidget *old = takeWidget()) {
+        old->hide();
+        old->deleteLater();
+    }
+    m_copyButton = nullptr;
+
+    auto *page = new QWidget;
+    page->setObjectName(QStringLiteral("task-detail-page"));
+    auto *layout = new QVBoxLayout(page);
+    layout->setContentsMargins(24, 20, 24, 24);
+    layout->setSpacing(22);
+    layout->addWidget(buildHeader(page));
+    layout->addWidget(buildActions(page));
+    layout->addWidget(buildCommand(page));
+    layout->addWidget(buildEnvironment(page));
+    layout->addWidget(buildSchedule(page));
+    layout->addWidget(buildHistory(page));
+    layout->addWidget(buildOutput(page));
+    const LaunchdService &service = m_store.launchdServiceForViews();
+    layout->addWidget(buildFile(page, QStringLiteral("doc.text.fill"), QStringLiteral("Generated Script"),
+                                service.scriptPath(m_task), QStringLiteral("Script not installed."),
+                                QStringLiteral("detail-script")));
+    layout->addWidget(buildFile(page, QStringLiteral("doc.text"), QStringLiteral("Raw Plist"),
+                                service.plistPath(m_task), QStringLiteral("Plist not installed."),
+                                QStringLiteral("detail-plist")));
+    layout->addStretch(1);
+    setWidget(page);
+    updateCopyButton();
+    QTimer::singleShot(0, this, [bar = QPointer<QScrollBar>(verticalScrollBar()), scrolled] {
+        if (bar) {
+            bar->setValue(scrolled);
+        }
+    });
+}
+
+QWidget *TaskDetailView::buildHeader(QWidget *page)
+{
+    auto *header = new QWidget(page);
+    auto *layout = new QHBoxLayout(header);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto *texts = new QVBoxLayout;
+    texts->setSpacing(2);
+    QLabel *name = plainLabel(m_task.name, QStringLiteral("detail-name"), header);
+    name->setFont(ViewStyle::titleFont());
+    name->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    texts->addWidget(name);
+    QLabel *status = plainLabel(m_task.isEnabled ? QStringLiteral("Active") : QStringLiteral("Disabled"),
+                                QStringLiteral("detail-status"), header);
+    ViewStyle::setTextColor(status, m_task.isEnabled ? ViewStyle::green() : ViewStyle::secondaryText());
+    texts->addWidget(status);
+    layout->addLayout(texts, 1);
+
+    auto *toggle = new ToggleSwitch(QStringLiteral("Enabled"), header);
+    ViewStyle::setIdentifier(toggle, QStringLiteral("detail-enabled-toggle"));
+    toggle->setChecked(m_task.isEnabled);
+    const QUuid id = m_task.id;
+    connect(toggle, &ToggleSwitch::toggled, this, [this, id](bool enabled) { m_store.setEnabled(enabled, id); });
+    layout->addWidget(toggle, 0, Qt::AlignTop);
+    return header;
+}
+
+QWidget *TaskDetailView::buildActions(QWidget *page)
+{
+    auto *row = new QWidget(page);
+    auto *layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(8);
+    QPushButton *testRun = actionButton(QStringLiteral("play.fill"), QStringLiteral("Test Run"),
+                                        QStringLiteral("detail-test-run"), row);
+    connect(testRun, &QPushButton::clicked, this, &TaskDetailView::openTestRun);
+    QPushButton *edit = actionButton(QStringLiteral("pencil"), QStringLiteral("Edit"), QStringLiteral("detail-edit"), row);
+    connect(edit, &QPushButton::clicked, this, &TaskDetailView::editRequested);
+    QPushButton *duplicate = actionButton(QStringLiteral("doc.on.doc"), QStringLiteral("Duplicate"),
+                                          QStringLiteral("detail-duplicate"), row);
+    connect(duplicate, &QPushButton::clicked, this, &TaskDetailView::duplicateRequested);
+    QPushButton *remove = actionButton(QStringLiteral("trash"), QStringLiteral("Delete"), QStringLiteral("detail-delete"), row);
+    connect(remove, &QPushButton::clicked, this, &TaskDetailView::deleteRequested);
+    for (QPushButton *button : {testRun, edit, duplicate, remove}) {
+        layout->addWidget(button);
+    }
+    layout->addStretch(1);
+    return row;
+}
+
+QWidget *TaskDetailView::buildCommand(QWidget *page)
+{
+    m_copyButton = new QToolButton;
+    ViewStyle::setIdentifier(m_copyButton, QStringLiteral("detail-copy-command"));
+    m_copyButton->setAutoRaise(true);
+    m_copyButton->setToolTip(QStringLiteral("Copy"));
+    connect(m_copyButton, &QToolButton::clicked, this, &TaskDetailView::copyCommand);
+    QVBoxLayout *body = nullptr;
+    QWidget *box = section(QStringLiteral("terminal"), QStringLiteral("Command"), page, &body, m_copyButton);
+    QLabel *command = ViewStyle::codeLabel(m_task.command, box);
+    command->setObjectName(QStringLiteral("detail-command"));
+    body->addWidget(ViewStyle::codeBlock(command, box));
+    return box;
+}
+
+void TaskDetailView::copyCommand()
+{
+    QGuiApplication::clipboard()->setText(m_task.command);
+    m_showCopied = true;
+    updateCopyButton();
+    const int generation = ++m_copyGeneration;
+    QTimer::singleShot(kCopiedMilliseconds, this, [this, generation] {
+        if (generation == m_copyGeneration) {
+            m_showCopied = false;
+            updateCopyButton();
+        }
+    });
+}
+
+void TaskDetailView::updateCopyButton()
+{
+    if (!m_copyButton) {
+        return;
+    }
+    if (m_showCopied) {
+        m_copyButton->setIcon(Icons::symbol(QStringLiteral("checkmark"), ViewStyle::green()));
+        m_copyButton->setText(QStringLiteral("Copied"));
+        m_copyButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    } else {
+        m_copyButton->setIcon(Icons::symbol(QStringLiteral("doc.on.doc")));
+        m_copyButton->setText(QString());
+        m_copyButton->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    }
+}
+
+QString TaskDetailView::detectShell(const std::optional<QString> &scriptText)
+{
+    if (!scriptText) {
+        return QStringLiteral("Unknown (script not found)");
+    }
+    const QString firstLine = scriptText->section(u'\n', 0, 0);
+    if (scriptText->isEmpty() || !firstLine.startsWith(u"#!")) {
+        return QStringLiteral("Unknown");
+    }
+    const QString interpreter = firstLine.mid(2);
+    QString name = interpreter.section(u'/', -1);
+    if (scriptText->contains(u"source ~/.zprofile") || scriptText->contains(u"source ~/.zshrc")) {
+        name += u" (with shell profile)";
+    }
+    return name;
+}
+
+QWidget *TaskDetailView::buildEnvironment(QWidget *page)
+{
+    QVBoxLayout *body = nullptr;
+    QWidget *box = section(QStringLiteral("folder.badge.gearshape"), QStringLiteral("Environment"), page, &body);
+    auto *grid = new QGridLayout;
+    grid->setHorizontalSpacing(10);
+    grid->setVerticalSpacing(6);
+    grid->setColumnStretch(1, 1);
+    auto addRow = [&](const QString &label, const QString &value, const QString &name, bool monospaced) {
+        QLabel *key = plainLabel(label, name % u"-label", box);
+        ViewStyle::setTextColor(key, ViewStyle::secondaryText());
+        key->setWordWrap(false);
+        QLabel *text = monospaced ? ViewStyle::codeLabel(value, box) : plainLabel(value, name, box);
+        text->setObjectName(name);
+        text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        const int row = grid->rowCount();
+        grid->addWidget(key, row, 0, Qt::AlignLeft | Qt::AlignTop);
+        grid->addWidget(text, row, 1);
+    };
+    if (m_task.workingDirectory) {
+        addRow(QStringLiteral("Directory:"), *m_task.workingDirectory, QStringLiteral("detail-directory"), true);
+    }
+    if (m_task.envFilePath) {
+        addRow(QStringLiteral(".env:"), *m_task.envFilePath, QStringLiteral("detail-env-file"), true);
+    }
+    const std::optional<QString> script = readText(m_store.launchdServiceForViews().scriptPath(m_task));
+    addRow(QStringLiteral("Shell:"), detectShell(script), QStringLiteral("detail-shell"), false);
+    body->addLayout(grid);
+    return box;
+}
+
+QWidget *TaskDetailView::buildSchedule(QWidget *page)
+{
+    QVBoxLayout *body = nullptr;
+    QWidget *box = section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), page, &body);
+    body->addWidget(plainLabel(m_task.schedule.description(), QStringLiteral("detail-schedule"), box));
+    if (m_task.wakeBeforeRun) {
+        const bool active = m_store.pmsetService().isWakeActive(m_task);
+        auto *row = new QHBoxLayout;
+        row->setSpacing(6);
+        const QColor tint = active ? QColor() : ViewStyle::orange();
+        row->addWidget(ViewStyle::iconLabel(active ? QStringLiteral("power") : QStringLiteral("exclamationmark.triangle"),
+                                            tint, 14, box));
+        QLabel *text = plainLabel(active ? QStringLiteral("Wakes Mac 5 min before")
+                                         : QStringLiteral("Wake requested but not active in system"),
+                                  QStringLiteral("detail-wake-status"), box);
+        text->setFont(ViewStyle::captionFont());
+        ViewStyle::setTextColor(text, active ? ViewStyle::secondaryText() : ViewStyle::orange());
+        row->addWidget(text, 1);
+        body->addLayout(row);
+    }
+    return box;
+}
+
+QWidget *TaskDetailView::buildHistory(QWidget *page)
+{
+    auto *refreshButton = new QToolButton;
+    ViewStyle::setIdentifier(refreshButton, QStringLiteral("detail-refresh-history"));
+    refreshButton->setIcon(Icons::symbol(QStringLiteral("arrow.clockwise")));
+    refreshButton->setAutoRaise(true);
+    refreshButton->setToolTip(QStringLiteral("Refresh"));
+    connect(refreshButton, &QToolButton::clicked, this, &TaskDetailView::refresh);
+    QVBoxLayout *body = nullptr;
+    QWidget *box =
+        section(QStringLiteral("list.bullet.rectangle"), QStringLiteral("Execution History"), page, &body, refreshButton);
+
+    const QList<TaskRunRecord> runs = m_store.runRecords(m_task);
+    if (runs.isEmpty()) {
+        body->addWidget(missingLabel(QStringLiteral("No runs recorded yet."), QStringLiteral("detail-no-runs"), box));
+        return box;
+    }
+    const QLocale locale;
+    for (qsizetype i = std::max<qsizetype>(0, runs.size() - kShownRuns); i < runs.size(); ++i) {
+        const TaskRunRecord &run = runs.at(i);
+        auto *row = new QWidget(box);
+        row->setObjectName(QStringLiteral("detail-run-row"));
+        auto *layout = new QHBoxLayout(row);
+        layout->setContentsMargins(0, 0, 0, 0);
+        layout->setSpacing(8);
+        const bool ok = run.exitCode == 0;
+        QLabel *icon = ViewStyle::iconLabel(ok ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"),
+                                            ok ? ViewStyle::green() : ViewStyle::red(), 14, row);
+        icon->setObjectName(QStringLiteral("detail-run-icon"));
+        icon->setAccessibleName(ok ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"));
+        layout->addWidget(icon);
+        const QDateTime started = run.startedAt.toLocalTime();
+        QLabel *date = plainLabel(locale.toString(started.date(), QLocale::ShortFormat) % u' ' %
+                                      locale.toString(started.time(), QLocale::ShortFormat),
+                                  QStringLiteral("detail-run-date"), row);
+        date->setWordWrap(false);
+        layout->addWidget(date);
+        layout->addStretch(1);
+        QLabel *exit = ViewStyle::captionLabel(u"Exit: " % QString::number(run.exitCode), row);
+        exit->setObjectName(QStringLiteral("detail-run-exit"));
+        layout->addWidget(exit);
+        body->addWidget(row);
+    }
+    if (runs.size() > kShownRuns) {
+        body->addWidget(missingLabel(QString::number(runs.size() - kShownRuns) % u" more runs not shown",
+                                     QStringLiteral("detail-more-runs"), box));
+    }
+    return box;
+}
+
+QWidget *TaskDetailView::buildOutput(QWidget *page)
+{
+    QVBoxLayout *body = nullptr;
+    QWidget *box = section(QStringLiteral("doc.text"), QStringLiteral("Output"), page, &body);
+
+    auto *tabs = new QHBoxLayout;
+    tabs->setSpacing(0);
+    auto *group = new QButtonGroup(box);
+    for (const TaskStore::LogStream stream : {TaskStore::LogStream::standardOutput, TaskStore::LogStream::standardError}) {
+        auto *button = new QPushButton(streamName(stream), box);
+        ViewStyle::setIdentifier(button, u"detail-log-" % streamName(stream));
+        button->setCheckable(true);
+        button->setChecked(stream == m_selectedLogTab);
+        button->setMinimumWidth(72);
+        group->addButton(button);
+        connect(button, &QPushButton::clicked, this, [this, stream] { setSelectedLogTab(stream); });
+        tabs->addWidget(button);
+    }
+    tabs->addStretch(1);
+    body->addLayout(tabs);
+
+    const QString log = m_store.readLog(m_task, m_selectedLogTab, kLogLines);
+    if (log.isEmpty()) {
+        body->addWidget(missingLabel(u"No " % streamName(m_selectedLogTab) % u" output.", QStringLiteral("detail-log-text"), box));
+        return box;
+    }
+    const QStringList lines = log.split(u'\n');
+    QLabel *text = ViewStyle::codeLabel(lines.mid(std::max<qsizetype>(0, lines.size() - kShownLogLines)).join(u'\n'), box);
+    text->setObjectName(QStringLiteral("detail-log-text"));
+    body->addWidget(ViewStyle::codeBlock(text, box));
+    if (lines.size() > kShownLogLines) {
+        auto *full = new QPushButton(u"Show full log (" % QString::number(lines.size()) % u" lines)", box);
+        ViewStyle::setIdentifier(full, QStringLiteral("detail-show-full-log"));
+        full->setFlat(true);
+        ViewStyle::setTextColor(full, ViewStyle::accent());
+        full->setCursor(Qt::PointingHandCursor);
+        connect(full, &QPushButton::clicked, this, &TaskDetailView::showFullLog);
+        auto *row = new QHBoxLayout;
+        row->addWidget(full);
+        row->addStretch(1);
+        body->addLayout(row);
+    }
+    return box;
+}
+
+void TaskDetailView::showFullLog()
+{
+    auto *view = new FullLogView(streamName(m_selectedLogTab), m_store.readLog(m_task, m_selectedLogTab, kFullLogLines), this);
+    view->setAttribute(Qt::WA_DeleteOnClose);
+    view->open();
+}
+
+void TaskDetailView::openTestRun()
+{
+    auto *sheet = new TestRunView(m_task.command, m_task.workingDirectory, m_task.envFilePath, m_task.useLoginShell, this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
+}
+
+QWidget *TaskDetailView::buildFile(QWidget *page, const QString &symbol, const QString &title, const QString &path,
+                                   const QString &missingText, const QString &name)
+{
+    QVBoxLayout *body = nullptr;
+    QWidget *box = section(symbol, title, page, &body);
+    const std::optional<QString> text = readText(path);
+    if (!text) {
+        body->addWidget(missingLabel(missingText, name, box));
+        return box;
+    }
+    QLabel *label = ViewStyle::codeLabel(*text, box);
+    label->setObjectName(name);
+    body->addWidget(ViewStyle::codeBlock(label, box));
+    return box;
+}

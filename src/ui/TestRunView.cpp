@@ -1,0 +1,253 @@
+#include "ui/TestRunView.h"
+
+#include "runner/TaskRunner.h"
+#include "ui/FormStyle.h"
+
+#include <QCloseEvent>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTextCursor>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+constexpr int kFlushIntervalMs = 30;
+// At most this much text goes into the view per turn of the event loop, so that a flood of
+// output is laid out in slices and the window keeps answering.
+constexpr qsizetype kFlushSliceChars = 32 * 1024;
+constexpr int kStatusIconSize = 16;
+} // namespace
+
+TestRunView::TestRunView(QString command, std::optional<QString> workingDirectory,
+                         std::optional<QString> envFilePath, bool useLoginShell, QWidget *parent)
+    : QDialog(parent),
+      m_command(std::move(command)),
+      m_workingDirectory(std::move(workingDirectory)),
+      m_envFilePath(std::move(envFilePath)),
+      m_useLoginShell(useLoginShell),
+      m_runner(new TaskRunner(this)),
+      m_flushTimer(new QTimer(this)),
+      m_runningRow(new QWidget),
+      m_busy(new QProgressBar),
+      m_output(new QPlainTextEdit),
+      m_exitRow(new QWidget),
+      m_exitIcon(new QLabel),
+      m_exitLabel(new QLabel),
+      m_stop(new QPushButton(QStringLiteral("Stop"))),
+      m_close(new QPushButton(QStringLiteral("Close"))),
+      m_runAgain(new QPushButton(QStringLiteral("Run Again")))
+{
+    setWindowTitle(QStringLiteral("Test Run"));
+    setObjectName(QStringLiteral("test-run"));
+    resize(640, 460);
+    setMinimumSize(420, 300);
+
+    const QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+
+    auto *title = FormStyle::headline(QStringLiteral("Test Run"));
+    title->setObjectName(QStringLiteral("test-run-title"));
+    auto *commandLabel = FormStyle::caption(m_command);
+    commandLabel->setObjectName(QStringLiteral("test-run-command"));
+    commandLabel->setTextFormat(Qt::PlainText);
+    commandLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    {
+        QFont font = fixed;
+        font.setPointSizeF(commandLabel->font().pointSizeF());
+        commandLabel->setFont(font);
+    }
+
+    m_busy->setRange(0, 0);
+    m_busy->setTextVisible(false);
+    m_busy->setFixedSize(64, 6);
+    auto *runningText = new QLabel(QStringLiteral("Running..."));
+    runningText->setObjectName(QStringLiteral("test-run-running"));
+    FormStyle::makeSmall(runningText);
+    auto *runningLayout = new QHBoxLayout(m_runningRow);
+    runningLayout->setContentsMargins(0, 0, 0, 0);
+    runningLayout->addWidget(m_busy);
+    runningLayout->addWidget(runningText);
+    runningLayout->addStretch();
+
+    m_output->setObjectName(QStringLiteral("test-run-output"));
+    m_output->setReadOnly(true);
+    m_output->setUndoRedoEnabled(false);
+    m_output->setPlaceholderText(QStringLiteral("Waiting for output..."));
+    m_output->setFont(fixed);
+    m_output->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    m_output->document()->setDocumentMargin(8);
+
+    m_exitIcon->setObjectName(QStringLiteral("test-run-exit-icon"));
+    m_exitLabel->setObjectName(QStringLiteral("test-run-exit"));
+    auto *exitLayout = new QHBoxLayout(m_exitRow);
+    exitLayout->setContentsMargins(0, 0, 0, 0);
+    exitLayout->setSpacing(6);
+    exitLayout->addWidget(m_exitIcon);
+    exitLayout->addWidget(m_exitLabel);
+    exitLayout->addStretch();
+
+    m_stop->setObjectName(QStringLiteral("test-run-stop"));
+    m_stop->setAutoDefault(false);
+    {
+        QPalette palette = m_stop->palette();
+        palette.setColor(QPalette::ButtonText, FormStyle::kRed);
+        m_stop->setPalette(palette);
+    }
+    m_close->setObjectName(QStringLiteral("test-run-close"));
+    m_close->setAutoDefault(false);
+    m_runAgain->setObjectName(QStringLiteral("test-run-again"));
+    m_runAgain->setDefault(true);
+
+    auto *buttons = new QHBoxLayout;
+    buttons->setSpacing(8);
+    buttons->addWidget(m_exitRow);
+    buttons->addStretch();
+    buttons->addWidget(m_stop);
+    buttons->addWidget(m_close);
+    buttons->addWidget(m_runAgain);
+
+    auto *header = new QVBoxLayout;
+    header->setSpacing(2);
+    header->addWidget(title);
+    header->addWidget(commandLabel);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 14, 16, 14);
+    layout->setSpacing(10);
+    layout->addLayout(header);
+    layout->addWidget(m_runningRow);
+    layout->addWidget(m_output, 1);
+    layout->addLayout(buttons);
+
+    m_flushTimer->setSingleShot(true);
+    connect(m_flushTimer, &QTimer::timeout, this, &TestRunView::flushOutput);
+
+    connect(m_runner, &TaskRunner::outputAppended, this, &TestRunView::appendOutput);
+    connect(m_runner, &TaskRunner::outputCleared, this, &TestRunView::clearOutput);
+    connect(m_runner, &TaskRunner::isRunningChanged, this, &TestRunView::updateState);
+    connect(m_runner, &TaskRunner::exitCodeChanged, this, &TestRunView::updateState);
+    connect(m_stop, &QPushButton::clicked, m_runner, &TaskRunner::terminate);
+    connect(m_close, &QPushButton::clicked, this, &QDialog::accept);
+    connect(m_runAgain, &QPushButton::clicked, this, &TestRunView::start);
+
+    updateState();
+}
+
+TestRunView::~TestRunView()
+{
+    // The runner goes with the view; a run still going is asked to end first.
+    if (m_runner->isRunning()) {
+        m_runner->terminate();
+    }
+}
+
+void TestRunView::showEvent(QShowEvent *event)
+{
+    QDialog::showEvent(event);
+    if (!m_started) {
+        m_started = true;
+        start();
+    }
+}
+
+void TestRunView::start()
+{
+    if (m_runner->isRunning()) {
+        return;
+    }
+    clearOutput();
+    m_runner->run(m_command, m_workingDirectory, m_envFilePath, m_useLoginShell);
+    updateState();
+}
+
+void TestRunView::closeEvent(QCloseEvent *event)
+{
+    if (m_runner->isRunning()) {
+        m_runner->terminate();
+    }
+    QDialog::closeEvent(event);
+}
+
+void TestRunView::reject()
+{
+    // Escape belongs to "Close", which only exists once the run has ended.
+    if (m_runner->isRunning()) {
+        return;
+    }
+    QDialog::reject();
+}
+
+void TestRunView::appendOutput(const QString &text)
+{
+    m_pending += text;
+    if (!m_flushTimer->isActive()) {
+        m_flushTimer->start(kFlushIntervalMs);
+    }
+}
+
+void TestRunView::flushOutput()
+{
+    m_flushTimer->stop();
+    if (m_pending.isEmpty()) {
+        return;
+    }
+    qsizetype count = std::min(m_pending.size(), kFlushSliceChars);
+    // End the slice after a line break when there is one, and never inside a surrogate pair.
+    if (count < m_pending.size()) {
+        const qsizetype lineEnd = m_pending.lastIndexOf(u'\n', count - 1);
+        if (lineEnd > 0) {
+            count = lineEnd + 1;
+        } else if (m_pending.at(count - 1).isHighSurrogate()) {
+            --count;
+        }
+    }
+    QTextCursor cursor(m_output->document());
+    cursor.movePosition(QTextCursor::End);
+    cursor.insertText(m_pending.left(count));
+    m_pending.remove(0, count);
+    // Follow the newest line.
+    QScrollBar *bar = m_output->verticalScrollBar();
+    bar->setValue(bar->maximum());
+    if (!m_pending.isEmpty()) {
+        m_flushTimer->start(0);
+    } else {
+        m_flushTimer->setInterval(kFlushIntervalMs);
+        updateState();
+    }
+}
+
+void TestRunView::clearOutput()
+{
+    m_flushTimer->stop();
+    m_pending.clear();
+    m_output->clear();
+}
+
+void TestRunView::updateState()
+{
+    const bool running = m_runner->isRunning();
+    const std::optional<int> exitCode = m_runner->exitCode();
+    m_runningRow->setVisible(running);
+    m_stop->setVisible(running);
+    m_close->setVisible(!running);
+    m_runAgain->setVisible(!running);
+    // The status follows the output: it shows once everything the run printed is on screen.
+    const bool settled = exitCode.has_value() && !running && m_pending.isEmpty();
+    m_exitRow->setVisible(settled);
+    if (exitCode) {
+        const bool success = *exitCode == 0;
+        m_exitIcon->setPixmap(FormStyle::statusSymbol(success, kStatusIconSize));
+        m_exitIcon->setAccessibleName(success ? QStringLiteral("checkmark.circle.fill")
+                                              : QStringLiteral("xmark.circle.fill"));
+        m_exitLabel->setText(QString::asprintf("Exit: %d", *exitCode));
+    }
+    if (!running) {
+        m_runAgain->setFocus();
+    }
+}

@@ -1,0 +1,152 @@
+#include "ui/ViewStyle.h"
+
+#include "ui/Icons.h"
+
+#include <QApplication>
+#include <QFrame>
+#include <QVBoxLayout>
+#include <QFontDatabase>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPalette>
+#include <QWidget>
+
+namespace {
+
+QColor withAlpha(QColor color, qreal alpha)
+{
+    color.setAlphaF(alpha);
+    return color;
+}
+
+QFont resized(QFont font, qreal factor)
+{
+    const qreal points = font.pointSizeF() > 0 ? font.pointSizeF() : 10.0;
+    font.setPointSizeF(points * factor);
+    return font;
+}
+
+} // namespace
+
+QColor ViewStyle::green() { return QColor(52, 199, 89); }
+QColor ViewStyle::red() { return QColor(255, 59, 48); }
+QColor ViewStyle::orange() { return QColor(255, 149, 0); }
+QColor ViewStyle::purple() { return QColor(175, 82, 222); }
+QColor ViewStyle::blue() { return QColor(0, 122, 255); }
+QColor ViewStyle::grey() { return QColor(142, 142, 147); }
+QColor ViewStyle::accent() { return QApplication::palette().color(QPalette::Highlight); }
+
+QColor ViewStyle::primaryText() { return QApplication::palette().color(QPalette::WindowText); }
+QColor ViewStyle::secondaryText() { return withAlpha(primaryText(), 0.6); }
+QColor ViewStyle::tertiaryText() { return withAlpha(primaryText(), 0.4); }
+QColor ViewStyle::quaternaryText() { return withAlpha(primaryText(), 0.3); }
+QColor ViewStyle::quaternaryFill() { return withAlpha(primaryText(), 0.1); }
+
+QFont ViewStyle::bodyFont() { return QApplication::font(); }
+
+QFont ViewStyle::mediumFont()
+{
+    QFont font = bodyFont();
+    font.setWeight(QFont::Medium);
+    return font;
+}
+
+QFont ViewStyle::captionFont() { return resized(bodyFont(), 0.85); }
+QFont ViewStyle::caption2Font() { return resized(bodyFont(), 0.78); }
+
+QFont ViewStyle::headlineFont()
+{
+    QFont font = bodyFont();
+    font.setWeight(QFont::DemiBold);
+    return font;
+}
+
+QFont ViewStyle::titleFont()
+{
+    QFont font = resized(bodyFont(), 1.6);
+    font.setWeight(QFont::DemiBold);
+    return font;
+}
+
+QFont ViewStyle::monospaceFont()
+{
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    font.setPointSizeF(bodyFont().pointSizeF() > 0 ? bodyFont().pointSizeF() * 0.92 : 9.0);
+    return font;
+}
+
+void ViewStyle::setIdentifier(QWidget *widget, const QString &identifier)
+{
+    widget->setObjectName(identifier);
+    widget->setAccessibleName(identifier);
+}
+
+void ViewStyle::setTextColor(QWidget *widget, const QColor &color)
+{
+    QPalette palette = widget->palette();
+    palette.setColor(QPalette::WindowText, color);
+    palette.setColor(QPalette::Text, color);
+    palette.setColor(QPalette::ButtonText, color);
+    widget->setPalette(palette);
+}
+
+QLabel *ViewStyle::captionLabel(const QString &text, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setFont(captionFont());
+    setTextColor(label, secondaryText());
+    return label;
+}
+
+QWidget *ViewStyle::sectionHeader(const QString &symbol, const QString &title, QWidget *parent)
+{
+    auto *header = new QWidget(parent);
+    auto *layout = new QHBoxLayout(header);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    layout->addWidget(iconLabel(symbol, QColor(), 15, header));
+    auto *label = new QLabel(title, header);
+    label->setTextFormat(Qt::PlainText);
+    label->setFont(headlineFont());
+    layout->addWidget(label);
+    layout->addStretch(1);
+    return header;
+}
+
+QLabel *ViewStyle::codeLabel(const QString &text, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setFont(monospaceFont());
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    // Long unbroken lines must not widen the page; they wrap or clip instead.
+    QSizePolicy policy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    policy.setHeightForWidth(true); // a fresh policy drops the flag word wrap had set
+    label->setSizePolicy(policy);
+    label->setMinimumWidth(0);
+    return label;
+}
+
+QWidget *ViewStyle::codeBlock(QLabel *label, QWidget *parent)
+{
+    auto *frame = new QFrame(parent);
+    frame->setObjectName(QStringLiteral("code-block"));
+    frame->setStyleSheet(u"QFrame#code-block { background: " % quaternaryFill().name(QColor::HexArgb) %
+                         u"; border-radius: 6px; }");
+    auto *layout = new QVBoxLayout(frame);
+    layout->setContentsMargins(10, 8, 10, 8);
+    label->setParent(frame);
+    layout->addWidget(label);
+    return frame;
+}
+
+QLabel *ViewStyle::iconLabel(const QString &symbol, const QColor &tint, int size, QWidget *parent)
+{
+    auto *label = new QLabel(parent);
+    label->setPixmap(Icons::symbol(symbol, tint).pixmap(QSize(size, size)));
+    label->setFixedSize(size, size);
+    return label;
+}

@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# `make install DESTDIR=...` lays out the files the README lists, and the installed app starts:
+# it shows the tasks the installed moxley tool made and paints its window (--screenshot).
+#   install_layout.sh BUILD_DIR
+set -euo pipefail
+build=$1
+if [ "$(uname -s)" = Darwin ]; then
+  echo "the macOS bundle layout is checked by hand (see README)"; exit 77
+fi
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+stage="$work/stage"
+DESTDIR="$stage" cmake --install "$build" --prefix /usr/local >/dev/null
+
+fail() { echo "FAIL: $*" >&2; exit 1; }
+
+expected="./usr/local/bin/moxley
+./usr/local/bin/moxley-app
+./usr/local/share/applications/com.moxley.Moxley.desktop
+./usr/local/share/icons/hicolor/scalable/apps/com.moxley.Moxley.svg"
+actual=$(cd "$stage" && find . -type f -o -type l | LC_ALL=C sort)
+[ "$actual" = "$expected" ] || fail "installed files differ:"$'\n'"$actual"
+for program in moxley moxley-app; do
+  [ -x "$stage/usr/local/bin/$program" ] || fail "$program is not executable"
+done
+grep -qx 'Exec=moxley-app' "$stage/usr/local/share/applications/com.moxley.Moxley.desktop" || fail "desktop entry Exec"
+grep -qx 'Icon=com.moxley.Moxley' "$stage/usr/local/share/applications/com.moxley.Moxley.desktop" || fail "desktop entry Icon"
+if command -v desktop-file-validate >/dev/null; then
+  desktop-file-validate "$stage/usr/local/share/applications/com.moxley.Moxley.desktop"
+fi
+head -c 200 "$stage/usr/local/share/icons/hicolor/scalable/apps/com.moxley.Moxley.svg" | grep -q '<svg' || fail "icon is not SVG"
+
+# A private world: HOME, data folder, and a stand-in launchctl under MOXLEY_SYSROOT.
+export HOME="$work/home" XDG_DATA_HOME="$work/home/.local/share" MOXLEY_SYSROOT="$work/sysroot"
+unset DBUS_SESSION_BUS_ADDRESS
+mkdir -p "$HOME" "$MOXLEY_SYSROOT/bin"
+printf '#!/bin/sh\nexit 0\n' > "$MOXLEY_SYSROOT/bin/launchctl"
+chmod 755 "$MOXLEY_SYSROOT/bin/launchctl"
+bin="$stage/usr/local/bin"
+"$bin/moxley" add --name "Nightly build" --command "npm run build" --daily --at 2:30 >/dev/null
+"$bin/moxley" add --name "Poll status" --command "curl -fsS https://example.org" --every 15 >/dev/null
+"$bin/moxley" add --name "Old cleanup" --command "find ~/Downloads -mtime +30 -delete" --monthly 1 --disabled >/dev/null
+[ "$("$bin/moxley" list | wc -l)" -eq 3 ] || fail "moxley list"
+
+QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} timeout 60 "$bin/moxley-app" --screenshot "$work/window.png" \
+  || fail "moxley-app did not start and paint its window"
+[ "$(head -c 8 "$work/window.png" | od -An -tx1 | tr -d ' \n')" = 89504e470d0a1a0a ] || fail "no PNG written"
+# Starting changed nothing: the same three tasks, byte for byte.
+[ "$("$bin/moxley" list | wc -l)" -eq 3 ] || fail "tasks changed"
+echo "install layout and start: ok"

@@ -1,0 +1,165 @@
+#include "AppWorld.h"
+
+#include "app/CliInstaller.h"
+
+namespace {
+
+// An osascript that does what the real one does with our one kind of script (see the script).
+void installExecutingOsascript(const Sandbox &sandbox)
+{
+    const QByteArray script = Sandbox::readFile(QStringLiteral(MOXLEY_TEST_APP_DIR "/osascript-that-runs.sh"));
+    QVERIFY(!script.isEmpty());
+    Sandbox::writeFile(sandbox.sysroot() + u"/usr/bin/osascript"_qs, script, 0755);
+}
+
+} // namespace
+
+class CliInstallerTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<AppWorld> world;
+
+    QString binDir() const { return world->sandbox.sysroot() + u"/usr/local/bin"_qs; }
+    QString link() const { return binDir() + u"/moxley"_qs; }
+    QString osascriptFile(const QString &name) const
+    {
+        return world->sandbox.sysroot() % u"/usr/bin/osascript." % name;
+    }
+    QString recordedSource() const { return QString::fromUtf8(Sandbox::readFile(osascriptFile(u"source"_qs))); }
+    bool osascriptRan() const { return QFileInfo::exists(osascriptFile(u"calls"_qs)); }
+
+    // The app, with its moxley tool at `toolPath` (made when `make` is set).
+    MainWindow *openWith(const QString &toolPath, bool make = true)
+    {
+        if (make) {
+            Sandbox::writeFile(toolPath, "#!/bin/sh\necho moxley\n", 0755);
+        }
+        MoxleyApp::Options options = world->options();
+        options.cliToolPath = toolPath;
+        world->start(std::move(options));
+        return world->open();
+    }
+    void install(MainWindow *window)
+    {
+        MessageBox::setNextAnswer(u"OK"_qs);
+        menuItem(window, u"Install CLI Command..."_qs)->trigger();
+    }
+
+  private Q_SLOTS:
+    void init()
+    {
+        world = std::make_unique<AppWorld>();
+        installExecutingOsascript(world->sandbox);
+        QDir().mkpath(binDir());
+    }
+    void cleanup() { world.reset(); }
+
+    void paths_toolBesideTheApp_linkUnderTheSysroot()
+    {
+        QCOMPARE(CliInstaller::bundledToolPath(), QCoreApplication::applicationDirPath() + u"/moxley"_qs);
+        QCOMPARE(CliInstaller::linkPath(), link());
+        QCOMPARE(CliInstaller::linkCommand(u"/Applications/Moxley.app/Contents/MacOS/moxley"_qs,
+                                           u"/usr/local/bin/moxley"_qs),
+                 u"ln -sf '/Applications/Moxley.app/Contents/MacOS/moxley' '/usr/local/bin/moxley'"_qs);
+        QCOMPARE(CliInstaller::linkCommand(u"/A/It's/moxley"_qs, u"/l"_qs), u"ln -sf '/A/It'\\''s/moxley' '/l'"_qs);
+    }
+
+    void install_quotesAndEscapesInTheRequiredOrder_andMakesTheLink()
+    {
+        // A single quote, double quotes and a backslash in the app's folder.
+        const QString folder = world->sandbox.root() + u"/It's \"odd\" \\ here"_qs;
+        const QString tool = folder + u"/moxley"_qs;
+        MainWindow *window = openWith(tool);
+        install(window);
+
+        // Shell quoting first ('\''), then for AppleScript: each backslash doubled, and only then
+        // each double quote preceded by a backslash.
+        const QString expected = u"do shell script \"ln -sf '"_qs + world->sandbox.root() +
+                                 u"/It'\\\\''s \\\"odd\\\" \\\\ here/moxley' '"_qs + link() +
+                                 u"'\" with administrator privileges"_qs;
+        QCOMPARE(recordedSource(), expected);
+        const QStringList calls = QString::fromUtf8(Sandbox::readFile(osascriptFile(u"calls"_qs))).split(u'\n');
+        QCOMPARE(calls.value(0), u"-e"_qs);
+
+        const QFileInfo made(link());
+        QVERIFY(made.isSymLink());
+        QCOMPARE(made.symLinkTarget(), tool);
+        QCOMPARE(world->sandbox.run(link(), {}).out, QByteArray("moxley\n"));
+
+        QCOMPARE(alertTitles(), QStringList{u"CLI Installed"_qs});
+        const MessageBox::Shown shown = MessageBox::history().last();
+        QCOMPARE(shown.style, MessageBox::Style::information);
+        QCOMPARE(shown.text, u"You can now use 'moxley' in your terminal.\n\nTry: moxley --help"_qs);
+        QCOMPARE(shown.buttons, QStringList{u"OK"_qs});
+    }
+
+    void install_overAnExistingFile_replacesItWithoutAsking()
+    {
+        Sandbox::writeFile(link(), "old\n", 0755);
+        const QString tool = world->sandbox.root() + u"/app/moxley"_qs;
+        MainWindow *window = openWith(tool);
+        install(window);
+        QCOMPARE(QFileInfo(link()).symLinkTarget(), tool);
+        install(window);
+        QCOMPARE(QFileInfo(link()).symLinkTarget(), tool);
+        QCOMPARE(alertTitles(), (QStringList{u"CLI Installed"_qs, u"CLI Installed"_qs}));
+    }
+
+    void missingTool_saysSo_andAsksForNoPassword()
+    {
+        MainWindow *window = openWith(world->sandbox.root() + u"/nowhere/moxley"_qs, false);
+        install(window);
+        QCOMPARE(alertTitles(), QStringList{u"CLI Binary Not Found"_qs});
+        QCOMPARE(MessageBox::history().last().style, MessageBox::Style::warning);
+        QCOMPARE(MessageBox::history().last().text, u"The CLI tool was not found in the app bundle."_qs);
+        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_qs});
+        QVERIFY(!osascriptRan());
+        QVERIFY(!QFileInfo(link()).exists());
+    }
+
+    void cancelledPasswordPrompt_showsTheSystemsMessage()
+    {
+        Sandbox::writeFile(osascriptFile(u"fail"_qs), "0:150: execution error: User canceled. (-128)\n");
+        MainWindow *window = openWith(world->sandbox.root() + u"/app/moxley"_qs);
+        install(window);
+        QCOMPARE(alertTitles(), QStringList{u"Installation Failed"_qs});
+        QCOMPARE(MessageBox::history().last().style, MessageBox::Style::warning);
+        QCOMPARE(MessageBox::history().last().text, u"User canceled."_qs);
+        QVERIFY(!QFileInfo(link()).isSymLink());
+    }
+
+    void failingCommand_reportsWhatTheShellSaid()
+    {
+        // No folder to put the link in: ln fails, and its message comes back.
+        QDir(binDir()).removeRecursively();
+        MainWindow *window = openWith(world->sandbox.root() + u"/app/moxley"_qs);
+        install(window);
+        QCOMPARE(alertTitles(), QStringList{u"Installation Failed"_qs});
+        const QString text = MessageBox::history().last().text;
+        QVERIFY2(text.startsWith(u"ln: "_qs) && text.contains(u"No such file or directory"_qs), qPrintable(text));
+    }
+
+    void failureWithoutAMessage_isAnUnknownError()
+    {
+        Sandbox::writeFile(osascriptFile(u"fail"_qs), "");
+        MainWindow *window = openWith(world->sandbox.root() + u"/app/moxley"_qs);
+        install(window);
+        QCOMPARE(alertTitles(), QStringList{u"Installation Failed"_qs});
+        QCOMPARE(MessageBox::history().last().text, u"Unknown error"_qs);
+    }
+
+    void scriptThatCannotBeMade_stopsWithoutAWord()
+    {
+        // osascript that cannot even be started: the script was never made.
+        QFile::setPermissions(world->sandbox.sysroot() + u"/usr/bin/osascript"_qs,
+                              QFile::ReadOwner | QFile::WriteOwner);
+        MainWindow *window = openWith(world->sandbox.root() + u"/app/moxley"_qs);
+        menuItem(window, u"Install CLI Command..."_qs)->trigger();
+        QVERIFY(MessageBox::history().isEmpty());
+        QVERIFY(!QFileInfo(link()).isSymLink());
+    }
+};
+
+QTEST_MAIN(CliInstallerTest)
+#include "test_cli_installer.moc"

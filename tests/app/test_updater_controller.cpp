@@ -1,0 +1,176 @@
+#include "AppWorld.h"
+#include "FeedServer.h"
+
+#include "ui/CheckForUpdatesView.h"
+#include "ui/UpdaterController.h"
+
+// Our own updater (no Sparkle here) from "Check for Updates…", against a real HTTP server on the
+// loopback address; its answer comes in a dialog.
+class UpdaterControllerTest : public QObject
+{
+    Q_OBJECT
+
+    FeedServer server;
+    std::unique_ptr<AppWorld> world;
+
+    QAction *checkItem(MainWindow *window) const
+    {
+        return menuItem(window, QString::fromUtf8("Check for Updates\xE2\x80\xA6"));
+    }
+    MainWindow *openWithFeed(const char *path)
+    {
+        MoxleyApp::Options options = world->options();
+        options.feedUrl = server.url(path);
+        world->start(std::move(options));
+        return world->open();
+    }
+    // Checks from the menu and waits for the dialog to be answered.
+    void check(MainWindow *window)
+    {
+        QSignalSpy ended(&world->app->updaterController(), &UpdaterController::checkEnded);
+        checkItem(window)->trigger();
+        QVERIFY(ended.wait(20000));
+    }
+
+  private Q_SLOTS:
+    void initTestCase()
+    {
+        if (UpdaterController::usesSparkle()) {
+            QSKIP("Sparkle does the checking and shows its own dialogs");
+        }
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        server.feeds.insert("/newer.xml", FeedServer::feed("0.2.0"));
+        server.feeds.insert("/equal.xml", FeedServer::feed("0.1.0"));
+        server.feeds.insert("/no-notes.xml", FeedServer::feed("1.0", nullptr));
+        server.feeds.insert("/malformed.xml", "<rss><channel><item><title>half");
+    }
+    void init()
+    {
+        world = std::make_unique<AppWorld>();
+        server.requests = 0;
+    }
+    void cleanup() { world.reset(); }
+
+    void ourOwnUpdater_whereThereIsNoSparkle()
+    {
+        MainWindow *window = openWithFeed("/equal.xml");
+        QVERIFY(world->app->updaterController().checker());
+        QVERIFY(qobject_cast<CheckForUpdatesView *>(checkItem(window)));
+    }
+
+    void newerVersion_isOffered_withItsReleaseNotes()
+    {
+        MainWindow *window = openWithFeed("/newer.xml");
+        MessageBox::setNextAnswer(u"Release Notes"_qs);
+        check(window);
+        QCOMPARE(alertTitles(), QStringList{u"A new version of Moxley is available!"_qs});
+        const MessageBox::Shown shown = MessageBox::history().last();
+        QCOMPARE(shown.style, MessageBox::Style::information);
+        QCOMPARE(shown.text, u"Moxley 0.2.0 is now available. You have 0.1.0.\n\n"
+                             u"Release notes: https://moxley.example/notes/0.2.0"_qs);
+        QCOMPARE(shown.buttons, (QStringList{u"Release Notes"_qs, u"Later"_qs}));
+        QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/notes/0.2.0"_qs)});
+        QCOMPARE(server.requests, 1);
+    }
+
+    void newerVersion_later_opensNothing()
+    {
+        MainWindow *window = openWithFeed("/newer.xml");
+        MessageBox::setNextAnswer(u"Later"_qs);
+        check(window);
+        QCOMPARE(alertTitles(), QStringList{u"A new version of Moxley is available!"_qs});
+        QVERIFY(world->opened->isEmpty());
+    }
+
+    void newerVersion_withoutNotes_linksTheDownload()
+    {
+        MainWindow *window = openWithFeed("/no-notes.xml");
+        MessageBox::setNextAnswer(u"Release Notes"_qs);
+        check(window);
+        QCOMPARE(
+            MessageBox::history().last().text,
+            u"Moxley 1.0 is now available. You have 0.1.0.\n\nRelease notes: https://moxley.example/Moxley.zip"_qs);
+        QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/Moxley.zip"_qs)});
+    }
+
+    void sameVersion_isUpToDate()
+    {
+        MainWindow *window = openWithFeed("/equal.xml");
+        MessageBox::setNextAnswer(u"OK"_qs);
+        check(window);
+        QCOMPARE(alertTitles(), QStringList{u"You're up to date!"_qs});
+        QCOMPARE(MessageBox::history().last().text, u"Moxley 0.1.0 is currently the newest version available."_qs);
+        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_qs});
+        QVERIFY(world->opened->isEmpty());
+    }
+
+    void malformedFeed_isAnError()
+    {
+        MainWindow *window = openWithFeed("/malformed.xml");
+        MessageBox::setNextAnswer(u"OK"_qs);
+        check(window);
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_qs});
+        const MessageBox::Shown shown = MessageBox::history().last();
+        QCOMPARE(shown.style, MessageBox::Style::warning);
+        const QString prefix = u"An error occurred in retrieving update information. Please try again later.\n\n"_qs;
+        QVERIFY2(shown.text.startsWith(prefix) && shown.text.size() > prefix.size(), qPrintable(shown.text));
+    }
+
+    void missingFeed_isAnError()
+    {
+        MainWindow *window = openWithFeed("/gone.xml");
+        MessageBox::setNextAnswer(u"OK"_qs);
+        check(window);
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_qs});
+    }
+
+    void plainHttpFeedElsewhere_isRefused()
+    {
+        MoxleyApp::Options options = world->options();
+        options.feedUrl = QUrl(u"http://moxley.example/appcast.xml"_qs);
+        world->start(std::move(options));
+        MainWindow *window = world->open();
+        MessageBox::setNextAnswer(u"OK"_qs);
+        check(window);
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_qs});
+        QVERIFY(MessageBox::history().last().text.contains(u"https"_qs));
+        QCOMPARE(server.requests, 0);
+    }
+
+    void serverThatNeverAnswers_disablesTheItemUntilTheTimeOut()
+    {
+        MainWindow *window = openWithFeed("/silent");
+        world->app->updaterController().checker()->setTimeout(1500);
+        QAction *item = checkItem(window);
+        QVERIFY(item->isEnabled());
+        QSignalSpy ended(&world->app->updaterController(), &UpdaterController::checkEnded);
+        MessageBox::setNextAnswer(u"OK"_qs);
+        item->trigger();
+        QVERIFY(!item->isEnabled());
+        QVERIFY(!world->app->updaterController().canCheckForUpdates());
+        // A second request while one runs starts nothing.
+        world->app->updaterController().checkForUpdates();
+        QTRY_COMPARE(server.requests, 1);
+        QVERIFY(ended.wait(20000));
+        QCOMPARE(ended.size(), 1);
+        QVERIFY(item->isEnabled());
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_qs});
+        QVERIFY(MessageBox::history().last().text.endsWith(u"The update server did not answer in time."_qs));
+        QTest::qWait(200);
+        QCOMPARE(server.requests, 1);
+        QCOMPARE(ended.size(), 1);
+    }
+
+    void menuOpening_rereadsWhetherACheckCanStart()
+    {
+        MainWindow *window = openWithFeed("/equal.xml");
+        auto *item = qobject_cast<CheckForUpdatesView *>(checkItem(window));
+        item->setEnabled(false);
+        QMenu *menu = menuTitled(window->menuBar(), u"Moxley"_qs);
+        Q_EMIT menu->aboutToShow();
+        QVERIFY(item->isEnabled());
+    }
+};
+
+QTEST_MAIN(UpdaterControllerTest)
+#include "test_updater_controller.moc"

@@ -1,0 +1,126 @@
+#include "Sandbox.h"
+
+#include <QtTest>
+
+namespace {
+
+// The Linux snippet written out by hand: these tests run on Linux.
+QByteArray linuxSnippet(const QByteArray &from, const QByteArray &to, const QByteArray &subject,
+                        const QByteArray &body)
+{
+    return "_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \"smtps://smtp.gmail.com:465\" \\\n"
+           "  --user \"" + from + ":$(secret-tool lookup service com.moxley.gmail account " + from + ")\" \\\n"
+           "  --mail-from \"" + from + "\" \\\n"
+           "  --mail-rcpt \"" + to + "\" \\\n"
+           "  -T - <<'MOXLEYMAIL'\n"
+           "Subject: " + subject + "\n"
+           "From: " + from + "\n"
+           "To: " + to + "\n"
+           "Content-Type: text/plain; charset=UTF-8\n"
+           "\n" + body + "\n"
+           "MOXLEYMAIL\n"
+           ")\n"
+           "\n"
+           "if [ $? -eq 0 ]; then\n"
+           "  echo \"[$_smtp_code] Email sent to " + to + "\"\n"
+           "else\n"
+           "  echo \"Failed to send email\" >&2\n"
+           "  exit 1\n"
+           "fi\n";
+}
+
+} // namespace
+
+class CliTemplateTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void shortcut_printsRunCommand()
+    {
+        Sandbox sandbox;
+        auto result = sandbox.runCli({u"template"_qs, u"shortcut"_qs, u"Morning Brief"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QByteArray("shortcuts run 'Morning Brief'\n"));
+        QCOMPARE(result.err, QByteArray());
+        result = sandbox.runCli({u"template"_qs, u"shortcut"_qs, u"Tom's backup"_qs});
+        QCOMPARE(result.out, QByteArray("shortcuts run 'Tom'\\''s backup'\n"));
+    }
+
+    void gmail_defaultSubjectAndBody()
+    {
+        Sandbox sandbox;
+        const auto result =
+            sandbox.runCli({u"template"_qs, u"gmail"_qs, u"--from"_qs, u"me@gmail.com"_qs, u"--to"_qs, u"you@x.org"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.err, QByteArray());
+        QCOMPARE(result.out, linuxSnippet("me@gmail.com", "you@x.org", "Daily Reminder",
+                                          "Don't forget to check the report."));
+    }
+
+    void gmail_givenSubjectAndBody_trimmedLikeTheApp()
+    {
+        Sandbox sandbox;
+        const auto result = sandbox.runCli({u"template"_qs, u"gmail"_qs, u"--from"_qs, u" me@gmail.com\t"_qs,
+                                            u"--to"_qs, u"you@x.org "_qs, u"--subject"_qs, u" Say \"hi\" "_qs,
+                                            u"--body"_qs, u"Line 1\nLine \"2\""_qs});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, linuxSnippet("me@gmail.com", "you@x.org", "Say \\\"hi\\\"", "Line 1\nLine \"2\""));
+    }
+
+    void gmail_emptySubjectIsKept()
+    {
+        Sandbox sandbox;
+        const auto result = sandbox.runCli({u"template"_qs, u"gmail"_qs, u"--from"_qs, u"a@gmail.com"_qs, u"--to"_qs,
+                                            u"b@x.org"_qs, u"--subject"_qs, QString()});
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY(result.out.contains("\nSubject: \nFrom: a@gmail.com\n"));
+    }
+
+    void usageErrors_exit2()
+    {
+        Sandbox sandbox;
+        const QList<QStringList> cases{
+            {u"template"_qs},
+            {u"template"_qs, u"gmail"_qs, u"--to"_qs, u"b@x.org"_qs},
+            {u"template"_qs, u"gmail"_qs, u"--from"_qs, u"a@gmail.com"_qs},
+            {u"template"_qs, u"gmail"_qs, u"--from"_qs, u"  "_qs, u"--to"_qs, u"b@x.org"_qs},
+            {u"template"_qs, u"gmail"_qs, u"--from"_qs},
+            {u"template"_qs, u"gmail"_qs, u"extra"_qs, u"--from"_qs, u"a@gmail.com"_qs, u"--to"_qs, u"b@x.org"_qs},
+            {u"template"_qs, u"shortcut"_qs},
+            {u"template"_qs, u"shortcut"_qs, QString()},
+            {u"template"_qs, u"shortcut"_qs, u"X"_qs, u"--from"_qs, u"a@gmail.com"_qs},
+            {u"template"_qs, u"shortcut"_qs, u"X"_qs, u"Y"_qs},
+            {u"template"_qs, u"telegram"_qs},
+        };
+        for (const QStringList &arguments : cases) {
+            const auto result = sandbox.runCli(arguments);
+            QVERIFY2(result.exitCode == 2, qPrintable(arguments.join(u' ')));
+            QVERIFY2(result.out.isEmpty(), qPrintable(arguments.join(u' ')));
+            QVERIFY2(result.err.startsWith("moxley: "), qPrintable(arguments.join(u' ')));
+            QVERIFY2(result.err.contains("--help"), qPrintable(arguments.join(u' ')));
+        }
+    }
+
+    void readOnly_writesNothing()
+    {
+        Sandbox sandbox;
+        sandbox.runCli({u"template"_qs, u"shortcut"_qs, u"X"_qs});
+        sandbox.runCli({u"template"_qs, u"gmail"_qs, u"--from"_qs, u"a@gmail.com"_qs, u"--to"_qs, u"b@x.org"_qs});
+        QVERIFY(!QFileInfo::exists(sandbox.dataDir()));
+        QVERIFY(!QFileInfo::exists(sandbox.launchAgentsDir()));
+    }
+
+    void help_namesBothTemplates()
+    {
+        Sandbox sandbox;
+        const auto result = sandbox.runCli({u"template"_qs, u"--help"_qs});
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY(result.out.startsWith("Usage: moxley template shortcut NAME | template gmail --from ADDRESS"));
+        QVERIFY(result.out.contains("--subject S"));
+        QVERIFY(sandbox.runCli({u"--help"_qs}).out.contains("\n  template"));
+    }
+};
+
+QTEST_GUILESS_MAIN(CliTemplateTest)
+#include "test_cli_template.moc"

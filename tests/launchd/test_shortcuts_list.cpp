@@ -1,0 +1,80 @@
+#include "Sandbox.h"
+#include "StandInTool.h"
+#include "launchd/ShortcutsList.h"
+
+#include <QtTest>
+
+class ShortcutsListTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void parse_trimsBlanksAndTabs_dropsEmpties_keepsOrder()
+    {
+        const QByteArray output = "  Morning Brief\n\tBob's list \t\n\n   \n\t\nZeta\nalpha\n\n";
+        const QStringList expected{u"Morning Brief"_qs, u"Bob's list"_qs, u"Zeta"_qs, u"alpha"_qs};
+        QCOMPARE(ShortcutsList::parse(output), expected);
+        QCOMPARE(ShortcutsList::parse(QByteArray()), QStringList());
+        QCOMPARE(ShortcutsList::parse("\n\n \t \n"), QStringList());
+    }
+
+    void parse_decodesUtf8()
+    {
+        QCOMPARE(ShortcutsList::parse("Caf\xc3\xa9 \xe2\x98\x95\n"), QStringList{u"Café ☕"_qs});
+    }
+
+    void load_runsTheToolWithList()
+    {
+        Sandbox sandbox;
+        StandInTool shortcuts(sandbox, u"/usr/bin/shortcuts"_qs);
+        shortcuts.setOutput("  Morning Brief\nDaily Backup\t\n\n\tTom's backup\n   \n", u"list"_qs);
+        const QStringList expected{u"Morning Brief"_qs, u"Daily Backup"_qs, u"Tom's backup"_qs};
+        QCOMPARE(ShortcutsList::load(), expected);
+        QCOMPARE(shortcuts.calls(), QList<QStringList>{{u"list"_qs}});
+        QCOMPARE(ShortcutsList::program(), sandbox.sysroot() + u"/usr/bin/shortcuts"_qs);
+    }
+
+    void load_toolMissingOrUnstartable_isEmpty()
+    {
+        Sandbox sandbox;
+        QCOMPARE(ShortcutsList::load(), QStringList());
+        StandInTool shortcuts(sandbox, u"/usr/bin/shortcuts"_qs);
+        shortcuts.setOutput("Something\n");
+        shortcuts.makeUnstartable();
+        QCOMPARE(ShortcutsList::load(), QStringList());
+    }
+
+    void runCommand_quotesSingleQuotes()
+    {
+        QCOMPARE(ShortcutsList::runCommand(u"Morning Brief"_qs), u"shortcuts run 'Morning Brief'"_qs);
+        QCOMPARE(ShortcutsList::runCommand(u"Bob's list"_qs), u"shortcuts run 'Bob'\\''s list'"_qs);
+        QCOMPARE(ShortcutsList::runCommand(u"Tom's backup"_qs), u"shortcuts run 'Tom'\\''s backup'"_qs);
+    }
+
+    // The command as a task runs it: the shell hands the whole name to the tool as one argument.
+    void runCommand_shellPassesNameAsOneArgument()
+    {
+        Sandbox sandbox;
+        StandInTool shortcuts(sandbox, u"/usr/bin/shortcuts"_qs);
+        const QString bin = QFileInfo(shortcuts.path()).absolutePath();
+        const QString name = u"It's \"$HOME\" `x` ; rm -rf /"_qs;
+        const auto result =
+            sandbox.run(u"/bin/sh"_qs, {u"-c"_qs, QString(u"PATH='" % bin % u"':\"$PATH\"; " %
+                                                          ShortcutsList::runCommand(name))});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(shortcuts.calls(), (QList<QStringList>{{u"run"_qs, name}}));
+    }
+
+    void filter_caseInsensitiveSubstring_inListOrder()
+    {
+        const QStringList names{u"Morning Brief"_qs, u"Daily Backup"_qs, u"BRIEFING notes"_qs, u"Ärger melden"_qs};
+        QCOMPARE(ShortcutsList::filter(names, QString()), names);
+        QCOMPARE(ShortcutsList::filter(names, u"brief"_qs), (QStringList{u"Morning Brief"_qs, u"BRIEFING notes"_qs}));
+        QCOMPARE(ShortcutsList::filter(names, u"ärger"_qs), QStringList{u"Ärger melden"_qs});
+        QCOMPARE(ShortcutsList::filter(names, u"y b"_qs), QStringList{u"Daily Backup"_qs});
+        QCOMPARE(ShortcutsList::filter(names, u"zzz"_qs), QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(ShortcutsListTest)
+#include "test_shortcuts_list.moc"

@@ -1,0 +1,530 @@
+#include "UiWorld.h"
+
+#include "ui/AddTaskView.h"
+#include "ui/ContentView.h"
+#include "ui/DayTimelineView.h"
+#include "ui/EditTaskView.h"
+#include "ui/EmptyStateView.h"
+#include "ui/FileDialog.h"
+#include "ui/LaunchdJobDetailView.h"
+#include "ui/LaunchdJobRow.h"
+#include "ui/SidebarView.h"
+#include "ui/TaskDetailView.h"
+#include "ui/TaskRowView.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QToolBar>
+#include <QToolButton>
+
+namespace {
+
+QStringList sidebarTaskNames(const ContentView &view)
+{
+    QStringList names;
+    QListWidget *list = view.sidebar()->list();
+    for (int i = 0; i < list->count(); ++i) {
+        if (auto *row = qobject_cast<TaskRowView *>(list->itemWidget(list->item(i)))) {
+            names << row->task().name;
+        }
+    }
+    return names;
+}
+
+QStringList sidebarJobLabels(const ContentView &view)
+{
+    QStringList labels;
+    QListWidget *list = view.sidebar()->list();
+    for (int i = 0; i < list->count(); ++i) {
+        if (auto *row = qobject_cast<LaunchdJobRow *>(list->itemWidget(list->item(i)))) {
+            labels << row->job().label;
+        }
+    }
+    return labels;
+}
+
+void clickRow(const ContentView &view, const SidebarSection &section)
+{
+    QListWidget *list = view.sidebar()->list();
+    QListWidgetItem *item = view.sidebar()->item(section);
+    QVERIFY2(item, "row not listed");
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
+}
+
+QStringList menuTexts(QMenu *menu)
+{
+    QStringList texts;
+    for (QAction *action : menu->actions()) {
+        texts << action->text();
+    }
+    return texts;
+}
+
+void triggerMenu(ContentView &view, const ScheduledTask &task, const QString &text)
+{
+    std::unique_ptr<QMenu> menu(view.createContextMenu(task, &view));
+    for (QAction *action : menu->actions()) {
+        if (action->text() == text) {
+            action->trigger();
+            return;
+        }
+    }
+    QFAIL(qPrintable(u"no menu item " % text));
+}
+
+QToolButton *toolButton(const ContentView &view, const QString &name)
+{
+    return view.toolBar()->findChild<QToolButton *>(name);
+}
+
+bool toolVisible(const ContentView &view, const QString &name)
+{
+    QCoreApplication::processEvents(); // the tool bar lays itself out on a posted request
+    return toolButton(view, name)->isVisibleTo(view.toolBar());
+}
+
+QString emptyStateTitle(const ContentView &view)
+{
+    auto *empty = qobject_cast<EmptyStateView *>(view.detailWidget());
+    return empty ? empty->title() : QStringLiteral("<no empty state>");
+}
+
+} // namespace
+
+class ContentViewTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<UiWorld> world;
+    std::unique_ptr<TaskStore> store;
+    std::unique_ptr<ContentView> view;
+
+    void open(const QList<ScheduledTask> &tasks = {})
+    {
+        world->writeTasks(tasks);
+        store = world->openStore();
+        view = std::make_unique<ContentView>(*store);
+        view->resize(900, 600);
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        flushDeletes();
+    }
+
+private Q_SLOTS:
+    void init() { world = std::make_unique<UiWorld>(); }
+    void cleanup()
+    {
+        view.reset();
+        store.reset();
+        flushDeletes();
+        world.reset();
+    }
+
+    void identifiers_areObjectAndAccessibleNames()
+    {
+        open();
+        for (const QString &name : {u"toolbar-add-task"_qs, u"sidebar-add-task"_qs}) {
+            QWidget *widget = view->findChild<QWidget *>(name);
+            QVERIFY2(widget, qPrintable(name));
+            QCOMPARE(widget->accessibleName(), name);
+        }
+        QCOMPARE(toolButton(*view, u"toolbar-add-task"_qs)->text(), u"Add Task"_qs);
+        QCOMPARE(view->sidebar()->filterField()->placeholderText(), u"Filter..."_qs);
+        QCOMPARE(view->sidebar()->findChild<QLabel *>(u"sidebar-timeline"_qs)->text(), u"Timeline"_qs);
+    }
+
+    void noTasks_showsNoTasksAndAddYourFirstTask()
+    {
+        open();
+        QCOMPARE(emptyStateTitle(*view), u"No Tasks"_qs);
+        auto *empty = qobject_cast<EmptyStateView *>(view->detailWidget());
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-description"_qs)->text(),
+                 u"Schedule CLI commands to run automatically."_qs);
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-icon"_qs)->accessibleName(), u"calendar.badge.clock"_qs);
+        QCOMPARE(empty->actionButton()->text(), u"Add Task"_qs);
+        QCOMPARE(view->sidebar()->addButton()->text(), u"Add your first task"_qs);
+    }
+
+    void addingTheFirstTask_selectsItAndRenamesTheButton()
+    {
+        open();
+        QTest::mouseClick(view->sidebar()->addButton(), Qt::LeftButton);
+        auto *sheet = view->findChild<AddTaskView *>();
+        QVERIFY(sheet);
+        QTRY_VERIFY(sheet->isVisible());
+        QTest::keyClicks(sheet->findChild<QLineEdit *>(u"form-task-name"_qs), u"Nightly build"_qs);
+        QTest::keyClicks(sheet->findChild<QPlainTextEdit *>(u"form-task-command"_qs), u"npm run build"_qs);
+        QTest::mouseClick(sheet->findChild<QPushButton *>(u"form-add-task"_qs), Qt::LeftButton);
+        QCOMPARE(store->tasks().size(), 1);
+        const ScheduledTask created = store->tasks().first();
+        QCOMPARE(created.name, u"Nightly build"_qs);
+        QCOMPARE(view->selection(), std::optional(SidebarSection::task(created.id)));
+        auto *detail = qobject_cast<TaskDetailView *>(view->detailWidget());
+        QVERIFY(detail);
+        QCOMPARE(detail->task().id, created.id);
+        QCOMPARE(view->sidebar()->addButton()->text(), u"Add Task"_qs);
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Nightly build"_qs});
+    }
+
+    void toolbarAndNewTaskCommand_openTheAddSheet()
+    {
+        open({UiWorld::task(u"a"_qs, u"true"_qs)});
+        QTest::mouseClick(toolButton(*view, u"toolbar-add-task"_qs), Qt::LeftButton);
+        QTRY_VERIFY(view->findChild<AddTaskView *>() && view->findChild<AddTaskView *>()->isVisible());
+        // Asking again while it is open keeps the one sheet.
+        view->addNewTask();
+        QCOMPARE(view->findChildren<AddTaskView *>().size(), 1);
+    }
+
+    void tasksButNoSelection_showsNoSelection()
+    {
+        open({UiWorld::task(u"a"_qs, u"true"_qs)});
+        QCOMPARE(emptyStateTitle(*view), u"No Selection"_qs);
+        auto *empty = qobject_cast<EmptyStateView *>(view->detailWidget());
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-description"_qs)->text(), u"Select a task from the sidebar."_qs);
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-icon"_qs)->accessibleName(), u"clock.badge.questionmark"_qs);
+        QVERIFY(!empty->actionButton());
+    }
+
+    void clickingARow_showsItsDetail_andAVanishedTaskShowsNoSelection()
+    {
+        const ScheduledTask a = UiWorld::task(u"Alpha"_qs, u"true"_qs);
+        const ScheduledTask b = UiWorld::task(u"Beta"_qs, u"false"_qs);
+        open({a, b});
+        clickRow(*view, SidebarSection::task(b.id));
+        QCOMPARE(view->selection(), std::optional(SidebarSection::task(b.id)));
+        QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().name, u"Beta"_qs);
+        view->setSelection(SidebarSection::task(QUuid::createUuid()));
+        QCOMPARE(emptyStateTitle(*view), u"No Selection"_qs);
+        view->setSelection(SidebarSection::systemJob(u"/nowhere.plist"_qs));
+        QCOMPARE(emptyStateTitle(*view), u"No Selection"_qs);
+        clickRow(*view, SidebarSection::timeline());
+        QVERIFY(qobject_cast<DayTimelineView *>(view->detailWidget()));
+    }
+
+    void filter_matchesNameThenCommand_caseInsensitively()
+    {
+        open({UiWorld::task(u"Deploy site"_qs, u"npm run build && rsync"_qs), UiWorld::task(u"Backup"_qs, u"tar czf"_qs),
+              UiWorld::task(u"Ping"_qs, u"ping -c1 example.org"_qs)});
+        QTest::keyClicks(view->sidebar()->filterField(), u"BUILD"_qs);
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Deploy site"_qs});
+        view->sidebar()->filterField()->clear();
+        QTest::keyClicks(view->sidebar()->filterField(), u"back"_qs);
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Backup"_qs});
+        view->sidebar()->filterField()->clear();
+        // Used as typed: a trailing blank is part of the text.
+        QTest::keyClicks(view->sidebar()->filterField(), u"ping "_qs);
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Ping"_qs});
+        view->sidebar()->filterField()->clear();
+        QCOMPARE(sidebarTaskNames(*view), (QStringList{u"Deploy site"_qs, u"Backup"_qs, u"Ping"_qs}));
+    }
+
+    void systemJobs_scannedOnShow_countedInFull_andFiltered()
+    {
+        world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.agent"_qs,
+                        "<key>ProgramArguments</key><array><string>/usr/bin/backup</string><string>--all</string></array>"
+                        "<key>StartInterval</key><integer>600</integer>");
+        world->writeJob(world->globalAgentsDir(), u"org.other.noprogram"_qs);
+        world->writeJob(world->globalDaemonsDir(), u"com.moxley.task.ABC"_qs); // ours: never listed
+        world->writeTasks({});
+        store = world->openStore();
+        view = std::make_unique<ContentView>(*store);
+        QVERIFY(view->systemJobs().isEmpty()); // nothing is read before the view is shown
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        QCOMPARE(view->systemJobs().size(), 2);
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"2"_qs);
+        QVERIFY(sidebarJobLabels(*view).isEmpty()); // collapsed at start
+        QTest::mouseClick(view->sidebar()->systemJobsDisclosure(), Qt::LeftButton);
+        QVERIFY(view->showSystemJobs());
+        QCOMPARE(sidebarJobLabels(*view), (QStringList{u"com.example.agent"_qs, u"org.other.noprogram"_qs}));
+
+        QTest::keyClicks(view->sidebar()->filterField(), u"unknown"_qs);
+        QCOMPARE(sidebarJobLabels(*view), QStringList{u"org.other.noprogram"_qs});
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"2"_qs); // all of them, not the filtered ones
+        view->sidebar()->filterField()->clear();
+        QTest::keyClicks(view->sidebar()->filterField(), u"BACKUP --ALL"_qs);
+        QCOMPARE(sidebarJobLabels(*view), QStringList{u"com.example.agent"_qs});
+        view->sidebar()->filterField()->clear();
+
+        // Shown again: no second scan.
+        world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.later"_qs);
+        view->hide();
+        view->show();
+        QCOMPARE(view->systemJobs().size(), 2);
+
+        const QString path = world->sandbox.launchAgentsDir() % u"/com.example.agent.plist";
+        clickRow(*view, SidebarSection::systemJob(path));
+        auto *detail = qobject_cast<LaunchdJobDetailView *>(view->detailWidget());
+        QVERIFY(detail);
+        QCOMPARE(detail->job().label, u"com.example.agent"_qs);
+
+        QTest::mouseClick(view->sidebar()->systemJobsDisclosure(), Qt::LeftButton);
+        QVERIFY(!view->showSystemJobs());
+        QVERIFY(sidebarJobLabels(*view).isEmpty());
+    }
+
+    void selectMode_selectAllFollowsTheFilter()
+    {
+        open({UiWorld::task(u"Build app"_qs, u"make"_qs), UiWorld::task(u"Build docs"_qs, u"make docs"_qs),
+              UiWorld::task(u"Backup"_qs, u"tar"_qs)});
+        clickRow(*view, SidebarSection::task(store->tasks().at(0).id));
+        QPushButton *select = view->sidebar()->selectButton();
+        QCOMPARE(select->text(), u"Select"_qs);
+        QVERIFY(toolVisible(*view, u"toolbar-add-task"_qs));
+        QVERIFY(!toolVisible(*view, u"toolbar-export"_qs));
+
+        QTest::mouseClick(select, Qt::LeftButton);
+        QVERIFY(view->isSelectMode());
+        QVERIFY(!view->selection()); // entering select mode clears the selection
+        QVERIFY(view->selectedTaskIDs().isEmpty());
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_qs);
+        QVERIFY(!toolVisible(*view, u"toolbar-add-task"_qs));
+        QVERIFY(toolVisible(*view, u"toolbar-export"_qs));
+        QVERIFY(toolVisible(*view, u"toolbar-delete"_qs));
+        QVERIFY(toolVisible(*view, u"toolbar-done"_qs));
+        QCOMPARE(toolButton(*view, u"toolbar-export"_qs)->text(), u"Export"_qs);
+        QCOMPARE(toolButton(*view, u"toolbar-delete"_qs)->text(), u"Delete"_qs);
+        QCOMPARE(toolButton(*view, u"toolbar-done"_qs)->text(), u"Done"_qs);
+        QVERIFY(!toolButton(*view, u"toolbar-export"_qs)->isEnabled());
+        QVERIFY(!toolButton(*view, u"toolbar-delete"_qs)->isEnabled());
+
+        QTest::keyClicks(view->sidebar()->filterField(), u"build"_qs);
+        QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
+        const QSet<QUuid> builds{store->tasks().at(0).id, store->tasks().at(1).id};
+        QCOMPARE(view->selectedTaskIDs(), builds);
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Deselect All"_qs);
+        QVERIFY(toolButton(*view, u"toolbar-export"_qs)->isEnabled());
+        QVERIFY(toolButton(*view, u"toolbar-delete"_qs)->isEnabled());
+
+        view->sidebar()->filterField()->clear();
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_qs);
+        QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
+        QCOMPARE(view->selectedTaskIDs().size(), 3);
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Deselect All"_qs);
+        QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
+        QVERIFY(view->selectedTaskIDs().isEmpty());
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_qs);
+
+        QTest::mouseClick(toolButton(*view, u"toolbar-done"_qs), Qt::LeftButton);
+        QVERIFY(!view->isSelectMode());
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select"_qs);
+        QVERIFY(toolVisible(*view, u"toolbar-add-task"_qs));
+    }
+
+    void selectMode_clickingARowTogglesItsTick()
+    {
+        open({UiWorld::task(u"a"_qs, u"true"_qs), UiWorld::task(u"b"_qs, u"true"_qs)});
+        const QUuid a = store->tasks().at(0).id;
+        view->enterSelectMode();
+        auto tickOf = [this](const QUuid &id) {
+            return static_cast<TaskRowView *>(view->sidebar()->rowWidget(SidebarSection::task(id)))->tick();
+        };
+        QCOMPARE(tickOf(a), std::optional(false));
+        clickRow(*view, SidebarSection::task(a));
+        QCOMPARE(view->selectedTaskIDs(), QSet<QUuid>{a});
+        QCOMPARE(tickOf(a), std::optional(true));
+        QVERIFY(!view->selection()); // ticking selects nothing
+        clickRow(*view, SidebarSection::task(a));
+        QVERIFY(view->selectedTaskIDs().isEmpty());
+        QCOMPARE(tickOf(a), std::optional(false));
+        view->leaveSelectMode();
+        QCOMPARE(tickOf(a), std::nullopt);
+    }
+
+    void contextMenu_itemsInOrder_andEnableDisable()
+    {
+        const ScheduledTask on = UiWorld::task(u"on"_qs, u"true"_qs, TaskSchedule::daily({{9, 0}}), true);
+        const ScheduledTask off = UiWorld::task(u"off"_qs, u"true"_qs);
+        open({on, off});
+        std::unique_ptr<QMenu> onMenu(view->createContextMenu(on, view.get()));
+        QCOMPARE(menuTexts(onMenu.get()), (QStringList{u"Edit..."_qs, u"Duplicate"_qs, u"Disable"_qs, u"Delete"_qs}));
+        std::unique_ptr<QMenu> offMenu(view->createContextMenu(off, view.get()));
+        QCOMPARE(menuTexts(offMenu.get()), (QStringList{u"Edit..."_qs, u"Duplicate"_qs, u"Enable"_qs, u"Delete"_qs}));
+
+        triggerMenu(*view, off, u"Enable"_qs);
+        QVERIFY(store->task(off.id)->isEnabled);
+        triggerMenu(*view, on, u"Disable"_qs);
+        QVERIFY(!store->task(on.id)->isEnabled);
+
+        triggerMenu(*view, off, u"Edit..."_qs);
+        auto *sheet = view->findChild<EditTaskView *>();
+        QVERIFY(sheet);
+        QCOMPARE(sheet->originalTask().id, off.id);
+    }
+
+    void duplicate_selectsTheCopy()
+    {
+        const ScheduledTask a = UiWorld::task(u"Alpha"_qs, u"true"_qs);
+        open({a});
+        triggerMenu(*view, a, u"Duplicate"_qs);
+        QCOMPARE(store->tasks().size(), 2);
+        const ScheduledTask copy = store->tasks().at(1);
+        QCOMPARE(copy.name, u"Alpha (copy)"_qs);
+        QCOMPARE(view->selection(), std::optional(SidebarSection::task(copy.id)));
+        QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().id, copy.id);
+
+        // The detail's own "Duplicate" does the same.
+        QTest::mouseClick(visibleChild<QPushButton>(view->detailWidget(), u"detail-duplicate"_qs), Qt::LeftButton);
+        QCOMPARE(store->tasks().size(), 3);
+        QCOMPARE(view->selection(), std::optional(SidebarSection::task(store->tasks().at(2).id)));
+    }
+
+    void singleDelete_confirmationTexts_cancelKeeps_deleteRemoves()
+    {
+        const ScheduledTask quoted = UiWorld::task(u"Say \"hi\""_qs, u"echo hi"_qs, TaskSchedule::daily({{9, 0}}), true);
+        const ScheduledTask other = UiWorld::task(u"Other"_qs, u"true"_qs);
+        open({quoted, other});
+        view->setSelection(SidebarSection::task(quoted.id));
+
+        MessageBox::setNextAnswer(u"Cancel"_qs);
+        triggerMenu(*view, quoted, u"Delete"_qs);
+        QCOMPARE(MessageBox::history().size(), 1);
+        const MessageBox::Shown shown = MessageBox::history().last();
+        QCOMPARE(shown.title, u"Delete Task"_qs);
+        QCOMPARE(shown.text, u"Are you sure you want to delete \"Say \"hi\"\"? This will also remove the launchd job."_qs);
+        QCOMPARE(shown.buttons, (QStringList{u"Cancel"_qs, u"Delete"_qs}));
+        QCOMPARE(store->tasks().size(), 2);
+        QCOMPARE(view->selection(), std::optional(SidebarSection::task(quoted.id)));
+
+        world->launchctl.clearCalls();
+        MessageBox::setNextAnswer(u"Delete"_qs);
+        QTest::mouseClick(visibleChild<QPushButton>(view->detailWidget(), u"detail-delete"_qs), Qt::LeftButton);
+        QCOMPARE(store->tasks().size(), 1);
+        QVERIFY(!store->task(quoted.id));
+        QVERIFY(!view->selection());
+        QCOMPARE(emptyStateTitle(*view), u"No Selection"_qs);
+        QVERIFY(!world->launchctl.calls().isEmpty());
+        QCOMPARE(world->launchctl.calls().first().value(0), u"unload"_qs);
+    }
+
+    void deletingAnotherTask_keepsTheSelection()
+    {
+        const ScheduledTask a = UiWorld::task(u"a"_qs, u"true"_qs);
+        const ScheduledTask b = UiWorld::task(u"b"_qs, u"true"_qs);
+        open({a, b});
+        view->setSelection(SidebarSection::task(a.id));
+        MessageBox::setNextAnswer(u"Delete"_qs);
+        triggerMenu(*view, b, u"Delete"_qs);
+        QCOMPARE(store->tasks().size(), 1);
+        QCOMPARE(view->selection(), std::optional(SidebarSection::task(a.id)));
+        QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().id, a.id);
+    }
+
+    void bulkDelete_ofOneTask_keepsThePlural()
+    {
+        const ScheduledTask a = UiWorld::task(u"a"_qs, u"true"_qs);
+        const ScheduledTask b = UiWorld::task(u"b"_qs, u"true"_qs);
+        open({a, b});
+        view->enterSelectMode();
+        view->setSelection(SidebarSection::timeline());
+        view->toggleTick(b.id);
+
+        MessageBox::setNextAnswer(u"Cancel"_qs);
+        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_qs), Qt::LeftButton);
+        QCOMPARE(MessageBox::history().last().title, u"Delete 1 Tasks"_qs);
+        QCOMPARE(MessageBox::history().last().text,
+                 u"Are you sure you want to delete 1 tasks? This will also remove their launchd jobs."_qs);
+        QCOMPARE(MessageBox::history().last().buttons, (QStringList{u"Cancel"_qs, u"Delete"_qs}));
+        QCOMPARE(store->tasks().size(), 2);
+        QVERIFY(view->isSelectMode());
+
+        MessageBox::setNextAnswer(u"Delete"_qs);
+        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_qs), Qt::LeftButton);
+        QCOMPARE(store->tasks().size(), 1);
+        QCOMPARE(store->tasks().first().id, a.id);
+        QVERIFY(!view->isSelectMode());
+        QVERIFY(view->selectedTaskIDs().isEmpty());
+        QCOMPARE(view->selection(), std::optional(SidebarSection::timeline())); // not a deleted task: kept
+        QVERIFY(toolVisible(*view, u"toolbar-add-task"_qs));
+    }
+
+    void bulkDelete_ofSeveral_countsThem()
+    {
+        open({UiWorld::task(u"a"_qs, u"true"_qs), UiWorld::task(u"b"_qs, u"true"_qs), UiWorld::task(u"c"_qs, u"true"_qs)});
+        view->enterSelectMode();
+        view->selectAllOrNone();
+        MessageBox::setNextAnswer(u"Delete"_qs);
+        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_qs), Qt::LeftButton);
+        QCOMPARE(MessageBox::history().last().title, u"Delete 3 Tasks"_qs);
+        QCOMPARE(MessageBox::history().last().text,
+                 u"Are you sure you want to delete 3 tasks? This will also remove their launchd jobs."_qs);
+        QVERIFY(store->tasks().isEmpty());
+        QCOMPARE(emptyStateTitle(*view), u"No Tasks"_qs);
+        QCOMPARE(view->sidebar()->addButton()->text(), u"Add your first task"_qs);
+    }
+
+    void exportOfTickedTasks_writesThemInStoreOrder_andStaysInSelectMode()
+    {
+        const ScheduledTask a = UiWorld::task(u"a"_qs, u"true"_qs);
+        const ScheduledTask b = UiWorld::task(u"b"_qs, u"true"_qs);
+        const ScheduledTask c = UiWorld::task(u"c"_qs, u"true"_qs);
+        open({a, b, c});
+        view->enterSelectMode();
+        view->toggleTick(c.id);
+        view->toggleTick(a.id);
+        const QString path = world->sandbox.root() % u"/out/chosen.json";
+        QDir().mkpath(world->sandbox.root() % u"/out");
+        FileDialog::setNextFileName(path);
+        QTest::mouseClick(toolButton(*view, u"toolbar-export"_qs), Qt::LeftButton);
+        QCOMPARE(FileDialog::lastProposedName(), u"Moxley-tasks.json"_qs);
+        QCOMPARE(Sandbox::readFile(path), TaskMigration::encode({store->tasks().at(0), store->tasks().at(2)}));
+        QVERIFY(view->isSelectMode());
+        QCOMPARE(view->selectedTaskIDs(), (QSet<QUuid>{a.id, c.id}));
+
+        // Cancelling the panel writes nothing.
+        QFile::remove(path);
+        FileDialog::setNextFileName(QString());
+        QTest::mouseClick(toolButton(*view, u"toolbar-export"_qs), Qt::LeftButton);
+        QVERIFY(!QFile::exists(path));
+    }
+
+    void errorAlert_okClearsTheStoresError()
+    {
+        const ScheduledTask off = UiWorld::task(u"off"_qs, u"true"_qs);
+        open({off});
+        world->launchctl.setExitStatus(1, u"load"_qs);
+        MessageBox::setNextAnswer(u"OK"_qs);
+        triggerMenu(*view, off, u"Enable"_qs);
+        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code 1)"_qs));
+        QTRY_VERIFY(!store->lastError());
+        QCOMPARE(MessageBox::history().size(), 1);
+        QCOMPARE(MessageBox::history().last().title, u"Error"_qs);
+        QCOMPARE(MessageBox::history().last().text, u"launchctl load failed (exit code 1)"_qs);
+        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_qs});
+    }
+
+    void noticeAlert_okClearsTheStoresWarning()
+    {
+        const ScheduledTask a = UiWorld::task(u"a"_qs, u"true"_qs);
+        open({a});
+        MessageBox::setNextAnswer(u"OK"_qs);
+        store->importTasks(TaskMigration::encode({a}));
+        QCOMPARE(store->lastWarning(), std::optional(u"Skipped 1 task with ID already present."_qs));
+        QTRY_VERIFY(!store->lastWarning());
+        QCOMPARE(MessageBox::history().last().title, u"Notice"_qs);
+        QCOMPARE(MessageBox::history().last().text, u"Skipped 1 task with ID already present."_qs);
+        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_qs});
+    }
+
+    void errorFromStartUp_isShownOnceTheViewAppears()
+    {
+        world->sandbox.writeTasksFile("{ not json");
+        store = world->openStore();
+        QVERIFY(store->lastError());
+        view = std::make_unique<ContentView>(*store);
+        MessageBox::setNextAnswer(u"OK"_qs);
+        view->show();
+        QTRY_VERIFY(!store->lastError());
+        QCOMPARE(MessageBox::history().last().title, u"Error"_qs);
+        QVERIFY(MessageBox::history().last().text.startsWith(u"Failed to load tasks: "_qs));
+    }
+};
+
+QTEST_MAIN(ContentViewTest)
+#include "test_content_view.moc"

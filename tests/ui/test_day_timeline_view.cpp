@@ -1,0 +1,256 @@
+#include "UiWorld.h"
+
+#include "ui/DayTimelineView.h"
+#include "ui/SystemJobTimelineItemView.h"
+#include "ui/TimelineItemView.h"
+#include "ui/ViewStyle.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QScrollArea>
+
+namespace {
+
+const QTimeZone kZone = QTimeZone::utc();
+
+QDateTime today(int hour, int minute, int second = 0)
+{
+    return QDateTime(UiWorld::now().date(), QTime(hour, minute, second), kZone);
+}
+
+QString runLine(const QDateTime &start, int seconds, int exitCode)
+{
+    const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_qs;
+    return start.toUTC().toString(format) % u'\t' % start.addSecs(seconds).toUTC().toString(format) % u'\t' %
+           QString::number(exitCode) % u'\n';
+}
+
+QColor blend(QColor over, qreal alpha, const QColor &under)
+{
+    return QColor::fromRgbF(over.redF() * alpha + under.redF() * (1 - alpha),
+                            over.greenF() * alpha + under.greenF() * (1 - alpha),
+                            over.blueF() * alpha + under.blueF() * (1 - alpha));
+}
+
+bool near(const QColor &a, const QColor &b, int tolerance = 8)
+{
+    return qAbs(a.red() - b.red()) <= tolerance && qAbs(a.green() - b.green()) <= tolerance &&
+           qAbs(a.blue() - b.blue()) <= tolerance;
+}
+
+QString describe(const QColor &c) { return QString::asprintf("rgb(%d,%d,%d)", c.red(), c.green(), c.blue()); }
+
+} // namespace
+
+class DayTimelineViewTest : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<UiWorld> world;
+    std::unique_ptr<TaskStore> store;
+    std::unique_ptr<DayTimelineView> view;
+    QImage image;
+
+    void open(const QList<ScheduledTask> &tasks, const QList<LaunchdJob> &jobs = {})
+    {
+        world->writeTasks(tasks);
+        store = world->openStore();
+        view = std::make_unique<DayTimelineView>(*store, jobs);
+        view->setTimeZone(kZone);
+        view->setClock([] { return UiWorld::now(); });
+        view->resize(2000, 700);
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        flushDeletes();
+    }
+    void writeRuns(const ScheduledTask &task, const QString &lines)
+    {
+        Sandbox::writeFile(store->launchdServiceForViews().runsPath(task), lines.toUtf8());
+    }
+    void render()
+    {
+        flushDeletes();
+        image = view->grab().toImage();
+        QCOMPARE(image.size(), QSize(2000, 700) * image.devicePixelRatio());
+    }
+    QList<TimelineItemView *> taskRows() const
+    {
+        QList<TimelineItemView *> rows;
+        for (TimelineItemView *row : view->findChildren<TimelineItemView *>()) {
+            if (row->isVisibleTo(view.get())) {
+                rows << row;
+            }
+        }
+        return rows;
+    }
+    // The pixel `offset` points into the time area after minute `minute`, at mid height.
+    QColor pixel(const TimelineItemView *row, double minute, int offset = 1) const
+    {
+        const QRectF area = row->timeArea();
+        const QPoint inView = row->mapTo(view.get(), QPoint(int(std::floor(row->xForMinute(minute))) + offset,
+                                                            int(area.center().y())));
+        return image.pixelColor(inView);
+    }
+
+private Q_SLOTS:
+    void init() { world = std::make_unique<UiWorld>(); }
+    void cleanup()
+    {
+        view.reset();
+        store.reset();
+        flushDeletes();
+        world.reset();
+    }
+
+    void marks_areDrawnWhereTheDaySaysAndNowhereElse()
+    {
+        ScheduledTask daily = UiWorld::task(u"Daily"_qs, u"true"_qs, TaskSchedule::daily({{6, 0}}), true);
+        ScheduledTask weekly = UiWorld::task(u"Weekly"_qs, u"true"_qs, TaskSchedule::weekly({4}, {{9, 0}}), true);
+        ScheduledTask monthly = UiWorld::task(u"Monthly"_qs, u"true"_qs, TaskSchedule::monthly(15, {{12, 0}}), true);
+        ScheduledTask waking = UiWorld::task(u"Wake"_qs, u"true"_qs, TaskSchedule::daily({{0, 2}, {18, 0}}), true);
+        waking.wakeBeforeRun = true;
+        const ScheduledTask disabled = UiWorld::task(u"Off"_qs, u"true"_qs, TaskSchedule::daily({{3, 0}}), false);
+        const ScheduledTask atLoad = UiWorld::task(u"Load"_qs, u"true"_qs, TaskSchedule::runAtLoad(), true);
+        open({daily, weekly, monthly, waking, disabled, atLoad});
+        // A 10-second run three minutes after 06:00, and one from yesterday at noon.
+        writeRuns(daily, runLine(today(6, 3), 10, 0) % runLine(today(12, 0).addDays(-1), 60, 0));
+        writeRuns(weekly, runLine(today(9, 0), 30, 1)); // failed
+        view->reload();
+        render();
+
+        const QList<TimelineItemView *> rows = taskRows();
+        QCOMPARE(rows.size(), 4);
+        QCOMPARE(rows.at(0)->row().task.name, u"Daily"_qs);
+        QCOMPARE(rows.at(3)->row().task.name, u"Wake"_qs);
+        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-my-tasks"_qs)->text(), u"MY TASKS"_qs);
+        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-empty"_qs));
+        for (TimelineItemView *row : rows) {
+            QCOMPARE(row->timeArea().left(), 138.0);
+            QCOMPARE(row->timeArea().height(), 20.0);
+        }
+
+        const QColor other = TimelineItemView::kindColor(TaskSchedule::Kind::daily);
+        QCOMPARE(other, QColor::fromRgbF(0.29f, 0.49f, 0.34f));
+        QCOMPARE(TimelineItemView::kindColor(TaskSchedule::Kind::weekly), ViewStyle::blue());
+        QCOMPARE(TimelineItemView::kindColor(TaskSchedule::Kind::monthlyLastDay), ViewStyle::purple());
+
+        // Daily: a run bar at 06:03 in the kind colour at 0.8; the 06:00 occurrence has run, so no pending bar.
+        const QColor track = pixel(rows.at(0), 1000);
+        const QColor runBar = pixel(rows.at(0), 363);
+        QVERIFY2(near(runBar, blend(other, 0.8, track)), qPrintable(describe(runBar)));
+        QVERIFY2(near(pixel(rows.at(0), 360), track), qPrintable(describe(pixel(rows.at(0), 360))));
+        QVERIFY(near(pixel(rows.at(0), 720), track)); // yesterday's run draws nothing
+        // A 10-second run is 1 minute wide but at least 2 points: here 2 points.
+        QVERIFY(near(pixel(rows.at(0), 363, 0), blend(other, 0.8, track), 40) ||
+                near(pixel(rows.at(0), 363, 2), blend(other, 0.8, track)));
+        QVERIFY(near(pixel(rows.at(0), 363, 4), track));
+
+        // Weekly on a Wednesday: the failed run is red at 0.7, whatever the kind.
+        const QColor failed = pixel(rows.at(1), 540);
+        QVERIFY2(near(failed, blend(ViewStyle::red(), 0.7, track)), qPrintable(describe(failed)));
+
+        // Monthly on another day of the month still shows: a pending purple bar at noon.
+        const QColor pending = pixel(rows.at(2), 720);
+        QVERIFY2(near(pending, ViewStyle::purple()), qPrintable(describe(pending)));
+        QVERIFY(near(pixel(rows.at(2), 700), track));
+        QVERIFY(near(pixel(rows.at(2), 730), track));
+
+        // Wake: the window before 00:02 starts at minute 0; the one before 18:00 at 17:55.
+        const QColor wakeFill = blend(ViewStyle::orange(), 0.2, track);
+        QVERIFY2(near(pixel(rows.at(3), 0), wakeFill), qPrintable(describe(pixel(rows.at(3), 0))));
+        QVERIFY2(near(pixel(rows.at(3), 1075, 2), wakeFill), qPrintable(describe(pixel(rows.at(3), 1075, 2))));
+        QVERIFY(near(pixel(rows.at(3), 1080), other)); // the pending occurrence on top
+        QVERIFY(near(pixel(rows.at(3), 1070), track));
+        QVERIFY(near(pixel(rows.at(3), 600), track));
+    }
+
+    void noPlacedTasks_saysSo_untilSystemJobsShow()
+    {
+        LaunchdJob hourly;
+        hourly.id = u"/x/com.example.tools.cleanup.plist"_qs;
+        hourly.label = u"com.example.tools.cleanup"_qs;
+        hourly.startInterval = 3600;
+        LaunchdJob single;
+        single.id = u"/x/single.plist"_qs;
+        single.label = u"single"_qs;
+        single.startCalendarInterval = QMap<QString, qint64>{{u"Hour"_qs, 9}, {u"Minute"_qs, 30}};
+        LaunchdJob off = hourly;
+        off.id = u"/x/off.plist"_qs;
+        off.label = u"com.example.off"_qs;
+        off.disabled = true;
+        LaunchdJob manual;
+        manual.id = u"/x/manual.plist"_qs;
+        manual.label = u"com.example.manual"_qs;
+        open({UiWorld::task(u"Off"_qs, u"true"_qs)}, {hourly, single, off, manual});
+        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-empty"_qs)->text(), u"No enabled tasks"_qs);
+        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-my-tasks"_qs));
+
+        auto *toggle = visibleChild<QCheckBox>(view.get(), u"timeline-system-jobs-toggle"_qs);
+        QCOMPARE(toggle->text(), u"System Jobs"_qs);
+        QTest::mouseClick(toggle, Qt::LeftButton);
+        flushDeletes();
+        QVERIFY(view->showSystemJobs());
+        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-empty"_qs));
+        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-system-jobs"_qs)->text(), u"SYSTEM JOBS"_qs);
+        QList<SystemJobTimelineItemView *> rows;
+        for (auto *row : view->findChildren<SystemJobTimelineItemView *>()) {
+            if (row->isVisibleTo(view.get())) {
+                rows << row;
+            }
+        }
+        QCOMPARE(rows.size(), 2);
+        QCOMPARE(rows.at(0)->row().name, u"tools.cleanup"_qs);
+        QCOMPARE(rows.at(0)->toolTip(), u"com.example.tools.cleanup"_qs);
+        QCOMPARE(rows.at(1)->row().name, u"single"_qs);
+
+        render();
+        const QRectF area = rows.at(1)->timeArea();
+        auto at = [&](const SystemJobTimelineItemView *row, double minute) {
+            return image.pixelColor(row->mapTo(view.get(), QPoint(int(std::floor(row->xForMinute(minute))) + 1,
+                                                                   int(area.center().y()))));
+        };
+        const QColor track = at(rows.at(1), 1000);
+        QVERIFY(!near(at(rows.at(1), 570), track, 20)); // 9:30
+        QVERIFY(near(at(rows.at(1), 600), track));
+        QVERIFY(!near(at(rows.at(0), 120), track, 20)); // every hour
+        QVERIFY(near(at(rows.at(0), 150), track));
+    }
+
+    void ruler_currentHourIsTheOnlyBoldOne()
+    {
+        open({});
+        render();
+        QWidget *ruler = visibleChild<QWidget>(view.get(), u"timeline-ruler"_qs);
+        QVERIFY(ruler);
+        QCOMPARE(ruler->height(), 16);
+        const double cell = (ruler->width() - 138) / 24.0;
+        const int paper = qGray(image.pixelColor(ruler->mapTo(view.get(), QPoint(2, 2))).rgb());
+        // How much darker than the paper a label's cell is.
+        auto ink = [&](int hour) {
+            double sum = 0;
+            for (int x = int(138 + hour * cell) + 1; x < int(138 + (hour + 1) * cell) - 1; ++x) {
+                for (int y = 0; y < 16; ++y) {
+                    const QColor c = image.pixelColor(ruler->mapTo(view.get(), QPoint(x, y)));
+                    sum += qMax(0, paper - qGray(c.rgb()));
+                }
+            }
+            return sum;
+        };
+        const double current = ink(14);
+        QVERIFY(current > 0);
+        for (int hour = 10; hour < 24; ++hour) {
+            if (hour != 14) {
+                QVERIFY2(current > 1.5 * ink(hour), qPrintable(QString::number(hour)));
+            }
+        }
+        // The indent over the name column stays blank.
+        for (int x = 0; x < 138; ++x) {
+            for (int y = 0; y < 16; ++y) {
+                QCOMPARE(qGray(image.pixelColor(ruler->mapTo(view.get(), QPoint(x, y))).rgb()), paper);
+            }
+        }
+    }
+};
+
+QTEST_MAIN(DayTimelineViewTest)
+#include "test_day_timeline_view.moc"

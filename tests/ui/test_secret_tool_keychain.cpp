@@ -1,0 +1,80 @@
+#include "Sandbox.h"
+#include "platform/Keychain.h"
+
+#include <QtTest>
+
+namespace {
+
+// A stand-in secret-tool with a real store in a folder: "store" reads the secret from standard
+// input, "lookup" prints it; every call's arguments are logged.
+QString writeFakeSecretTool(const Sandbox &sandbox)
+{
+    const QString path = sandbox.root() + u"/bin/secret-tool"_qs;
+    const QString store = sandbox.root() + u"/secrets"_qs;
+    Sandbox::writeFile(path, QString(uR"SH(#!/bin/bash
+store='%1'
+mkdir -p "$store"
+printf '%s\n' "$*" >> "$store/calls.log"
+cmd=$1; shift
+[ "$1" = "${1#--label=}" ] || shift
+key=$(printf '%s|' "$@" | base64 | tr -d '\n=/+')
+case $cmd in
+  store) cat > "$store/$key" ;;
+  lookup) [ -f "$store/$key" ] && cat "$store/$key" || exit 1 ;;
+  *) exit 2 ;;
+esac
+)SH"_qs.arg(store)).toUtf8(), 0755);
+    return path;
+}
+
+} // namespace
+
+class SecretToolKeychainTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void save_thenFoundForThatAddressOnly()
+    {
+        Sandbox sandbox;
+        SecretToolKeychain keychain(writeFakeSecretTool(sandbox));
+        QVERIFY(!keychain.hasCredentials(u"me@gmail.com"_qs));
+        QCOMPARE(keychain.save(u"me@gmail.com"_qs, u"abcd efgh ijkl mnop"_qs), std::nullopt);
+        QVERIFY(keychain.hasCredentials(u"me@gmail.com"_qs));
+        QVERIFY(!keychain.hasCredentials(u"other@gmail.com"_qs));
+    }
+
+    // The same attributes the Linux mail snippet looks up, and the password never as an argument.
+    void attributes_matchTheSnippet_passwordOnStdinOnly()
+    {
+        Sandbox sandbox;
+        SecretToolKeychain keychain(writeFakeSecretTool(sandbox));
+        QCOMPARE(keychain.save(u"me@gmail.com"_qs, u"abcd efgh ijkl mnop"_qs), std::nullopt);
+        const QString lookup = u"'" % sandbox.root() % u"/bin/secret-tool' lookup service com.moxley.gmail account "
+                                                       u"me@gmail.com";
+        const auto result = sandbox.run(u"/bin/sh"_qs, {u"-c"_qs, lookup});
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(result.out, QByteArray("abcd efgh ijkl mnop"));
+        const QByteArray calls = Sandbox::readFile(sandbox.root() + u"/secrets/calls.log"_qs);
+        QVERIFY(calls.startsWith("store --label=Moxley Gmail (me@gmail.com) service com.moxley.gmail account "
+                                 "me@gmail.com\n"));
+        QVERIFY(!calls.contains("abcd"));
+    }
+
+    void failures_areReported()
+    {
+        Sandbox sandbox;
+        SecretToolKeychain missing(sandbox.root() + u"/bin/nothing-here"_qs);
+        QVERIFY(missing.save(u"a@gmail.com"_qs, u"x"_qs).has_value());
+        QVERIFY(!missing.hasCredentials(u"a@gmail.com"_qs));
+
+        const QString failing = sandbox.root() + u"/bin/failing"_qs;
+        Sandbox::writeFile(failing, "#!/bin/sh\ncat >/dev/null\necho 'Cannot create an item in a locked collection' >&2\nexit 1\n",
+                           0755);
+        const auto error = SecretToolKeychain(failing).save(u"a@gmail.com"_qs, u"x"_qs);
+        QCOMPARE(error, std::optional<QString>(u"Cannot create an item in a locked collection"_qs));
+    }
+};
+
+QTEST_MAIN(SecretToolKeychainTest)
+#include "test_secret_tool_keychain.moc"

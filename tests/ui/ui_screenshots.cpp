@@ -1,0 +1,132 @@
+// Renders the main window's views with sample data into PNG files, for a person to look at:
+//   xvfb-run -a ui_screenshots OUTPUT_FOLDER
+// Not a test: it checks nothing by itself.
+#include "UiWorld.h"
+
+#include "ui/ContentView.h"
+#include "ui/DayTimelineView.h"
+#include "ui/SidebarView.h"
+
+#include <QApplication>
+#include <QListWidget>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QStyleFactory>
+#include <QTimer>
+
+namespace {
+
+QString runLine(const QDateTime &start, int seconds, int exitCode)
+{
+    const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_qs;
+    return start.toUTC().toString(format) % u'\t' % start.addSecs(seconds).toUTC().toString(format) % u'\t' %
+           QString::number(exitCode) % u'\n';
+}
+
+void settle()
+{
+    for (int i = 0; i < 5; ++i) {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCoreApplication::processEvents();
+        QTest::qWait(30);
+    }
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    QApplication::setStyle(QStyleFactory::create(u"Fusion"_qs));
+    const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : u"."_qs;
+    QDir().mkpath(out);
+
+    UiWorld world;
+    const QDateTime now = QDateTime::currentDateTime();
+    world.pmset.setOutput("Repeating power events:\n  wakepoweron at 2:25AM every day\n", u"-g"_qs);
+
+    ScheduledTask build = UiWorld::task(u"Nightly build"_qs, u"cd ~/src/app && npm run build"_qs,
+                                        TaskSchedule::daily({{2, 30}}), true);
+    build.workingDirectory = u"/Users/sam/src/app"_qs;
+    build.envFilePath = u"/Users/sam/src/app/.env"_qs;
+    build.wakeBeforeRun = true;
+    ScheduledTask backup = UiWorld::task(u"Backup photos"_qs, u"rsync -a ~/Pictures /Volumes/Backup/"_qs,
+                                         TaskSchedule::weekly({2, 4, 6}, {{7, 0}}), true);
+    ScheduledTask report = UiWorld::task(u"Monthly report"_qs, u"python3 report.py --month last"_qs,
+                                         TaskSchedule::monthlyLastDay({{18, 0}}), true);
+    ScheduledTask poll = UiWorld::task(u"Poll status page"_qs, u"curl -fsS https://status.example.org/ping"_qs,
+                                       TaskSchedule::interval(90), true);
+    ScheduledTask old = UiWorld::task(u"Clean downloads"_qs, u"find ~/Downloads -mtime +30 -delete"_qs,
+                                      TaskSchedule::monthlyNthWeekday(1, 2, {{9, 0}}), false);
+    world.writeJob(world.sandbox.launchAgentsDir(), u"com.example.sync-agent"_qs,
+                   "<key>ProgramArguments</key><array><string>/usr/local/bin/sync-agent</string>"
+                   "<string>--daemon</string></array><key>RunAtLoad</key><true/><key>KeepAlive</key><true/>"
+                   "<key>StandardOutPath</key><string>/tmp/sync-agent.out</string>"
+                   "<key>StandardErrorPath</key><string>/tmp/sync-agent.err</string>");
+    world.writeJob(world.globalAgentsDir(), u"com.vendor.updater.check"_qs,
+                   "<key>Program</key><string>/Library/Vendor/updater</string>"
+                   "<key>StartInterval</key><integer>14400</integer>");
+    world.writeJob(world.globalDaemonsDir(), u"org.example.backupd"_qs,
+                   "<key>ProgramArguments</key><array><string>/usr/libexec/backupd</string></array>"
+                   "<key>StartCalendarInterval</key><dict><key>Hour</key><integer>3</integer>"
+                   "<key>Minute</key><integer>15</integer></dict>");
+    world.writeJob(world.globalDaemonsDir(), u"org.example.disabled"_qs, "<key>Disabled</key><true/>");
+
+    world.writeTasks({build, backup, report, poll, old});
+    auto store = world.openStore();
+    const LaunchdService &files = store->launchdServiceForViews();
+    QString runs;
+    for (int day = 13; day >= 0; --day) {
+        const QDateTime start(now.date().addDays(-day), QTime(2, 30));
+        runs += runLine(start, 95 + day * 7, day == 4 ? 1 : 0);
+    }
+    Sandbox::writeFile(files.runsPath(build), runs.toUtf8());
+    QByteArray log;
+    for (int i = 1; i <= 64; ++i) {
+        log += "[build] step " + QByteArray::number(i) + ": compiled module " + QByteArray::number(i * 7) + " ok\n";
+    }
+    Sandbox::writeFile(files.stdoutLogPath(build), log);
+    QString backupRuns;
+    if (now.time() > QTime(7, 10)) {
+        backupRuns += runLine(QDateTime(now.date(), QTime(7, 1)), 600, 0);
+    }
+    Sandbox::writeFile(files.runsPath(backup), backupRuns.toUtf8());
+    QString pollRuns;
+    for (int minute = 0; minute < now.time().hour() * 60 + now.time().minute() - 90; minute += 90) {
+        pollRuns += runLine(QDateTime(now.date(), QTime(minute / 60, minute % 60, 5)), 2, minute == 540 ? 7 : 0);
+    }
+    Sandbox::writeFile(files.runsPath(poll), pollRuns.toUtf8());
+
+    ContentView view(*store);
+    view.setWindowTitle(u"Moxley"_qs);
+    view.resize(1040, 720);
+    view.show();
+    settle();
+
+    auto shoot = [&](const QString &name) {
+        settle();
+        view.grab().save(out % u'/' % name);
+    };
+    view.setSelection(std::nullopt);
+    shoot(u"main-window.png"_qs);
+    view.setSelection(SidebarSection::task(build.id));
+    shoot(u"task-detail.png"_qs);
+    if (auto *detail = qobject_cast<QScrollArea *>(view.detailWidget())) {
+        detail->verticalScrollBar()->setValue(620);
+    }
+    shoot(u"task-detail-output.png"_qs);
+    view.setShowSystemJobs(true);
+    view.setSelection(SidebarSection::systemJob(world.sandbox.launchAgentsDir() % u"/com.example.sync-agent.plist"));
+    shoot(u"system-job.png"_qs);
+    view.setSelection(SidebarSection::timeline());
+    if (auto *timeline = qobject_cast<DayTimelineView *>(view.detailWidget())) {
+        timeline->setShowSystemJobs(true);
+    }
+    shoot(u"timeline.png"_qs);
+    view.setShowSystemJobs(false);
+    view.enterSelectMode();
+    view.toggleTick(build.id);
+    view.toggleTick(report.id);
+    shoot(u"select-mode.png"_qs);
+    return 0;
+}

@@ -1,0 +1,148 @@
+// Draws each of the task-form views in a few telling states and saves them as PNG files, for a
+// person to look at: `xvfb-run -a ./view_screenshots OUTPUT_DIR`.
+#include "FakeKeychain.h"
+#include "Sandbox.h"
+#include "StandInTool.h"
+#include "launchd/PmsetService.h"
+#include "store/TaskStore.h"
+#include "ui/AddTaskView.h"
+#include "ui/EditTaskView.h"
+#include "ui/GmailSetupView.h"
+#include "ui/ShortcutsPickerView.h"
+#include "ui/TaskFormView.h"
+#include "ui/TestRunView.h"
+#include "runner/TaskRunner.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QPushButton>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+QString outputDir;
+
+void save(QWidget &widget, const QString &name)
+{
+    widget.show();
+    if (!QTest::qWaitForWindowExposed(&widget)) {
+        qWarning("%s was not exposed", qPrintable(name));
+    }
+    QTest::qWait(150);
+    const QString path = outputDir % u'/' % name % u".png";
+    if (!widget.grab().save(path)) {
+        qFatal("cannot write %s", qPrintable(path));
+    }
+    qInfo("%s", qPrintable(path));
+}
+
+template <typename Predicate> void waitFor(Predicate done)
+{
+    QTRY_VERIFY_WITH_TIMEOUT(done(), 20000);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    outputDir = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QDir::currentPath();
+    QDir().mkpath(outputDir);
+    qputenv("SHELL", "/bin/zsh");
+
+    Sandbox sandbox;
+    StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
+    StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
+    StandInTool shortcuts(sandbox, u"/usr/bin/shortcuts"_qs);
+    TaskStore::Options options;
+    options.tasksFile = sandbox.tasksFile();
+    options.pmsetService = std::make_shared<PmsetService>();
+    TaskStore store(std::move(options));
+
+    {
+        AddTaskView add(store);
+        add.resize(560, 760);
+        save(add, u"add-task-empty"_qs);
+    }
+    {
+        AddTaskView add(store);
+        add.resize(560, 860);
+        TaskFormFields fields;
+        fields.name = u"Morning backup"_qs;
+        fields.command = u"rsync -a ~/Documents /Volumes/Backup/\necho done"_qs;
+        fields.scheduleType = ScheduleType::weekly;
+        fields.weekdays = {2, 4, 6};
+        fields.times = {TimeOfDay{7, 0}, TimeOfDay{18, 30}};
+        fields.wakeBeforeRun = true;
+        fields.workingDirectory = u"/Users/you/project"_qs;
+        add.form()->setFields(fields);
+        save(add, u"add-task-weekly"_qs);
+    }
+    {
+        ScheduledTask task;
+        task.id = QUuid::createUuid();
+        task.name = u"Pay rent reminder"_qs;
+        task.command = u"osascript -e 'display notification \"Rent\"'"_qs;
+        task.schedule = TaskSchedule::monthlyNthWeekday(2, 2, {TimeOfDay{9, 0}});
+        task.wakeBeforeRun = true;
+        EditTaskView edit(store, task);
+        edit.resize(560, 780);
+        save(edit, u"edit-task-nth-weekday"_qs);
+        TaskFormFields fields = edit.form()->fields();
+        fields.monthlyType = MonthlyType::specificDay;
+        fields.dayOfMonth = 31;
+        edit.form()->setFields(fields);
+        save(edit, u"edit-task-day-31"_qs);
+        fields.scheduleType = ScheduleType::interval;
+        fields.intervalMinutes = 90;
+        edit.form()->setFields(fields);
+        save(edit, u"edit-task-interval"_qs);
+        fields.scheduleType = ScheduleType::runAtLoad;
+        fields.useLoginShell = false;
+        edit.form()->setFields(fields);
+        save(edit, u"edit-task-run-at-load"_qs);
+    }
+    {
+        TestRunView run(u"for i in 1 2 3; do echo \"line $i\"; done; echo oops >&2; exit 2"_qs, std::nullopt,
+                        std::nullopt, false);
+        run.show();
+        waitFor([&] { return run.runner().exitCode().has_value(); });
+        save(run, u"test-run-finished"_qs);
+    }
+    {
+        TestRunView run(u"sleep 5"_qs, std::nullopt, std::nullopt, false);
+        save(run, u"test-run-waiting"_qs);
+        run.runner().terminate();
+        waitFor([&] { return !run.runner().isRunning(); });
+    }
+    {
+        QTemporaryDir dir;
+        auto keychain = std::make_shared<FakeKeychain>();
+        auto settings = std::make_shared<QSettings>(dir.filePath(u"s.ini"_qs), QSettings::IniFormat);
+        GmailSetupView fresh(keychain, settings);
+        save(fresh, u"gmail-setup"_qs);
+        fresh.findChild<QPushButton *>(u"gmail-how-to"_qs)->click();
+        save(fresh, u"gmail-setup-help"_qs);
+        settings->setValue(u"gmail_account"_qs, u"me@gmail.com"_qs);
+        keychain->items.insert(u"me@gmail.com"_qs, u"x"_qs);
+        GmailSetupView saved(keychain, settings);
+        save(saved, u"gmail-setup-saved"_qs);
+    }
+    {
+        shortcuts.setOutput("Morning Brief\nDaily Backup\nTom's backup\nLog water\n", u"list"_qs);
+        ShortcutsPickerView picker;
+        picker.show();
+        waitFor([&] { return !picker.isLoading(); });
+        save(picker, u"shortcuts-list"_qs);
+        shortcuts.setOutput("\n", u"list"_qs);
+        shortcuts.setDelay(3);
+        ShortcutsPickerView loading;
+        save(loading, u"shortcuts-loading"_qs);
+        waitFor([&] { return !loading.isLoading(); });
+        save(loading, u"shortcuts-empty"_qs);
+    }
+    return 0;
+}
