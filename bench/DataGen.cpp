@@ -302,10 +302,21 @@ void DataGen::writeTimelineData(const QString &dir)
     Random random;
     const QList<ScheduledTask> tasks = makeTasks(1000, random, 10, true);
     writeTasksFile(dir + u"/tasks.json", tasks, 2);
+    writeInstalledJobs(dir + u"/LaunchAgents", dir + u"/Scripts", tasks);
     const QTimeZone zone(kTimelineZone);
     const QDateTime wall = QDateTime::fromString(QString::fromLatin1(kTimelineNow), Qt::ISODate);
     const QDateTime now(wall.date(), wall.time(), zone);
     writeRunHistories(dir + u"/Logs", tasks, 1000, now, random);
+}
+
+void DataGen::writeAppData(const QString &home, const QString &dataDir, const QString &sysroot)
+{
+    Random random;
+    const QList<ScheduledTask> tasks = makeTasks(1000, random);
+    writeTasksFile(dataDir + u"/Moxley/tasks.json", tasks, 2);
+    writeInstalledJobs(home + u"/Library/LaunchAgents", dataDir + u"/Moxley/Scripts", tasks);
+    writePlists({home + u"/Library/LaunchAgents", sysroot + u"/Library/LaunchAgents", sysroot + u"/Library/LaunchDaemons"},
+                1000, random);
 }
 
 DataGen::Plists DataGen::writePlists(const QStringList &folders, int count, Random &random)

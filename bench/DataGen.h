@@ -60,11 +60,16 @@ void writeInstalledJobs(const QString &launchAgentsDir, const QString &scriptsDi
 qint64 writeRunHistories(const QString &logDir, const QList<ScheduledTask> &tasks, int perTask,
                          const QDateTime &now, Random &random);
 
-// The timeline row's data: 1,000 enabled tasks (every 10th every minute) in dir/tasks.json and
-// 1,000 runs each in dir/Logs, ending before `now` (TimelineNow in TimelineZone).
+// The timeline rows' data: 1,000 enabled tasks (every 10th every minute) in dir/tasks.json,
+// installed (dir/LaunchAgents, dir/Scripts), and 1,000 runs each in dir/Logs, ending before
+// kTimelineNow in kTimelineZone.
 inline constexpr const char *kTimelineNow = "2025-03-14T18:00:00";
 inline constexpr const char *kTimelineZone = "Europe/Berlin";
 void writeTimelineData(const QString &dir);
+
+// The start-up row's world: 1,000 installed tasks in the app's folders under `home` and
+// `dataDir`, and 1,000 other jobs' property lists in the user's and the system's folders.
+void writeAppData(const QString &home, const QString &dataDir, const QString &sysroot);
 
 struct Plists {
     int files = 0;

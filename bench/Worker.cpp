@@ -324,6 +324,10 @@ int main(int argc, char **argv)
         DataGen::writeInstalledJobs(args[2] + u"/LaunchAgents", args[2] + u"/Scripts", tasks);
         return 0;
     }
+    if (op == u"make-app" && args.size() == 2) {
+        DataGen::writeAppData(args[1] + u"/home", args[1] + u"/data", args[1] + u"/sysroot");
+        return 0;
+    }
     if (op == u"make-timeline" && args.size() == 2) {
         DataGen::writeTimelineData(args[1]);
         return 0;
@@ -332,6 +336,6 @@ int main(int argc, char **argv)
         DataGen::Random random;
         return DataGen::writeLog(args[2], args[1].toLongLong(), random).bytes > 0 ? 0 : 1;
     }
-    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log|make-timeline|make-store ...\n");
+    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log|make-timeline|make-store|make-app ...\n");
     return 2;
 }
