@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 GENERATOR := $(shell command -v ninja >/dev/null 2>&1 && echo "-G Ninja")
 
-.PHONY: all deps configure build run test test-asan clean install fuzz
+.PHONY: all deps configure build run test test-asan clean install fuzz bench
 
 all: build
 
@@ -51,3 +51,14 @@ fuzz:
 	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMOXLEY_FUZZ=ON -DMOXLEY_BUILD_TESTS=OFF -DMOXLEY_WERROR=OFF >/dev/null
 	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(FUZZ_TARGETS)
 	@bash scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_RUNS) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
+
+# Benchmarks against their references, in Release in their own build folder; prints the table
+# and writes it into bench/README.md. BENCH_REPS rounds per side, BENCH_ONLY=history,scan,... for some.
+BENCH_BUILD ?= build-bench
+BENCH_REPS ?= 7
+BENCH_ONLY ?=
+bench: deps
+	@cmake -S . -B $(BENCH_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" -DMOXLEY_BUILD_TESTS=OFF -DMOXLEY_WERROR=OFF -DMOXLEY_BENCH=ON >/dev/null
+	@if [ -f $(BENCH_BUILD)/build.ninja ]; then find $(BENCH_BUILD) -path '*_autogen/timestamp' ! -newer $(BENCH_BUILD)/build.ninja -delete; fi
+	cmake --build $(BENCH_BUILD) -j $(JOBS) --target bench-all
+	$(BENCH_BUILD)/bin/moxley-bench --reps $(BENCH_REPS) --readme bench/README.md $(if $(BENCH_ONLY),--only $(BENCH_ONLY))

@@ -28,6 +28,9 @@ struct TaskRunRecord {
     QDateTime endedAt;
     qint32 exitCode = 0;
 };
+// Its members may be moved in memory as bytes, so a growing list of a million runs is
+// reallocated in place instead of being copied record by record.
+Q_DECLARE_TYPEINFO(TaskRunRecord, Q_RELOCATABLE_TYPE);
 
 struct ScheduledTask {
     QUuid id;

@@ -96,7 +96,25 @@ public:
     bool integerKey(const QJsonObject &object, const QString &key, const QString &path, int *out)
     {
         QJsonValue value;
-        return required(object, key, path, &value) && integer(value, join(path, key), out);
+        if (!required(object, key, path, &value)) {
+            return false;
+        }
+        // The path is only built for a message: a file of thousands of tasks is mostly good values.
+        return isInteger(value, out) || integer(value, join(path, key), out);
+    }
+
+    static bool isInteger(const QJsonValue &value, int *out)
+    {
+        if (!value.isDouble()) {
+            return false;
+        }
+        const double d = value.toDouble();
+        if (d != std::floor(d) || d < double(std::numeric_limits<int>::min()) ||
+            d > double(std::numeric_limits<int>::max())) {
+            return false;
+        }
+        *out = int(d);
+        return true;
     }
 
     bool boolean(const QJsonValue &value, const QString &path, bool *out)
@@ -120,7 +138,14 @@ public:
     bool stringKey(const QJsonObject &object, const QString &key, const QString &path, QString *out)
     {
         QJsonValue value;
-        return required(object, key, path, &value) && string(value, join(path, key), out);
+        if (!required(object, key, path, &value)) {
+            return false;
+        }
+        if (value.isString()) {
+            *out = value.toString();
+            return true;
+        }
+        return string(value, join(path, key), out);
     }
 
     bool optionalString(const QJsonObject &object, const QString &key, const QString &path,
@@ -131,27 +156,44 @@ public:
             out->reset();
             return true;
         }
-        QString text;
-        if (!string(value, join(path, key), &text)) {
-            return false;
+        if (value.isString()) {
+            *out = value.toString();
+            return true;
         }
-        *out = text;
+        QString text;
+        return string(value, join(path, key), &text);
+    }
+
+    // The value at `key` of the object at `path`.
+    bool uuid(const QJsonValue &value, const QString &path, const QString &key, QUuid *out)
+    {
+        if (!value.isString()) {
+            return typeMismatch(u"a string", value, join(path, key));
+        }
+        const QString text = value.toString();
+        if (!isCanonicalUuid(text)) {
+            return fail(u"Invalid UUID \"" % text % u"\".", join(path, key));
+        }
+        *out = QUuid::fromString(text);
         return true;
     }
 
-    bool uuid(const QJsonValue &value, const QString &path, QUuid *out)
+    // Only the canonical 36-character form, as the platform's UUID parser takes it.
+    static bool isCanonicalUuid(QStringView text)
     {
-        QString text;
-        if (!string(value, path, &text)) {
+        if (text.size() != 36) {
             return false;
         }
-        // Only the canonical 36-character form, as the platform's UUID parser takes it.
-        static const QRegularExpression form(QStringLiteral(
-            "^[0-9A-Fa-f]{8}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{12}$"));
-        if (!form.match(text).hasMatch()) {
-            return fail(u"Invalid UUID \"" % text % u"\".", path);
+        for (qsizetype i = 0; i < 36; ++i) {
+            const char16_t c = text[i].unicode();
+            if (i == 8 || i == 13 || i == 18 || i == 23) {
+                if (c != u'-') {
+                    return false;
+                }
+            } else if (!((c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F'))) {
+                return false;
+            }
         }
-        *out = QUuid::fromString(text);
         return true;
     }
 
@@ -161,19 +203,29 @@ public:
         if (!required(payload, QStringLiteral("times"), path, &value)) {
             return false;
         }
-        const QString timesPath = join(path, QStringLiteral("times"));
         if (!value.isArray()) {
-            return typeMismatch(u"an array", value, timesPath);
+            return typeMismatch(u"an array", value, join(path, QStringLiteral("times")));
         }
         const QJsonArray array = value.toArray();
         out->clear();
         out->reserve(array.size());
         for (qsizetype i = 0; i < array.size(); ++i) {
-            const QString itemPath = indexed(timesPath, i);
-            QJsonObject time;
+            const QJsonValue item = array.at(i);
             TimeOfDay t;
-            if (!object(array.at(i), itemPath, &time) ||
-                !integerKey(time, QStringLiteral("hour"), itemPath, &t.hour) ||
+            if (item.isObject()) {
+                const QJsonObject time = item.toObject();
+                const auto hour = time.constFind(QStringLiteral("hour"));
+                const auto minute = time.constFind(QStringLiteral("minute"));
+                if (hour != time.constEnd() && minute != time.constEnd() && isInteger(hour.value(), &t.hour) &&
+                    isInteger(minute.value(), &t.minute)) {
+                    out->append(t);
+                    continue;
+                }
+            }
+            // Something is wrong with this one: the checks again, with paths for the message.
+            const QString itemPath = indexed(join(path, QStringLiteral("times")), i);
+            QJsonObject time;
+            if (!object(item, itemPath, &time) || !integerKey(time, QStringLiteral("hour"), itemPath, &t.hour) ||
                 !integerKey(time, QStringLiteral("minute"), itemPath, &t.minute)) {
                 return false;
             }
@@ -212,7 +264,7 @@ public:
             return false;
         }
         if (!required(object, QStringLiteral("id"), path, &field) ||
-            !uuid(field, join(path, QStringLiteral("id")), &out->id)) {
+            !uuid(field, path, QStringLiteral("id"), &out->id)) {
             return false;
         }
         if (!required(object, QStringLiteral("timestamp"), path, &field)) {
@@ -427,7 +479,7 @@ std::optional<ScheduledTask> TaskJson::taskFromJson(const QJsonValue &value, Dec
     ScheduledTask task;
     QJsonValue field;
     if (!r.required(object, QStringLiteral("id"), path, &field) ||
-        !r.uuid(field, join(path, QStringLiteral("id")), &task.id) ||
+        !r.uuid(field, path, QStringLiteral("id"), &task.id) ||
         !r.stringKey(object, QStringLiteral("name"), path, &task.name) ||
         !r.stringKey(object, QStringLiteral("command"), path, &task.command) ||
         !r.optionalString(object, QStringLiteral("workingDirectory"), path, &task.workingDirectory) ||

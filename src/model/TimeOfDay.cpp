@@ -17,7 +17,12 @@ int TimeOfDay::minuteOfDay() const
 
 QString TimeOfDay::formatted() const
 {
-    return QString::asprintf("%d:%02d", hour, minute);
+    // Cheaper than asprintf, which a list of a thousand tasks calls thousands of times.
+    QString text = QString::number(hour) + u':';
+    if (minute >= 0 && minute < 10) {
+        text += u'0';
+    }
+    return text + QString::number(minute);
 }
 
 QList<TimeOfDay> sortedTimes(QList<TimeOfDay> times)

@@ -3,6 +3,7 @@
 #include "platform/ShellQuote.h"
 
 #include <QFileInfo>
+#include <QMetaMethod>
 
 #include <csignal>
 #include <unistd.h>
@@ -130,25 +131,44 @@ void TaskRunner::terminate()
 
 void TaskRunner::readAvailable()
 {
-    if (m_process) {
-        appendOutput(m_process->readAll());
+    if (!m_process) {
+        return;
+    }
+    // A long run arrives in thousands of small pieces: one buffer serves them all.
+    const qint64 available = m_process->bytesAvailable();
+    if (available <= 0) {
+        return;
+    }
+    m_chunk.resize(available);
+    const qint64 got = m_process->read(m_chunk.data(), available);
+    if (got > 0) {
+        appendOutput(QByteArrayView(m_chunk.constData(), got));
     }
 }
 
-void TaskRunner::appendOutput(const QByteArray &bytes)
+void TaskRunner::appendOutput(QByteArrayView bytes)
 {
     if (bytes.isEmpty()) {
         return;
     }
     // Invalid bytes become U+FFFD rather than taking the rest of their read with them.
-    const QString text = m_decoder.decode(bytes);
-    if (text.isEmpty()) {
+    if (!m_keepsOutput) {
+        const QString text = m_decoder.decode(bytes);
+        if (!text.isEmpty()) {
+            Q_EMIT outputAppended(text);
+        }
         return;
     }
-    if (m_keepsOutput) {
-        m_output.append(text);
+    // Decoded straight onto the end of the kept text, without a copy in between; the piece is
+    // made for outputAppended only when something listens.
+    const qsizetype before = m_output.size();
+    m_output.resize(before + m_decoder.requiredSpace(bytes.size()));
+    const QChar *end = m_decoder.appendToBuffer(m_output.data() + before, bytes);
+    m_output.resize(end - m_output.constData());
+    static const QMetaMethod appended = QMetaMethod::fromSignal(&TaskRunner::outputAppended);
+    if (m_output.size() > before && isSignalConnected(appended)) {
+        Q_EMIT outputAppended(m_output.sliced(before));
     }
-    Q_EMIT outputAppended(text);
 }
 
 void TaskRunner::finishRun(int exitCode)

@@ -59,7 +59,7 @@ Q_SIGNALS:
     void finished(int exitCode);
 
 private:
-    void appendOutput(const QByteArray &bytes);
+    void appendOutput(QByteArrayView bytes);
     void readAvailable();
     void finishRun(int exitCode);
 
@@ -68,6 +68,7 @@ private:
     bool m_ownSession = true;
     // Kept across reads so that a character split between two reads still decodes.
     QStringDecoder m_decoder{QStringDecoder::Utf8};
+    QByteArray m_chunk; // one read buffer for the whole run
     QString m_output;
     std::optional<int> m_exitCode;
     QPointer<QProcess> m_process;

@@ -1,6 +1,7 @@
 #include "timeline/DayTimeline.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <limits>
 
@@ -110,6 +111,78 @@ QList<int> systemMarks(const LaunchdJob &job)
     return marks;
 }
 
+// The offsets from UTC in force during one local day, read once, so that each run's start becomes
+// a minute of the day without a time-zone lookup of its own (a timeline may hold a million runs).
+class DayClock
+{
+public:
+    DayClock(const QDate &date, const QTimeZone &zone)
+        : m_start(date.startOfDay(zone).toMSecsSinceEpoch()),
+          m_end(date.addDays(1).startOfDay(zone).toMSecsSinceEpoch()), m_exact(zone.hasTransitions())
+    {
+        m_offsets.append({m_start, zone.offsetFromUtc(QDateTime::fromMSecsSinceEpoch(m_start, QTimeZone::utc()))});
+        if (m_exact) {
+            const auto transitions = zone.transitions(QDateTime::fromMSecsSinceEpoch(m_start, QTimeZone::utc()),
+                                                      QDateTime::fromMSecsSinceEpoch(m_end - 1, QTimeZone::utc()));
+            for (const QTimeZone::OffsetData &transition : transitions) {
+                m_offsets.append({transition.atUtc.toMSecsSinceEpoch(), transition.offsetFromUtc});
+            }
+        }
+    }
+
+    // False when the zone gives no transitions to rely on; the caller then converts each run.
+    bool exact() const { return m_exact; }
+    // Whether the instant falls on the day (local time).
+    bool contains(qint64 msecs) const { return msecs >= m_start && msecs < m_end; }
+
+    // Hour × 60 + minute of the local wall-clock time of an instant of the day.
+    int minuteOf(qint64 msecs) const
+    {
+        int offset = m_offsets.first().second;
+        for (const auto &[at, value] : m_offsets) {
+            if (at <= msecs) {
+                offset = value;
+            }
+        }
+        const qint64 seconds = (msecs >= 0 ? msecs : msecs - 999) / 1000 + offset;
+        const qint64 secondOfDay = ((seconds % 86400) + 86400) % 86400;
+        return int(secondOfDay / 60);
+    }
+
+private:
+    qint64 m_start;
+    qint64 m_end;
+    bool m_exact;
+    QList<std::pair<qint64, int>> m_offsets; // from this instant (UTC msecs) on, this offset (s)
+};
+
+// Which minutes of the day lie within 4 minutes of a run start: filled once per task, so each
+// occurrence is a look-up instead of a pass over the runs.
+class RunCoverage
+{
+public:
+    void add(int startMinute)
+    {
+        for (int minute = std::max(startMinute - 4, 0); minute <= std::min(startMinute + 4, Timeline::kTotalMinutes - 1);
+             ++minute) {
+            m_covered[minute] = true;
+        }
+    }
+
+    // `runs` are the same runs, for a minute outside the day (a time of day out of range).
+    bool covers(int minute, const QList<Timeline::Run> &runs) const
+    {
+        if (minute >= 0 && minute < Timeline::kTotalMinutes) {
+            return m_covered[minute];
+        }
+        return std::any_of(runs.cbegin(), runs.cend(),
+                           [minute](const Timeline::Run &run) { return std::abs(run.startMinute - minute) < 5; });
+    }
+
+private:
+    std::array<bool, Timeline::kTotalMinutes> m_covered{};
+};
+
 } // namespace
 
 Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHistory &runsFor,
@@ -120,28 +193,37 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
     day.date = localNow.date();
     day.currentHour = localNow.time().hour();
 
+    const DayClock clock(day.date, zone);
     for (const ScheduledTask &task : tasks) {
         if (!task.isEnabled || task.schedule.kind() == TaskSchedule::Kind::runAtLoad) {
             continue;
         }
         TaskRow row;
         row.task = task;
-        QList<int> runStarts;
+        RunCoverage coverage;
         for (const TaskRunRecord &run : runsFor ? runsFor(task) : QList<TaskRunRecord>{}) {
-            const QDateTime localStart = run.startedAt.toTimeZone(zone);
-            if (localStart.date() != day.date) {
-                continue;
+            int startMinute = 0;
+            if (clock.exact()) {
+                // Most runs are of other days: the cheapest test first.
+                const qint64 start = run.startedAt.toMSecsSinceEpoch();
+                if (!clock.contains(start) || !run.startedAt.isValid()) {
+                    continue;
+                }
+                startMinute = clock.minuteOf(start);
+            } else {
+                const QDateTime localStart = run.startedAt.toTimeZone(zone);
+                if (localStart.date() != day.date) {
+                    continue;
+                }
+                startMinute = minuteOfDay(localStart.time());
             }
-            const int startMinute = minuteOfDay(localStart.time());
-            runStarts.append(startMinute);
+            coverage.add(startMinute);
             const double minutes = double(run.startedAt.msecsTo(run.endedAt)) / 60000.0;
             row.runs.append(Run{startMinute, std::max(minutes, 1.0), run.exitCode});
         }
         for (const int minute : occurrenceMinutes(task.schedule, day.date)) {
             // Up to 4 minutes early or late; one run may mark two nearby occurrences.
-            const bool ran = std::any_of(runStarts.cbegin(), runStarts.cend(),
-                                         [minute](int start) { return std::abs(start - minute) < 5; });
-            row.occurrences.append(Occurrence{minute, ran});
+            row.occurrences.append(Occurrence{minute, coverage.covers(minute, row.runs)});
             if (task.wakeBeforeRun) {
                 row.wakeWindows.append(WakeWindow{std::max(minute - 5, 0), 5});
             }

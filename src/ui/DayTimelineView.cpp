@@ -152,6 +152,10 @@ void DayTimelineView::reload()
         m_zone);
     static_cast<HourRuler *>(m_ruler)->setCurrentHour(m_day.currentHour);
 
+    // Each lane shown on its own into a visible parent lays out every lane again (a thousand lanes,
+    // a million placements); shown together with their parent, they are laid out once.
+    const bool wasHidden = m_lanes->isHidden();
+    m_lanes->hide();
     while (QLayoutItem *item = m_lanesLayout->takeAt(0)) {
         delete item->widget(); // rows hold no state and send nothing, so they can go at once
         delete item;
@@ -180,5 +184,8 @@ void DayTimelineView::reload()
         for (const Timeline::SystemRow &row : m_day.systemJobs) {
             m_lanesLayout->addWidget(new SystemJobTimelineItemView(row, Timeline::kTotalMinutes, m_lanes));
         }
+    }
+    if (!wasHidden) {
+        m_lanes->show();
     }
 }

@@ -100,7 +100,7 @@ QListWidgetItem *SidebarView::addRow(QWidget *widget, Qt::ItemFlags flags, const
         item->setData(kIdRole, section->kind == SidebarSection::Kind::task ? section->taskId.toString() : section->jobId);
     }
     item->setSizeHint(widget->sizeHint());
-    m_list->setItemWidget(item, widget);
+    m_pendingWidgets.append({item, widget});
     return item;
 }
 
@@ -195,6 +195,11 @@ void SidebarView::setState(const State &state)
                 addRow(new LaunchdJobRow(job), Qt::ItemIsEnabled | Qt::ItemIsSelectable, SidebarSection::systemJob(job.id));
             }
         }
+
+        for (const auto &[row, widget] : std::as_const(m_pendingWidgets)) {
+            m_list->setItemWidget(row, widget);
+        }
+        m_pendingWidgets.clear();
 
         if (state.selection) {
             if (QListWidgetItem *selected = item(*state.selection); selected && (selected->flags() & Qt::ItemIsSelectable)) {

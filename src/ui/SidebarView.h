@@ -64,6 +64,9 @@ Q_SIGNALS:
 private:
     void addSectionGap();
     QListWidgetItem *addRow(QWidget *widget, Qt::ItemFlags flags, const std::optional<SidebarSection> &section);
+    // Rows get their widgets once every row is in: inserting a row into a list that already holds
+    // row widgets moves all of them, so adding a thousand one by one took seconds.
+    QList<std::pair<QListWidgetItem *, QWidget *>> m_pendingWidgets;
     QWidget *tasksHeader();
     QWidget *systemJobsHeader();
     void updateSelectButton();

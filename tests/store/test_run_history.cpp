@@ -443,6 +443,45 @@ private Q_SLOTS:
         QVERIFY(nonEmpty > 1000); // the comparison was not only between empty texts
     }
 
+    // Random bytes, good and bad UTF-8 mixed at every offset of a 16-byte block: the vector check
+    // (where the processor has one) and the scalar one both agree with the plain reading.
+    void randomBytes_bothChecksMatchPlainReading()
+    {
+        QRandomGenerator random(16);
+        const QList<QByteArray> alphabet{"a", "\n", " ", "\x7F", "\xC3\xA9", "\xDF\xBF", "\xE2\x82\xAC",
+                                         "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEF\xBF\xBF", "\xF0\x90\x80\x80",
+                                         "\xF4\x8F\xBF\xBF", "\xF0\x9F\x98\x80", "abcdefghijklmnop",
+                                         // and the bad: alone, cut short, overlong, surrogate, too large
+                                         "\x80", "\xBF", "\xC2", "\xE2\x82", "\xF0\x9F\x98", "\xC0\x80", "\xC1\xBF",
+                                         "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80",
+                                         "\xF5\x80\x80\x80", "\xFF", "\xFE"};
+        const qsizetype firstBad = alphabet.indexOf("\x80");
+        int good = 0;
+        int bad = 0;
+        for (int round = 0; round < 4000; ++round) {
+            QByteArray bytes;
+            const int pieces = random.bounded(60);
+            // Mostly good text, so a bad piece lands anywhere in it, or nowhere.
+            const bool spoil = random.bounded(3) == 0;
+            for (int i = 0; i < pieces; ++i) {
+                bytes += alphabet.at(random.bounded(spoil && random.bounded(20) == 0 ? alphabet.size() : firstBad));
+            }
+            const QString path = m_dir.path() + u"/bytes-" + QString::number(round) + u".log";
+            Sandbox::writeFile(path, bytes);
+            const QString expected = plainReadLog(path, 1000000);
+            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+            const QString decoded = decoder.decode(bytes);
+            (decoder.hasError() ? bad : good) += 1;
+            QCOMPARE(RunHistory::readLogTail(path, 1000000), expected);
+            qputenv("MOXLEY_SCALAR_UTF8", "1");
+            QCOMPARE(RunHistory::readLogTail(path, 1000000), expected);
+            qunsetenv("MOXLEY_SCALAR_UTF8");
+            QFile::remove(path);
+        }
+        QVERIFY(good > 1000);
+        QVERIFY(bad > 300);
+    }
+
     // Tails longer than the reader's blocks, and files larger than them.
     void largeLogs_matchPlainReading()
     {

@@ -1,0 +1,248 @@
+// The rows that run programs: test run, timeline, start-up, the moxley tool.
+#include "Bench.h"
+#include "DataGen.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTimeZone>
+
+namespace {
+
+using Bench::Context;
+using Bench::Row;
+using Measure::Command;
+
+
+QList<Row> testRun(const Context &context)
+{
+    Row row;
+    row.name = QStringLiteral("test run: TaskRunner, 100 MB of lines");
+    row.target = QStringLiteral("ratio <= 1.5, memory <= 3x the output");
+    // 1,000,000 lines of exactly 100 bytes, made as they are written.
+    const QString command = QStringLiteral(
+        "awk 'BEGIN { pad = sprintf(\"%84s\", \"\"); gsub(/ /, \"x\", pad); "
+        "for (i = 0; i < 1000000; i++) printf \"line %09d %s\\n\", i, pad }'");
+    const qint64 outputBytes = 100000000;
+    const Measure::Pair pair = Measure::alternate(
+        context.reps, [&] { return context.run(Command{{context.worker(), QStringLiteral("testrun"), command}, {}, {}, true}); },
+        [&] { return context.run(Command{{QStringLiteral("/bin/bash"), QStringLiteral("-c"), command}, {}, {}, false}); });
+    const auto fields = Measure::fields(pair.ours.runs.first().out);
+    if (!pair.ours.runs.first().ok() || fields.value(u"chars"_qs).toLongLong() != outputBytes) {
+        row.verdict = QStringLiteral("FAILED");
+        row.notes.append(u"test run: output of " + fields.value(u"chars"_qs) + u" characters, expected " +
+                         QString::number(outputBytes) + u"; " + QString::fromUtf8(pair.ours.runs.first().err));
+        return {row};
+    }
+    const double o = pair.ours.medianMs();
+    const double r = pair.reference.medianMs();
+    const qint64 peak = pair.ours.maxPeakKiB();
+    row.ours = Bench::milliseconds(o);
+    row.reference = Bench::milliseconds(r) + u" (> /dev/null)";
+    row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
+    row.memory = Bench::mebibytes(peak) + u" = " + QString::number(double(peak) * 1024 / double(outputBytes), 'f', 2) +
+                 u"x the output";
+    row.verdict = o <= 1.5 * r && peak * 1024 <= 3 * outputBytes ? QStringLiteral("met") : QStringLiteral("MISSED");
+    QList<double> user;
+    QList<double> system;
+    for (const Measure::Run &run : pair.ours.runs) {
+        user.append(Measure::fields(run.out).value(u"user_ms"_qs).toDouble());
+        system.append(Measure::fields(run.out).value(u"sys_ms"_qs).toDouble());
+    }
+    row.notes.append(u"test run: the command is an awk program printing 1,000,000 lines of 100 bytes, through /bin/bash "
+                     u"-c on both sides; the runner keeps the whole output as the test-run sheet shows it. Our "
+                     u"process's own CPU time (median): " + Bench::milliseconds(Measure::median(user)) + u" user, " +
+                     Bench::milliseconds(Measure::median(system)) + u" system.");
+    return {row};
+}
+
+QList<Row> timeline(const Context &context)
+{
+    Row compute;
+    compute.name = QStringLiteral("timeline compute: 1,000 tasks x 1,000 runs (histories in memory)");
+    compute.target = QStringLiteral("compute < 50 ms");
+    compute.reference = QStringLiteral("none (absolute)");
+    compute.ratio = QStringLiteral("-");
+    const QString dir = context.tempDir + u"/timeline";
+    // A Friday in March, 18:00 in Berlin: 1,080 minutes of today behind us.
+    DataGen::writeTimelineData(dir);
+    const Measure::Run run = context.run(Command{{context.worker(), QStringLiteral("timeline"), dir + u"/tasks.json",
+                                                  dir + u"/Logs", QString::fromLatin1(DataGen::kTimelineNow),
+                                                  QString::fromLatin1(DataGen::kTimelineZone),
+                                                  QString::number(std::max(context.reps, 5))},
+                                                 {}, {}, true});
+    const auto fields = Measure::fields(run.out);
+    if (!run.ok()) {
+        QDir(dir).removeRecursively();
+        compute.verdict = QStringLiteral("FAILED");
+        compute.notes.append(u"timeline: " + QString::fromUtf8(run.err));
+        return {compute};
+    }
+    const double withFiles = fields.value(u"files_ms"_qs).toDouble();
+    const double inMemory = fields.value(u"memory_ms"_qs).toDouble();
+    compute.ours = Bench::milliseconds(inMemory);
+    compute.cpu = Bench::milliseconds(fields.value(u"memory_cpu_ms"_qs).toDouble()) + u" / -";
+    compute.memory = Bench::mebibytes(run.peakKiB);
+    compute.verdict = inMemory < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
+    Row reading = compute;
+    reading.name = QStringLiteral("timeline compute + reading the 1,000 runs files");
+    reading.ours = Bench::milliseconds(withFiles);
+    reading.cpu = Bench::milliseconds(fields.value(u"files_cpu_ms"_qs).toDouble()) + u" / -";
+    reading.verdict = withFiles < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
+    reading.notes.clear();
+    compute.notes.append(u"timeline: every 10th task runs every minute; " + fields.value(u"rows"_qs) + u" rows, " +
+                         fields.value(u"occurrences"_qs) + u" occurrences (" + fields.value(u"ran"_qs) + u" ran), " +
+                         fields.value(u"runs_today"_qs) +
+                         u" runs today. \"compute\" hands Timeline::compute the histories already in memory; "
+                         u"\"+ reading\" reads every history from its runs file inside the timed call, as the view "
+                         u"does on each rendering.");
+
+    // The view itself, over the store: what a person waits for when the timeline is rebuilt, and
+    // one paint of it at 1200x800.
+    Row view;
+    view.name = QStringLiteral("timeline view: reload (histories + compute + lanes)");
+    view.target = QStringLiteral("compute < 50 ms");
+    view.reference = QStringLiteral("none (absolute)");
+    view.ratio = QStringLiteral("-");
+    Row paint = view;
+    paint.name = QStringLiteral("timeline view: paint at 1200x800 offscreen");
+    paint.target = QStringLiteral("paint < 16 ms");
+    const Measure::Run drawn = context.run(Command{{context.binDir + u"/moxley-bench-view", QStringLiteral("timeline"), dir,
+                                                    QString::fromLatin1(DataGen::kTimelineNow),
+                                                    QString::fromLatin1(DataGen::kTimelineZone),
+                                                    QString::number(std::max(context.reps, 5))},
+                                                   {{u"QT_QPA_PLATFORM"_qs, u"offscreen"_qs},
+                                                    {u"MOXLEY_SYSROOT"_qs, dir + u"/sysroot"}},
+                                                   {}, true});
+    const auto viewFields = Measure::fields(drawn.out);
+    if (!drawn.ok() || viewFields.value(u"lanes"_qs) != fields.value(u"rows"_qs)) {
+        view.verdict = paint.verdict = QStringLiteral("FAILED");
+        view.notes.append(u"timeline view: " + QString::fromUtf8(drawn.err));
+    } else {
+        const double reloadMs = viewFields.value(u"reload_ms"_qs).toDouble();
+        const double paintMs = viewFields.value(u"paint_ms"_qs).toDouble();
+        view.ours = Bench::milliseconds(reloadMs);
+        view.cpu = Bench::milliseconds(viewFields.value(u"reload_cpu_ms"_qs).toDouble()) + u" / -";
+        view.memory = Bench::mebibytes(drawn.peakKiB);
+        view.verdict = reloadMs < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
+        paint.ours = Bench::milliseconds(paintMs);
+        paint.cpu = Bench::milliseconds(viewFields.value(u"paint_cpu_ms"_qs).toDouble()) + u" / -";
+        paint.memory = view.memory;
+        paint.verdict = paintMs < 16 ? QStringLiteral("met") : QStringLiteral("MISSED");
+        view.notes.append(u"timeline view: DayTimelineView over the store with the same data, " + viewFields.value(u"lanes"_qs) +
+                          u" lanes; reload() and the posted events that show and lay out the new lanes, then "
+                          u"render() into a 1200x800 image (the lanes in sight are drawn).");
+    }
+    QDir(dir).removeRecursively();
+    return {compute, reading, view, paint};
+}
+
+QList<Row> startUp(const Context &context)
+{
+    Row row;
+    row.name = QStringLiteral("start-up: exec to first painted main window");
+    row.target = QStringLiteral("ratio <= 1.5");
+    const QString marker = context.tempDir + u"/first-paint";
+    const auto firstPaint = [&](const QString &program, const QMap<QString, QString> &extra) {
+        QFile::remove(marker);
+        QMap<QString, QString> env = extra;
+        env.insert(u"LD_PRELOAD"_qs, context.binDir + u"/libmoxley-bench-first-paint.so");
+        env.insert(u"MOXLEY_BENCH_FIRST_PAINT_FILE"_qs, marker);
+        env.insert(u"QT_QPA_PLATFORM"_qs, u"offscreen"_qs);
+        Measure::Run run = context.run(Command{{program}, env, {}, false});
+        QFile file(marker);
+        if (file.open(QIODevice::ReadOnly)) {
+            run.wallMs = double(file.readAll().trimmed().toLongLong() - run.startNs) / 1e6;
+        } else {
+            run.exitStatus = run.exitStatus == 0 ? 1 : run.exitStatus; // never painted
+        }
+        return run;
+    };
+    // moxley-app over 1,000 installed tasks and 1,000 other jobs, all under a temporary home.
+    const QString dir = context.tempDir + u"/startup";
+    DataGen::writeAppData(dir + u"/home", dir + u"/data", dir + u"/sysroot");
+    const QMap<QString, QString> appEnv{{u"HOME"_qs, dir + u"/home"},
+                                        {u"XDG_DATA_HOME"_qs, dir + u"/data"},
+                                        {u"MOXLEY_SYSROOT"_qs, dir + u"/sysroot"}};
+    const Measure::Pair pair = Measure::alternate(
+        context.reps, [&] { return firstPaint(context.binDir + u"/moxley-app", appEnv); },
+        [&] { return firstPaint(context.binDir + u"/moxley-bench-minimal-window", {}); });
+    QDir(dir).removeRecursively();
+    if (!pair.ours.runs.first().ok()) {
+        row.verdict = QStringLiteral("FAILED");
+        row.notes.append(u"start-up: moxley-app never painted its main window: " +
+                         QString::fromUtf8(pair.ours.runs.first().err));
+        return {row};
+    }
+    const double o = pair.ours.medianMs();
+    const double r = pair.reference.medianMs();
+    row.ours = Bench::milliseconds(o);
+    row.reference = Bench::milliseconds(r) + u" (minimal Qt Widgets window)";
+    row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
+    row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; reference " + Bench::mebibytes(pair.reference.maxPeakKiB());
+    row.verdict = o <= 1.5 * r ? QStringLiteral("met") : QStringLiteral("MISSED");
+    row.notes.append(QStringLiteral("start-up: moxley-app with 1,000 installed tasks and 1,000 other jobs (user and "
+                                    "system folders), from spawn to the moment its first paint of the main window "
+                                    "has been delivered (the CPU column counts until that moment too)."));
+    return {row};
+}
+
+QList<Row> cli(const Context &context)
+{
+    Row row;
+    row.name = QStringLiteral("CLI: moxley list, 1,000 tasks");
+    row.target = QStringLiteral("< 50 ms");
+    const QString dir = context.tempDir + u"/cli";
+    const QString tasksFile = dir + u"/data/Moxley/tasks.json";
+    DataGen::Random random;
+    DataGen::writeTasksFile(tasksFile, DataGen::makeTasks(1000, random), 2);
+    const QMap<QString, QString> env{{u"HOME"_qs, dir + u"/home"}, {u"XDG_DATA_HOME"_qs, dir + u"/data"},
+                                     {u"MOXLEY_SYSROOT"_qs, dir + u"/sysroot"}};
+    QDir().mkpath(dir + u"/home");
+    const Measure::Pair pair = Measure::alternate(
+        context.reps, [&] { return context.run(Command{{context.binDir + u"/moxley", QStringLiteral("list")}, env, {}, true}); },
+        [&] { return context.run(Command{{QStringLiteral("/usr/bin/cat"), tasksFile}, {}, {}, false}); });
+    // The process alone, for scale: loading the libraries and parsing the arguments.
+    Measure::Series startOnly;
+    for (int i = 0; i < context.reps; ++i) {
+        startOnly.runs.append(context.run(Command{{context.binDir + u"/moxley", QStringLiteral("--version")}, env, {}, false}));
+    }
+    QDir(dir).removeRecursively();
+    const Measure::Run &first = pair.ours.runs.first();
+    if (!first.ok() || first.out.count('\n') < 1000) {
+        row.verdict = QStringLiteral("FAILED");
+        row.notes.append(u"CLI: moxley list failed: " + QString::fromUtf8(first.err));
+        return {row};
+    }
+    const double o = pair.ours.medianMs();
+    const double r = pair.reference.medianMs();
+    row.ours = Bench::milliseconds(o);
+    row.reference = Bench::milliseconds(r) + u" (cat)";
+    row.ratio = Bench::ratio(o, r);
+    row.cpu = Bench::cpu(pair);
+    row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; cat " + Bench::mebibytes(pair.reference.maxPeakKiB());
+    row.verdict = o < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
+    row.notes.append(u"CLI: moxley list uses " + Bench::milliseconds(pair.ours.medianCpuMs()) +
+                     u" of CPU time (user + system); moxley --version (the process alone) takes " +
+                     Bench::milliseconds(startOnly.medianMs()) + u", " + Bench::milliseconds(startOnly.medianCpuMs()) +
+                     u" of CPU.");
+    return {row};
+}
+
+} // namespace
+
+namespace Bench {
+QList<Row> historyRows(const Context &context);
+QList<Row> logTailRows(const Context &context);
+QList<Row> tasksFileRows(const Context &context);
+QList<Row> scanRows(const Context &context);
+
+QList<Benchmark> benchmarks()
+{
+    return {{QStringLiteral("history"), historyRows}, {QStringLiteral("logtail"), logTailRows},
+            {QStringLiteral("tasks"), tasksFileRows}, {QStringLiteral("scan"), scanRows},
+            {QStringLiteral("testrun"), testRun},     {QStringLiteral("timeline"), timeline},
+            {QStringLiteral("startup"), startUp},     {QStringLiteral("cli"), cli}};
+}
+} // namespace Bench
