@@ -71,6 +71,14 @@ void endOrphanedChildren()
 #endif
 }
 
+// Whether the process has ended. Once its shell is gone it is this subreaper's child, and a
+// child that has ended stays (as a zombie, still answering kill(pid, 0)) until it is reaped here.
+bool hasEnded(pid_t pid)
+{
+    ::waitpid(pid, nullptr, WNOHANG);
+    return ::kill(pid, 0) != 0;
+}
+
 } // namespace
 
 class TaskRunnerTest : public QObject
@@ -246,7 +254,7 @@ private Q_SLOTS:
         QVERIFY(timer.elapsed() < 10000);
         QCOMPARE(runner.exitCode(), std::optional<int>(128 + SIGTERM));
         // Stop reaches the whole command, not only its shell.
-        QTRY_VERIFY_WITH_TIMEOUT(::kill(child, 0) != 0, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(hasEnded(child), 5000);
     }
 
     void terminate_interactiveShellStopsTheRestOfTheCommand()
