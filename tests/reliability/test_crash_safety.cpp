@@ -22,7 +22,7 @@ QList<ScheduledTask> largeTaskList()
         ScheduledTask task;
         task.id = QUuid::fromString(QString::asprintf("%08X-0000-4000-8000-%012d", i + 1, i));
         task.name = u"Task "_qs % QString::number(i);
-        task.command = u"echo 'task "_qs % QString::number(i) % u"' && "_qs % QString(400, u'x');
+        task.command = u"echo 'task "_qs % QString::number(i) % u"' && "_qs % QString(100, u'x');
         task.workingDirectory = u"/tmp/folder "_qs % QString::number(i);
         task.isEnabled = false;
         task.schedule = TaskSchedule::weekly({2, 4, 6}, {{7, 0}, {18, 30}});
