@@ -19,6 +19,24 @@ bool sameFields(const LaunchdJob &a, const LaunchdJob &b)
            a.disabled == b.disabled && a.runAtLoad == b.runAtLoad && a.keepAlive == b.keepAlive;
 }
 
+// XML has no UID type: the raw view writes a UID as the dictionary {"CF$UID": n}, as the system's
+// writer does, and that reads back as a dictionary. On a key with a typed field the job read back
+// then differs by design.
+bool uidOnTypedKey(const LaunchdJob &job)
+{
+    static const QStringList typedKeys{u"Label"_qs,           u"ProgramArguments"_qs,  u"Program"_qs,
+                                       u"StartInterval"_qs,   u"StartCalendarInterval"_qs,
+                                       u"StandardOutPath"_qs, u"StandardErrorPath"_qs, u"Disabled"_qs,
+                                       u"RunAtLoad"_qs,       u"KeepAlive"_qs};
+    for (const QString &key : typedKeys) {
+        const QVariant value = job.raw.value(key);
+        if (value.typeId() == QMetaType::QVariantMap && value.toMap().keys() == QStringList{u"CF$UID"_qs}) {
+            return true;
+        }
+    }
+    return false;
+}
+
 QString describe(const std::optional<LaunchdJob> &job)
 {
     if (!job) {
@@ -72,7 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (job->scheduleSummary().isEmpty() || job->commandLine() != command) {
         std::abort();
     }
-    if (const std::optional<QString> xml = LaunchdBrowser::rawXml(job->raw)) {
+    const std::optional<QString> xml = LaunchdBrowser::rawXml(job->raw);
+    if (xml && !uidOnTypedKey(*job)) {
         const std::optional<LaunchdJob> again =
             LaunchdJob::fromData(xml->toUtf8(), path, LaunchdJob::Source::globalAgents);
         if (!again || !sameFields(*job, *again)) {

@@ -124,6 +124,21 @@ private Q_SLOTS:
         QCOMPARE(again->raw, job->raw);
     }
 
+    // fuzz_launchd_job, kept as it is: XML has no UID type, so the raw view writes a UID as the
+    // dictionary {"CF$UID": n}, as the system's own writer does. The typed field sees a UID, not a
+    // dictionary; the raw XML read back sees a dictionary.
+    void uidWhereADictionaryBelongs_isNoCalendarButShowsAsCfUid()
+    {
+        const auto job = LaunchdJob::fromFile(dataFile(u"plist-uid-calendar.plist"_qs), LaunchdJob::Source::userAgents);
+        QVERIFY(job);
+        QVERIFY(!job->startCalendarInterval);
+        QCOMPARE(job->scheduleSummary(), u"Manual"_qs);
+        QCOMPARE(job->raw.value(u"StartCalendarInterval"_qs), QVariant(QVariantMap{{u"CF$UID"_qs, qint64(7)}}));
+        const auto xml = LaunchdBrowser::rawXml(job->raw);
+        QVERIFY(xml);
+        QVERIFY(xml->contains(u"<key>CF$UID</key>"_qs));
+    }
+
     // fuzz_log_tail: QString::fromUtf8 drops a byte-order mark at the start of what it decodes, so a
     // tail that began just after a line feed lost a U+FEFF that reading the whole file keeps.
     void logTail_byteOrderMarkAfterLineFeedIsKept()
