@@ -25,11 +25,36 @@ using PlistPtr = std::unique_ptr<void, PlistDeleter>;
 
 PlistPtr toPlist(const QVariant &value);
 
+// XML 1.0 can carry tab, line feed, carriage return and every character from U+0020 up, apart
+// from U+FFFE, U+FFFF and unpaired surrogates. Anything else (U+0000 above all, which would
+// also cut the C string libplist takes) has no XML property-list form.
+bool hasXmlForm(const QString &text)
+{
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = text.at(i).unicode();
+        if (c < 0x20 && c != u'\t' && c != u'\n' && c != u'\r') {
+            return false;
+        }
+        if (c == 0xFFFE || c == 0xFFFF) {
+            return false;
+        }
+        if (QChar::isHighSurrogate(c)) {
+            if (i + 1 == text.size() || !QChar::isLowSurrogate(text.at(i + 1).unicode())) {
+                return false;
+            }
+            ++i;
+        } else if (QChar::isLowSurrogate(c)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 PlistPtr mapToDict(const QVariantMap &map)
 {
     PlistPtr dict(plist_new_dict());
     for (auto it = map.cbegin(); it != map.cend(); ++it) {
-        PlistPtr item = toPlist(it.value());
+        PlistPtr item = hasXmlForm(it.key()) ? toPlist(it.value()) : nullptr;
         if (!item) {
             return nullptr;
         }
@@ -76,8 +101,13 @@ PlistPtr toPlist(const QVariant &value)
     case QMetaType::Double:
     case QMetaType::Float:
         return PlistPtr(plist_new_real(value.toDouble()));
-    case QMetaType::QString:
-        return PlistPtr(plist_new_string(value.toString().toUtf8().constData()));
+    case QMetaType::QString: {
+        const QString text = value.toString();
+        if (!hasXmlForm(text)) {
+            return nullptr;
+        }
+        return PlistPtr(plist_new_string(text.toUtf8().constData()));
+    }
     case QMetaType::QByteArray: {
         const QByteArray bytes = value.toByteArray();
         return PlistPtr(plist_new_data(bytes.constData(), uint64_t(bytes.size())));

@@ -29,7 +29,8 @@ public:
     // files contribute nothing.
     QList<LaunchdJob> scan() const;
 
-    // The raw dictionary as XML property-list text; nothing when a value has no property-list form.
+    // The raw dictionary as XML property-list text; nothing when a value has no property-list form
+    // or a key or string holds a character that XML cannot carry (U+0000, other controls, U+FFFF).
     static std::optional<QString> rawXml(const QVariantMap &raw);
 
 private:

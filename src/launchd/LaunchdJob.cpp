@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QSet>
 #include <QTimeZone>
 #include <QVariantList>
 
@@ -57,7 +58,9 @@ QVariantMap dictToMap(plist_t dict)
             std::free(key);
             break;
         }
-        if (key) {
+        // A binary list may repeat a key; the first one counts, as in the typed fields
+        // (plist_dict_get_item finds the first).
+        if (key && !map.contains(QString::fromUtf8(key))) {
             map.insert(QString::fromUtf8(key), toVariant(value));
         }
         std::free(key);
@@ -116,6 +119,27 @@ QVariant toVariant(plist_t node)
     }
 }
 
+// libplist stops the program (a failed assertion) when a dictionary key that holds U+0000 is
+// read, and a binary property list can carry one. Its XML writer copes and writes such a key
+// whole, so the keys are looked at in that form before any is read.
+bool hasKeyHoldingNul(plist_t root)
+{
+    char *xml = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(root, &xml, &length);
+    if (!xml) {
+        return true;
+    }
+    const QByteArray text = QByteArray::fromRawData(xml, qsizetype(length));
+    bool found = false;
+    // Text inside the document is escaped, so "<key>" and "</key>" only ever mark keys.
+    for (qsizetype nul = text.indexOf('\0'); nul >= 0 && !found; nul = text.indexOf('\0', nul + 1)) {
+        found = text.lastIndexOf("<key>", nul) > text.lastIndexOf("</key>", nul);
+    }
+    plist_to_xml_free(xml);
+    return found;
+}
+
 plist_t item(plist_t dict, const char *key, plist_type type)
 {
     plist_t node = plist_dict_get_item(dict, key);
@@ -167,6 +191,7 @@ std::optional<QMap<QString, qint64>> calendarInterval(plist_t dict)
         return std::nullopt;
     }
     QMap<QString, qint64> entries;
+    QSet<QString> seen;
     plist_dict_iter iter = nullptr;
     plist_dict_new_iter(node, &iter);
     if (!iter) {
@@ -180,8 +205,12 @@ std::optional<QMap<QString, qint64>> calendarInterval(plist_t dict)
             std::free(key);
             break;
         }
-        if (key && plist_get_node_type(value) == PLIST_UINT) {
-            entries.insert(QString::fromUtf8(key), integerValue(value));
+        // The first of repeated keys counts, integer or not, as in the raw dictionary.
+        if (key && !seen.contains(QString::fromUtf8(key))) {
+            seen.insert(QString::fromUtf8(key));
+            if (plist_get_node_type(value) == PLIST_UINT) {
+                entries.insert(QString::fromUtf8(key), integerValue(value));
+            }
         }
         std::free(key);
     }
@@ -225,7 +254,7 @@ std::optional<LaunchdJob> LaunchdJob::fromData(const QByteArray &bytes, const QS
     plist_t parsed = nullptr;
     plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &parsed);
     const PlistPtr root(parsed);
-    if (!parsed || plist_get_node_type(parsed) != PLIST_DICT) {
+    if (!parsed || plist_get_node_type(parsed) != PLIST_DICT || hasKeyHoldingNul(parsed)) {
         return std::nullopt;
     }
     const std::optional<QString> label = optionalString(parsed, "Label");

@@ -30,8 +30,8 @@ struct LaunchdJob {
     QVariantMap raw; // the whole top-level dictionary
 
     // Reads one property list (XML or binary). Nothing when the file cannot be read or parsed, its top
-    // level is not a dictionary, or "Label" is missing or not a string. Other values of the wrong
-    // type count as absent.
+    // level is not a dictionary, a key anywhere in it holds U+0000, or "Label" is missing or not a
+    // string. Other values of the wrong type count as absent.
     static std::optional<LaunchdJob> fromFile(const QString &path, Source source);
     static std::optional<LaunchdJob> fromData(const QByteArray &bytes, const QString &path, Source source);
 

@@ -85,8 +85,16 @@ QByteArray JsonWriter::quoted(const QString &text)
     QByteArray out;
     out.reserve(utf8.size() + 2);
     out.append('"');
-    for (const char c : utf8) {
+    for (qsizetype i = 0; i < utf8.size(); ++i) {
+        const char c = utf8.at(i);
         const auto u = static_cast<unsigned char>(c);
+        // Qt's JSON reader drops a U+FEFF (byte-order mark) that begins a string, so it is written
+        // as an escape, which every reader keeps.
+        if (u == 0xEF && utf8.mid(i, 3) == "\xEF\xBB\xBF") {
+            out.append("\\ufeff");
+            i += 2;
+            continue;
+        }
         switch (c) {
         case '"':
             out.append("\\\"");

@@ -89,6 +89,22 @@ Error invalidJson(const QByteArray &bytes, const QJsonParseError &parseError)
     return error;
 }
 
+// Qt's JSON reader drops a U+FEFF that begins a string (other writers put it there raw). In a
+// document that parsed, every such character after the first byte sits inside a string, where its
+// escape means the same and is kept; one at the very start is the file's byte-order mark.
+QJsonDocument keepingByteOrderMarks(const QByteArray &bytes, const QJsonDocument &parsed)
+{
+    const QByteArray mark("\xEF\xBB\xBF");
+    if (bytes.indexOf(mark, 1) < 0) {
+        return parsed;
+    }
+    QByteArray escaped = bytes.left(1);
+    escaped += bytes.mid(1).replace(mark, QByteArrayLiteral("\\ufeff"));
+    QJsonParseError error;
+    const QJsonDocument again = QJsonDocument::fromJson(escaped, &error);
+    return error.error == QJsonParseError::NoError ? again : parsed;
+}
+
 } // namespace
 
 Error TaskMigration::Error::unknownVersion(qint64 version)
@@ -105,7 +121,7 @@ TaskMigration::ReadResult TaskMigration::read(const QByteArray &bytes)
 {
     ReadResult result;
     QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
+    QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         // The parser takes only objects and arrays at the top; a lone string or number is
         // still JSON, just not a tasks file.
@@ -118,6 +134,8 @@ TaskMigration::ReadResult TaskMigration::read(const QByteArray &bytes)
         }
         return result;
     }
+
+    document = keepingByteOrderMarks(bytes, document);
 
     qint64 version = 0;
     QJsonArray tasks;

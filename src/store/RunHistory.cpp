@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QFile>
 #include <QRandomGenerator>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <array>
@@ -588,9 +589,14 @@ QList<TaskRunRecord> RunHistory::readRuns(const QString &runsPath)
     // Not much larger than the file (a timeline reads a thousand small ones), and not zero-filled.
     const qint64 blockSize = std::clamp<qint64>(file.size() + 1, kTailBlockSize, kBlockSize);
     const std::unique_ptr<char[]> block(new char[size_t(blockSize)]);
+    // Most runs files are small: a block the size of the file (it may still grow while we read).
+    const qint64 blockSize = std::clamp<qint64>(file.size() + 1, 1, kBlockSize);
+    std::vector<char> block(blockSize);
     QByteArray partial; // the unfinished line at the end of the previous block
+    bool atStart = true;
     for (;;) {
         const qint64 got = file.read(block.get(), blockSize);
+        const qint64 got = file.read(block.data(), blockSize);
         if (got < 0) {
             return {};
         }
@@ -602,6 +608,11 @@ QList<TaskRunRecord> RunHistory::readRuns(const QString &runsPath)
         }
         const char *p = block.get();
         const char *end = p + got;
+        // Reading the file as UTF-8 text takes a byte-order mark at its very start as no text.
+        if (atStart && got >= 3 && std::memcmp(p, "\xEF\xBB\xBF", 3) == 0) {
+            p += 3;
+        }
+        atStart = false;
         if (!partial.isEmpty()) {
             const auto *feed = static_cast<const char *>(std::memchr(p, '\n', end - p));
             if (!feed) {
@@ -644,12 +655,12 @@ QString RunHistory::readLogTail(const QString &logPath, int maxLines)
     // of the file when it has fewer.
     qint64 tailStart = 0;
     {
-        std::vector<char> block(kTailBlockSize);
+        std::vector<char> block(std::clamp<qint64>(size, 1, kTailBlockSize));
         int feeds = 0;
         qint64 blockStart = size;
         bool found = false;
         while (blockStart > 0 && !found) {
-            const qint64 length = std::min(kTailBlockSize, blockStart);
+            const qint64 length = std::min(qint64(block.size()), blockStart);
             blockStart -= length;
             if (!readAt(file, blockStart, block.data(), length)) {
                 return {};
@@ -683,5 +694,11 @@ QString RunHistory::readLogTail(const QString &logPath, int maxLines)
         !utf8.complete()) {
         return {};
     }
-    return QString::fromUtf8(tail).trimmed();
+    // A byte-order mark is no text only at the very start of the file; after a line feed it is
+    // a character like any other (QString::fromUtf8 would drop it wherever the tail begins).
+    QStringDecoder decoder(QStringDecoder::Utf8, tailStart == 0
+                                                     ? QStringDecoder::Flag::Stateless
+                                                     : QStringDecoder::Flag::Stateless |
+                                                           QStringDecoder::Flag::ConvertInitialBom);
+    return QString(decoder.decode(tail)).trimmed();
 }

@@ -77,6 +77,14 @@ void endOrphanedChildren()
 #endif
 }
 
+// Whether the process has ended. Once its shell is gone it is this subreaper's child, and a
+// child that has ended stays (as a zombie, still answering kill(pid, 0)) until it is reaped here.
+bool hasEnded(pid_t pid)
+{
+    ::waitpid(pid, nullptr, WNOHANG);
+    return ::kill(pid, 0) != 0;
+}
+
 } // namespace
 
 class TaskRunnerTest : public QObject
