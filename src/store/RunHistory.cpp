@@ -589,14 +589,10 @@ QList<TaskRunRecord> RunHistory::readRuns(const QString &runsPath)
     // Not much larger than the file (a timeline reads a thousand small ones), and not zero-filled.
     const qint64 blockSize = std::clamp<qint64>(file.size() + 1, kTailBlockSize, kBlockSize);
     const std::unique_ptr<char[]> block(new char[size_t(blockSize)]);
-    // Most runs files are small: a block the size of the file (it may still grow while we read).
-    const qint64 blockSize = std::clamp<qint64>(file.size() + 1, 1, kBlockSize);
-    std::vector<char> block(blockSize);
     QByteArray partial; // the unfinished line at the end of the previous block
     bool atStart = true;
     for (;;) {
         const qint64 got = file.read(block.get(), blockSize);
-        const qint64 got = file.read(block.data(), blockSize);
         if (got < 0) {
             return {};
         }

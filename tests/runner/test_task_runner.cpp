@@ -45,14 +45,14 @@ bool waitForOutput(TaskRunner &runner, const QString &text, int timeout = kWait)
     return runner.output().contains(text);
 }
 
-// A shell that does not exec its last command leaves the command behind when the shell is
-// terminated. As a subreaper this test inherits such orphans and can end them by their ids.
 // Gone, or a zombie: a killed orphan stays a zombie until this test, its subreaper, reaps it.
 bool hasEnded(pid_t pid)
 {
     return ::waitpid(pid, nullptr, WNOHANG) == pid || ::kill(pid, 0) != 0;
 }
 
+// A shell that does not exec its last command leaves the command behind when the shell is
+// terminated. As a subreaper this test inherits such orphans and can end them by their ids.
 void endOrphanedChildren()
 {
 #ifdef Q_OS_LINUX
@@ -77,13 +77,6 @@ void endOrphanedChildren()
 #endif
 }
 
-// Whether the process has ended. Once its shell is gone it is this subreaper's child, and a
-// child that has ended stays (as a zombie, still answering kill(pid, 0)) until it is reaped here.
-bool hasEnded(pid_t pid)
-{
-    ::waitpid(pid, nullptr, WNOHANG);
-    return ::kill(pid, 0) != 0;
-}
 
 } // namespace
 
