@@ -183,8 +183,12 @@ private Q_SLOTS:
         AddTaskView *first = view->findChild<AddTaskView *>();
         first->reject();
         view->addNewTask();
-        QTRY_VERIFY(std::any_of(view->findChildren<AddTaskView *>().cbegin(), view->findChildren<AddTaskView *>().cend(),
-                                [first](AddTaskView *sheet) { return sheet != first && sheet->isVisible(); }));
+        const auto newSheetShows = [this, first] {
+            const QList<AddTaskView *> sheets = view->findChildren<AddTaskView *>();
+            return std::any_of(sheets.cbegin(), sheets.cend(),
+                               [first](AddTaskView *sheet) { return sheet != first && sheet->isVisible(); });
+        };
+        QTRY_VERIFY(newSheetShows());
     }
 
     void tasksButNoSelection_showsNoSelection()
