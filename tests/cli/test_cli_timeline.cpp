@@ -1,4 +1,5 @@
 #include "Sandbox.h"
+#include "ScopedTimeZone.h"
 #include "cli/TimelineCommand.h"
 #include "model/TaskMigration.h"
 
@@ -10,27 +11,6 @@
 
 namespace {
 
-// TZ for the child processes (they inherit this process's environment), put back afterwards.
-class ScopedTimeZone
-{
-public:
-    explicit ScopedTimeZone(const QByteArray &zone) : m_had(qEnvironmentVariableIsSet("TZ")), m_old(qgetenv("TZ"))
-    {
-        qputenv("TZ", zone);
-    }
-    ~ScopedTimeZone()
-    {
-        if (m_had) {
-            qputenv("TZ", m_old);
-        } else {
-            qunsetenv("TZ");
-        }
-    }
-
-private:
-    bool m_had;
-    QByteArray m_old;
-};
 
 ScheduledTask makeTask(const char *id, const QString &name, TaskSchedule schedule, bool wake = false,
                        bool enabled = true)
