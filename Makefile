@@ -53,7 +53,8 @@ fuzz:
 	@bash scripts/run-fuzzers.sh $(FUZZ_BUILD) $(FUZZ_RUNS) $(FUZZ_SECONDS) $(FUZZ_TARGETS)
 
 # Benchmarks against their references, in Release in their own build folder; prints the table
-# and writes it into bench/README.md. BENCH_REPS rounds per side, BENCH_ONLY=history,scan,... for some.
+# and writes it into bench/README.md. BENCH_REPS rounds per side, BENCH_ONLY=history,scan,... for some
+# (printed only: the README keeps whole tables).
 BENCH_BUILD ?= build-bench
 BENCH_REPS ?= 7
 BENCH_ONLY ?=
@@ -61,4 +62,4 @@ bench: deps
 	@cmake -S . -B $(BENCH_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" -DMOXLEY_BUILD_TESTS=OFF -DMOXLEY_WERROR=OFF -DMOXLEY_BENCH=ON >/dev/null
 	@if [ -f $(BENCH_BUILD)/build.ninja ]; then find $(BENCH_BUILD) -path '*_autogen/timestamp' ! -newer $(BENCH_BUILD)/build.ninja -delete; fi
 	cmake --build $(BENCH_BUILD) -j $(JOBS) --target bench-all
-	$(BENCH_BUILD)/bin/moxley-bench --reps $(BENCH_REPS) --readme bench/README.md $(if $(BENCH_ONLY),--only $(BENCH_ONLY))
+	$(BENCH_BUILD)/bin/moxley-bench --reps $(BENCH_REPS) $(if $(BENCH_ONLY),--only $(BENCH_ONLY),--readme bench/README.md)
