@@ -60,8 +60,8 @@ public:
         if (parser.isSet(QStringLiteral("json"))) {
             QJsonArray array;
             for (const TaskRunRecord &run : runs) {
-                array.append(QJsonObject{{QStringLiteral("startedAt"), utcText(run.startedAt)},
-                                         {QStringLiteral("endedAt"), utcText(run.endedAt)},
+                array.append(QJsonObject{{QStringLiteral("startedAt"), utcText(runDateTime(run.startedAt))},
+                                         {QStringLiteral("endedAt"), utcText(runDateTime(run.endedAt))},
                                          {QStringLiteral("exitCode"), run.exitCode}});
             }
             context.out << QString::fromUtf8(CliJson::document(array));
@@ -72,8 +72,8 @@ public:
         const QTimeZone zone = system.isValid() ? system : QTimeZone::utc();
         TextTable table;
         for (const TaskRunRecord &run : runs) {
-            table.addRow({run.startedAt.toTimeZone(zone).toString(u"yyyy-MM-dd HH:mm:ss"),
-                          durationText(run.startedAt.secsTo(run.endedAt)),
+            table.addRow({runDateTime(run.startedAt).toTimeZone(zone).toString(u"yyyy-MM-dd HH:mm:ss"),
+                          durationText((run.endedAt - run.startedAt).count()),
                           u"exit " + QString::number(run.exitCode)});
         }
         context.out << table.render();

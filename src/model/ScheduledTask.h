@@ -7,6 +7,7 @@
 #include <QString>
 #include <QUuid>
 
+#include <chrono>
 #include <optional>
 
 // An older per-task log entry, still carried in the tasks file.
@@ -21,13 +22,21 @@ struct TaskLog {
     friend bool operator==(const TaskLog &, const TaskLog &) = default;
 };
 
-// One run read back from a task's runs file. Never stored in the tasks file.
+// One run read back from a task's runs file. Never stored in the tasks file. Its times are whole
+// seconds in UTC, as the runs file holds them: a long history is a million records, and a plain
+// number costs a fraction of a QDateTime to make; views make one only for what they show.
 struct TaskRunRecord {
     QUuid id;
-    QDateTime startedAt;
-    QDateTime endedAt;
+    std::chrono::sys_seconds startedAt;
+    std::chrono::sys_seconds endedAt;
     qint32 exitCode = 0;
 };
+
+// A run's start or end as a UTC date-time.
+inline QDateTime runDateTime(std::chrono::sys_seconds time)
+{
+    return QDateTime::fromSecsSinceEpoch(time.time_since_epoch().count(), Qt::UTC);
+}
 // Its members may be moved in memory as bytes, so a growing list of a million runs is
 // reallocated in place instead of being copied record by record.
 Q_DECLARE_TYPEINFO(TaskRunRecord, Q_RELOCATABLE_TYPE);

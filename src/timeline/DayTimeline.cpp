@@ -205,20 +205,20 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
             int startMinute = 0;
             if (clock.exact()) {
                 // Most runs are of other days: the cheapest test first.
-                const qint64 start = run.startedAt.toMSecsSinceEpoch();
-                if (!clock.contains(start) || !run.startedAt.isValid()) {
+                const qint64 start = std::chrono::milliseconds(run.startedAt.time_since_epoch()).count();
+                if (!clock.contains(start)) {
                     continue;
                 }
                 startMinute = clock.minuteOf(start);
             } else {
-                const QDateTime localStart = run.startedAt.toTimeZone(zone);
+                const QDateTime localStart = runDateTime(run.startedAt).toTimeZone(zone);
                 if (localStart.date() != day.date) {
                     continue;
                 }
                 startMinute = minuteOfDay(localStart.time());
             }
             coverage.add(startMinute);
-            const double minutes = double(run.startedAt.msecsTo(run.endedAt)) / 60000.0;
+            const double minutes = double((run.endedAt - run.startedAt).count()) / 60.0;
             row.runs.append(Run{startMinute, std::max(minutes, 1.0), run.exitCode});
         }
         for (const int minute : occurrenceMinutes(task.schedule, day.date)) {

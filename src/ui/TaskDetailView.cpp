@@ -349,7 +349,7 @@ QWidget *TaskDetailView::buildHistory(QWidget *page)
         icon->setObjectName(QStringLiteral("detail-run-icon"));
         icon->setAccessibleName(ok ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"));
         layout->addWidget(icon);
-        const QDateTime started = run.startedAt.toLocalTime();
+        const QDateTime started = runDateTime(run.startedAt).toLocalTime();
         QLabel *date = plainLabel(locale.toString(started.date(), QLocale::ShortFormat) % u' ' %
                                       locale.toString(started.time(), QLocale::ShortFormat),
                                   QStringLiteral("detail-run-date"), row);

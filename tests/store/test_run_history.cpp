@@ -91,19 +91,18 @@ private Q_SLOTS:
     {
         const auto runs = RunHistory::readRuns(write("2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"));
         QCOMPARE(runs.size(), 1);
-        QCOMPARE(runs[0].startedAt, utc(2025, 3, 1, 6, 0, 0));
-        QCOMPARE(runs[0].endedAt, utc(2025, 3, 1, 6, 0, 5));
-        QCOMPARE(runs[0].startedAt.secsTo(runs[0].endedAt), 5);
+        QCOMPARE(runDateTime(runs[0].startedAt), utc(2025, 3, 1, 6, 0, 0));
+        QCOMPARE(runDateTime(runs[0].endedAt), utc(2025, 3, 1, 6, 0, 5));
+        QCOMPARE((runs[0].endedAt - runs[0].startedAt).count(), 5);
         QCOMPARE(runs[0].exitCode, 0);
         QVERIFY(!runs[0].id.isNull());
-        QCOMPARE(runs[0].startedAt.timeSpec(), Qt::UTC);
     }
 
     void twoPieceLine_startsAndEndsAtOnce()
     {
         const auto record = RunHistory::parseLine(u"2025-03-01T06:00:00Z\t1");
         QVERIFY(record);
-        QCOMPARE(record->startedAt, utc(2025, 3, 1, 6, 0, 0));
+        QCOMPARE(runDateTime(record->startedAt), utc(2025, 3, 1, 6, 0, 0));
         QCOMPARE(record->endedAt, record->startedAt);
         QCOMPARE(record->exitCode, 1);
     }
@@ -112,7 +111,7 @@ private Q_SLOTS:
     {
         const auto doubled = RunHistory::parseLine(u"2025-03-01T06:00:00Z\t\t2025-03-01T06:00:05Z\t0");
         QVERIFY(doubled);
-        QCOMPARE(doubled->endedAt, utc(2025, 3, 1, 6, 0, 5));
+        QCOMPARE(runDateTime(doubled->endedAt), utc(2025, 3, 1, 6, 0, 5));
         const auto edges = RunHistory::parseLine(u"\t\t2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t\t3\t\t");
         QVERIFY(edges);
         QCOMPARE(edges->exitCode, 3);
@@ -199,9 +198,8 @@ private Q_SLOTS:
         const auto record = RunHistory::parseLine(QString(date + u"\t" + date + u"\t0"));
         QCOMPARE(bool(record), expected.isValid());
         if (record) {
-            QCOMPARE(record->startedAt, expected);
-            QCOMPARE(record->endedAt, expected);
-            QCOMPARE(record->startedAt.timeSpec(), Qt::UTC);
+            QCOMPARE(runDateTime(record->startedAt), expected);
+            QCOMPARE(runDateTime(record->endedAt), expected);
         }
         // The same through a file, where lines are read as bytes.
         const auto runs = RunHistory::readRuns(write(QString(date + u"\t" + date + u"\t0").toUtf8()));
@@ -229,10 +227,10 @@ private Q_SLOTS:
                                  "2025-03-01T10:00:00Z\t2025-03-01T10:0"; // half written
         const auto runs = RunHistory::readRuns(write(bytes));
         QCOMPARE(runs.size(), 3);
-        QCOMPARE(runs[0].startedAt, utc(2025, 3, 1, 6, 0, 0));
-        QCOMPARE(runs[1].startedAt, utc(2025, 3, 1, 7, 0, 0));
+        QCOMPARE(runDateTime(runs[0].startedAt), utc(2025, 3, 1, 6, 0, 0));
+        QCOMPARE(runDateTime(runs[1].startedAt), utc(2025, 3, 1, 7, 0, 0));
         QCOMPARE(runs[1].exitCode, 2);
-        QCOMPARE(runs[2].endedAt, utc(2025, 3, 1, 9, 1, 0));
+        QCOMPARE(runDateTime(runs[2].endedAt), utc(2025, 3, 1, 9, 1, 0));
         QCOMPARE(runs[2].exitCode, -1);
     }
 
@@ -376,12 +374,14 @@ private Q_SLOTS:
     }
 
     // Lines cut across the reader's blocks, compared with the plain reading.
+    // Past 4 MiB a file is read in pieces on two threads: the line feeds where they meet, malformed
+    // lines and lines of 3,000 bytes around them must not change the result.
     void longRunsFile_matchesPlainReading()
     {
         QRandomGenerator random(20250301);
         QByteArray bytes;
         int good = 0;
-        while (bytes.size() < 3 * 1024 * 1024 + 17) {
+        while (bytes.size() < 9 * 1024 * 1024 + 17) {
             const qint64 start = 1700000000 + random.bounded(100000000);
             const QByteArray a = QDateTime::fromSecsSinceEpoch(start, Qt::UTC).toString(Qt::ISODate).toUtf8();
             const QByteArray b =
@@ -410,6 +410,70 @@ private Q_SLOTS:
         const auto runs = RunHistory::readRuns(path);
         QCOMPARE(runs.size(), good);
         QVERIFY(sameRuns(runs, plainReadRuns(path)));
+    }
+
+    // A bad byte in either half of a long file makes the whole file read as empty, as when
+    // reading it whole; so does a sequence cut off by the end of the file.
+    void longRunsFile_badUtf8InEitherHalf_readsAsEmpty_data()
+    {
+        QTest::addColumn<double>("where");
+        QTest::addColumn<QByteArray>("bad");
+        QTest::newRow("first half") << 0.2 << QByteArray("\xC3\x28");
+        QTest::newRow("just before the middle") << 0.4999 << QByteArray("\xFF");
+        QTest::newRow("just after the middle") << 0.5001 << QByteArray("\xED\xA0\x80");
+        QTest::newRow("second half") << 0.9 << QByteArray("\xF4\x90\x80\x80");
+        QTest::newRow("cut off at the end") << 1.0 << QByteArray("\xE2\x82");
+    }
+
+    void longRunsFile_badUtf8InEitherHalf_readsAsEmpty()
+    {
+        QFETCH(double, where);
+        QFETCH(QByteArray, bad);
+        const QByteArray line = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n";
+        QByteArray bytes = line.repeated(9 * 1024 * 1024 / line.size());
+        const qsizetype at = qsizetype(double(bytes.size()) * where) / line.size() * line.size();
+        bytes.insert(at, bad);
+        const QString path = write(bytes);
+        QCOMPARE(RunHistory::readRuns(path).size(), 0);
+        // The same file without the bad bytes reads in full.
+        bytes.remove(at, bad.size());
+        QCOMPARE(RunHistory::readRuns(write(bytes)).size(), bytes.size() / line.size());
+    }
+
+    // Many pieces on two threads: every good line once, in file order, whatever finishes first.
+    void veryLongRunsFile_keepsEveryLineInOrder()
+    {
+        QByteArray bytes;
+        bytes.reserve(26 * 1024 * 1024);
+        qint32 expected = 0;
+        for (qint32 i = 0; bytes.size() < 25 * 1024 * 1024; ++i) {
+            if (i % 997 == 0) {
+                bytes += "2025-03-01T06:00:00Z\tnot a status\n";
+                continue;
+            }
+            bytes += "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t" + QByteArray::number(i) + "\n";
+            ++expected;
+        }
+        const auto runs = RunHistory::readRuns(write(bytes));
+        QCOMPARE(runs.size(), expected);
+        qint32 previous = 0;
+        for (const TaskRunRecord &run : runs) {
+            QVERIFY2(run.exitCode > previous && run.exitCode % 997 != 0, qPrintable(QString::number(run.exitCode)));
+            previous = run.exitCode;
+        }
+    }
+
+    // A long file with no line feed near its middle (one huge malformed line) and a byte-order
+    // mark at its start: read as one piece, like a short one.
+    void longRunsFile_withoutLineFeedNearTheMiddle_isReadWhole()
+    {
+        const QByteArray line = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t7\n";
+        const QByteArray bytes = "\xEF\xBB\xBF" + line + QByteArray(9 * 1024 * 1024, 'y') + "\n" + line + line;
+        const QString path = write(bytes);
+        const auto runs = RunHistory::readRuns(path);
+        QCOMPARE(runs.size(), 3);
+        QVERIFY(sameRuns(runs, plainReadRuns(path)));
+        QCOMPARE(runs.last().exitCode, 7);
     }
 
     // Random small logs of awkward characters: the backwards reader against the plain reading.

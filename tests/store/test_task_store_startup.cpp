@@ -320,8 +320,8 @@ private Q_SLOTS:
         Sandbox::writeFile(files.stderrLogPath(task), "oops\n");
         const QList<TaskRunRecord> runs = store->runRecords(task);
         QCOMPARE(runs.size(), 2);
-        QCOMPARE(runs.at(0).startedAt, QDateTime(QDate(2025, 3, 1), QTime(6, 0), QTimeZone::utc()));
-        QCOMPARE(runs.at(0).endedAt, QDateTime(QDate(2025, 3, 1), QTime(6, 0, 5), QTimeZone::utc()));
+        QCOMPARE(runDateTime(runs.at(0).startedAt), QDateTime(QDate(2025, 3, 1), QTime(6, 0), QTimeZone::utc()));
+        QCOMPARE(runDateTime(runs.at(0).endedAt), QDateTime(QDate(2025, 3, 1), QTime(6, 0, 5), QTimeZone::utc()));
         QCOMPARE(runs.at(1).exitCode, 1);
         QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 2), u"three"_qs);
         QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 100), u"one\ntwo\nthree"_qs);

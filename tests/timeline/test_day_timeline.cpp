@@ -33,7 +33,8 @@ ScheduledTask makeTask(const QString &name, TaskSchedule schedule, bool enabled 
 
 TaskRunRecord run(const QDateTime &start, int seconds, qint32 exitCode = 0)
 {
-    return TaskRunRecord{QUuid::createUuid(), start.toUTC(), start.toUTC().addSecs(seconds), exitCode};
+    const std::chrono::sys_seconds started{std::chrono::seconds(start.toSecsSinceEpoch())};
+    return TaskRunRecord{QUuid::createUuid(), started, started + std::chrono::seconds(seconds), exitCode};
 }
 
 QList<int> minutes(const Timeline::TaskRow &row)

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "model/ScheduledTask.h"
+
+#include <QList>
+#include <QString>
+
+namespace RunHistoryDetail {
+
+// Every good line of a runs file, in file order; empty when the file cannot be read or is not
+// UTF-8. A long file is read in pieces on two threads.
+QList<TaskRunRecord> readRunsFile(const QString &runsPath);
+
+} // namespace RunHistoryDetail
