@@ -235,10 +235,10 @@ int timeline(const QString &tasksPath, const QString &logDir, const QString &now
     QList<double> withFilesCpu;
     QList<double> inMemoryCpu;
     Timeline::Day day;
-    // Wall time, and this thread's CPU time, which a busy machine sways less.
+    // Wall time, and the process's CPU time (every thread), which a busy machine sways less.
     const auto cpuNow = [] {
         timespec t{};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
         return double(t.tv_sec) * 1e3 + double(t.tv_nsec) / 1e6;
     };
     for (int i = 0; i < reps; ++i) {

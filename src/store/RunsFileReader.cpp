@@ -18,11 +18,21 @@ namespace {
 
 constexpr qint64 kBlockSize = 1 << 20;
 constexpr qint64 kSmallBlockSize = 64 << 10;
+// A line as the wrapper script writes it, two dates and a short exit status: 44 bytes.
+constexpr qint64 kTypicalLineSize = 44;
 // Pieces of a long file read on two threads; below two pieces a file is read in one go.
 constexpr qint64 kPieceSize = 2 << 20;
 // How far the helper thread may run ahead of the pieces already gathered: this bounds the memory
 // held beyond the result, whatever the file's size.
 constexpr int kMaxPiecesAhead = 2;
+
+// Room for about as many more records as `bytes` hold lines, so the list rarely grows; capped,
+// so a huge file of garbage asks for no more than a long history needs.
+void reserveFor(QList<TaskRunRecord> &records, qint64 bytes)
+{
+    constexpr qint64 kMaxReserved = 4'000'000;
+    records.reserve(records.size() + qsizetype(std::min(bytes / kTypicalLineSize + 1, kMaxReserved)));
+}
 
 // The runs of the lines from `from` (0, or the start of a line) to `to` (-1: the end of the file
 // as it is then), appended to `records`. False when the file cannot be read or the range is not
@@ -47,6 +57,7 @@ bool readRunsRange(const QString &path, qint64 from, qint64 to, QList<TaskRunRec
     const qint64 span = (to < 0 ? file.size() : to) - from;
     const qint64 blockSize = std::clamp<qint64>(span + 1, kSmallBlockSize, kBlockSize);
     const std::unique_ptr<char[]> block(new char[size_t(blockSize)]);
+    reserveFor(records, span);
     QByteArray partial; // the unfinished line at the end of the previous block
     qint64 position = from;
     for (;;) {
@@ -128,12 +139,14 @@ QList<TaskRunRecord> readRunsFile(const QString &runsPath)
     const std::vector<qint64> bounds = file.size() >= 2 * kPieceSize && QThread::idealThreadCount() > 1
                                            ? pieceBounds(file)
                                            : std::vector<qint64>{0, -1};
+    const qint64 size = file.size();
     file.close();
     QList<TaskRunRecord> records;
     const int pieceCount = int(bounds.size()) - 1;
     if (pieceCount == 1) {
         return readRunsRange(runsPath, 0, -1, records) ? records : QList<TaskRunRecord>();
     }
+    reserveFor(records, size);
 
     // Both threads take the next piece in turn; this one also gathers finished pieces in order,
     // so only a few are ever held besides the result.

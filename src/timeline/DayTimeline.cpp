@@ -4,12 +4,18 @@
 #include <array>
 #include <cstdlib>
 #include <limits>
+#include <thread>
+
+#include <QThread>
 
 // Minutes are wall-clock minutes of the local day (hour × 60 + minute), not minutes elapsed since
 // midnight: on a day whose clocks change the same numbers apply, a skipped hour simply has no runs
 // and a repeated hour maps both of its passes onto the same minutes.
 
 namespace {
+
+// From this many tasks on, the rows are made on two threads.
+constexpr qsizetype kParallelFrom = 64;
 
 // 1 = Sunday ... 7 = Saturday.
 int weekdayNumber(const QDate &date)
@@ -183,18 +189,15 @@ private:
     std::array<bool, Timeline::kTotalMinutes> m_covered{};
 };
 
-} // namespace
-
-Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHistory &runsFor,
-                                const QList<LaunchdJob> &systemJobs, const QDateTime &now, const QTimeZone &zone)
+// The rows of tasks[from, to) that the timeline shows, in order.
+QList<Timeline::TaskRow> taskRows(const QList<ScheduledTask> &tasks, qsizetype from, qsizetype to,
+                                  const Timeline::RunHistory &runsFor, const DayClock &clock, const QTimeZone &zone,
+                                  const QDate &date)
 {
-    const QDateTime localNow = now.toTimeZone(zone);
-    Day day;
-    day.date = localNow.date();
-    day.currentHour = localNow.time().hour();
-
-    const DayClock clock(day.date, zone);
-    for (const ScheduledTask &task : tasks) {
+    using namespace Timeline;
+    QList<TaskRow> rows;
+    for (qsizetype i = from; i < to; ++i) {
+        const ScheduledTask &task = tasks.at(i);
         if (!task.isEnabled || task.schedule.kind() == TaskSchedule::Kind::runAtLoad) {
             continue;
         }
@@ -212,7 +215,7 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
                 startMinute = clock.minuteOf(start);
             } else {
                 const QDateTime localStart = runDateTime(run.startedAt).toTimeZone(zone);
-                if (localStart.date() != day.date) {
+                if (localStart.date() != date) {
                     continue;
                 }
                 startMinute = minuteOfDay(localStart.time());
@@ -221,14 +224,45 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
             const double minutes = double((run.endedAt - run.startedAt).count()) / 60.0;
             row.runs.append(Run{startMinute, std::max(minutes, 1.0), run.exitCode});
         }
-        for (const int minute : occurrenceMinutes(task.schedule, day.date)) {
+        for (const int minute : occurrenceMinutes(task.schedule, date)) {
             // Up to 4 minutes early or late; one run may mark two nearby occurrences.
             row.occurrences.append(Occurrence{minute, coverage.covers(minute, row.runs)});
             if (task.wakeBeforeRun) {
                 row.wakeWindows.append(WakeWindow{std::max(minute - 5, 0), 5});
             }
         }
-        day.tasks.append(row);
+        rows.append(row);
+    }
+    return rows;
+}
+
+} // namespace
+
+Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHistory &runsFor,
+                                const QList<LaunchdJob> &systemJobs, const QDateTime &now, const QTimeZone &zone)
+{
+    const QDateTime localNow = now.toTimeZone(zone);
+    Day day;
+    day.date = localNow.date();
+    day.currentHour = localNow.time().hour();
+
+    const DayClock clock(day.date, zone);
+    // Reading a thousand histories is most of the work, and every task's row stands alone: a long
+    // list is done in two halves at once.
+    const qsizetype middle = tasks.size() >= kParallelFrom && QThread::idealThreadCount() > 1 ? tasks.size() / 2 : 0;
+    QList<TaskRow> secondHalf;
+    std::thread second;
+    if (middle > 0) {
+        second = std::thread([&] {
+            // A zone of its own: conversions may fill caches inside it.
+            const QTimeZone ownZone = zone.isValid() ? QTimeZone(zone.id()) : zone;
+            secondHalf = taskRows(tasks, middle, tasks.size(), runsFor, clock, ownZone, day.date);
+        });
+    }
+    day.tasks = taskRows(tasks, 0, middle > 0 ? middle : tasks.size(), runsFor, clock, zone, day.date);
+    if (second.joinable()) {
+        second.join();
+        day.tasks.append(secondHalf);
     }
 
     for (const LaunchdJob &job : systemJobs) {

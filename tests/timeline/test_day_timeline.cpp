@@ -320,6 +320,61 @@ private Q_SLOTS:
                     .wakeWindows.isEmpty());
     }
 
+    // A long list is made on two threads: rows still come in the tasks' order, each with its own
+    // task's runs, in a zone with transitions and in one without (where runs are converted).
+    void manyTasks_rowsInOrderWithTheirOwnRuns_data()
+    {
+        QTest::addColumn<QTimeZone>("zone");
+        QTest::newRow("Berlin") << kBerlin;
+        QTest::newRow("fixed offset") << QTimeZone(3600);
+    }
+
+    void manyTasks_rowsInOrderWithTheirOwnRuns()
+    {
+        QFETCH(QTimeZone, zone);
+        QList<ScheduledTask> tasks;
+        QList<int> shown;
+        for (int i = 0; i < 300; ++i) {
+            const int minute = (i * 7) % 1440;
+            ScheduledTask task = makeTask(u"t" + QString::number(i), i % 5 == 0
+                                                                      ? TaskSchedule::runAtLoad()
+                                                                      : TaskSchedule::daily({TimeOfDay{minute / 60, minute % 60}}),
+                                          i % 3 != 0);
+            if (task.isEnabled && i % 5 != 0) {
+                shown.append(i);
+            }
+            tasks.append(task);
+        }
+        const QDateTime now(QDate(2025, 3, 1), QTime(23, 59), zone);
+        QMutex mutex;
+        QSet<Qt::HANDLE> threads;
+        const auto runsFor = [&](const ScheduledTask &task) {
+            {
+                const QMutexLocker lock(&mutex);
+                threads.insert(QThread::currentThreadId());
+            }
+            const int i = task.name.mid(1).toInt();
+            const int minute = (i * 7) % 1440;
+            const QDateTime today(QDate(2025, 3, 1), QTime(minute / 60, minute % 60), zone);
+            return QList<TaskRunRecord>{run(today.addDays(-1), 30, i), run(today, 90, i)};
+        };
+        const auto day = Timeline::compute(tasks, runsFor, {}, now, zone);
+        QCOMPARE(day.tasks.size(), shown.size());
+        for (qsizetype row = 0; row < shown.size(); ++row) {
+            const int i = shown.at(row);
+            const Timeline::TaskRow &got = day.tasks.at(row);
+            QCOMPARE(got.task.name, u"t" + QString::number(i));
+            QCOMPARE(got.runs.size(), 1);
+            QCOMPARE(got.runs.first().exitCode, i);
+            QCOMPARE(got.runs.first().startMinute, (i * 7) % 1440);
+            QCOMPARE(got.runs.first().minutes, 1.5);
+            QCOMPARE(ran(got), QList<bool>{true});
+        }
+        if (QThread::idealThreadCount() > 1) {
+            QCOMPARE(threads.size(), 2);
+        }
+    }
+
     // 30 March 2025: Berlin skips from 2:00 to 3:00. Minutes are wall-clock minutes of the day.
     void springForward_usesWallClockMinutes()
     {
