@@ -3,11 +3,47 @@
 #include "cli/CommandContext.h"
 #include "platform/ChangeNotice.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace {
+
+// Blocks until no other tool holds the lock. Without a lock file (a folder it may not write
+// in) the session goes on alone: the save itself would fail there anyway.
+int takeLock(const QString &tasksFile)
+{
+    QDir().mkpath(QFileInfo(tasksFile).absolutePath());
+    const QByteArray path = QFile::encodeName(tasksFile + u".lock"_qs);
+    const int fd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        return -1;
+    }
+    int result = 0;
+    do {
+        result = ::flock(fd, LOCK_EX);
+    } while (result != 0 && errno == EINTR);
+    if (result != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+} // namespace
+
 StoreSession::StoreSession(CommandContext &context) : m_context(context)
 {
     TaskStore::Options options = TaskStore::defaultOptions();
     options.changeNotice = nullptr; // the tool posts, it does not listen
     options.cleanUpAfterFailedLoad = false;
+    options.keepOutsideChanges = true;
+    m_lock = takeLock(options.tasksFile);
     auto store = std::make_unique<TaskStore>(std::move(options));
     if (store->fileUnreadable()) {
         m_context.fail(store->lastError().value_or(u"Failed to load tasks"_qs));
@@ -32,7 +68,13 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     m_store = std::move(store);
 }
 
-StoreSession::~StoreSession() = default;
+StoreSession::~StoreSession()
+{
+    m_store.reset();
+    if (m_lock >= 0) {
+        ::close(m_lock);
+    }
+}
 
 int StoreSession::finish()
 {
