@@ -14,13 +14,14 @@
 
 namespace {
 
-// Blocks until no other tool holds the lock. Without a lock file (a folder it may not write
-// in) the session goes on alone: the save itself would fail there anyway.
+// Blocks until no other tool holds the lock: the folder of the tasks file itself, so that no
+// file is left behind and a command that fails changes nothing there. Where the folder cannot
+// be opened the session goes on alone: the save itself would fail there anyway.
 int takeLock(const QString &tasksFile)
 {
-    QDir().mkpath(QFileInfo(tasksFile).absolutePath());
-    const QByteArray path = QFile::encodeName(tasksFile + u".lock"_qs);
-    const int fd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    const QString folder = QFileInfo(tasksFile).absolutePath();
+    QDir().mkpath(folder);
+    const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) {
         return -1;
     }

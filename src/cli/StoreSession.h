@@ -10,7 +10,8 @@ class CommandContext;
 // tasks file it cannot read stops the command before anything is swept, installed or written.
 // Every failure and notice the store publishes is printed as it comes; once the file has been
 // written, finish() posts the change notice. Sessions of several tools take turns: each holds
-// the tasks file's lock from its read to its write, so no tool writes over another's change.
+// a lock on the tasks file's folder from its read to its write, so no tool writes over
+// another's change.
 // The app takes no part in the lock; a change it saves meanwhile is kept by the store's
 // `keepOutsideChanges`.
 class StoreSession
