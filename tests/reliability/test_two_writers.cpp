@@ -393,11 +393,12 @@ class TwoWritersTest : public QObject
         open(true, -1);
         const ScheduledTask first = appTask(u"First"_qs, false);
         store->add(first);
-        launchctl->setDelay(0.5);
+        launchctl->setDelay(1.0);
         ToolRun run{{u"add"_qs, u"--name"_qs, u"From the tool"_qs, u"--command"_qs, u"true"_qs}, {}};
         run.process = startTool(run.arguments);
-        // The tool has read the file once it installs its job.
+        // The tool has read the file once it installs its job, and has not written yet.
         QTRY_VERIFY_WITH_TIMEOUT(!launchctl->calls().isEmpty(), 20000);
+        QVERIFY(storeCaughtUp());
         const ScheduledTask mine = appTask(u"From the app"_qs, false);
         store->add(mine);
         QVERIFY(run.process->state() != QProcess::NotRunning);
@@ -420,22 +421,23 @@ class TwoWritersTest : public QObject
     {
         open(true, -1);
         const ScheduledTask a = appTask(u"A"_qs, true);
-        const ScheduledTask b = appTask(u"B"_qs, true);
+        // Switched off, so the app's change calls no (slow) launchctl of its own.
+        const ScheduledTask b = appTask(u"B"_qs, false);
         store->add(a);
         store->add(b);
-        launchctl->setDelay(0.5);
+        launchctl->setDelay(1.0);
         launchctl->clearCalls();
         ToolRun run{{u"edit"_qs, u"A"_qs, u"--name"_qs, u"A by the tool"_qs}, {}};
         run.process = startTool(run.arguments);
         QTRY_VERIFY_WITH_TIMEOUT(!launchctl->calls().isEmpty(), 20000);
-        launchctl->setDelay(0);
+        QVERIFY(storeCaughtUp());
         ScheduledTask renamed = b;
         renamed.name = u"B by the app"_qs;
         store->update(renamed);
         QVERIFY(waitForAll({run}));
         QCOMPARE(run.process->exitCode(), 0);
         QCOMPARE(summarise(fileTasks()),
-                 (QList<Summary>{{a.id, u"A by the tool"_qs, true}, {b.id, u"B by the app"_qs, true}}));
+                 (QList<Summary>{{a.id, u"A by the tool"_qs, true}, {b.id, u"B by the app"_qs, false}}));
         QTRY_VERIFY(storeCaughtUp());
         QCOMPARE(store->tasks(), fileTasks());
     }
