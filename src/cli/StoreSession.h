@@ -9,7 +9,11 @@ class CommandContext;
 // The task store as a changing command uses it: the app's own store and start-up, except that a
 // tasks file it cannot read stops the command before anything is swept, installed or written.
 // Every failure and notice the store publishes is printed as it comes; once the file has been
-// written, finish() posts the change notice.
+// written, finish() posts the change notice. Sessions of several tools take turns: each holds
+// a lock on the tasks file's folder from its read to its write, so no tool writes over
+// another's change.
+// The app takes no part in the lock; a change it saves meanwhile is kept by the store's
+// `keepOutsideChanges`.
 class StoreSession
 {
   public:
@@ -25,6 +29,7 @@ class StoreSession
 
   private:
     CommandContext &m_context;
+    int m_lock = -1; // a descriptor of the lock file, -1 without the lock
     std::unique_ptr<TaskStore> m_store;
     bool m_failed = false;
     bool m_saved = false;

@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QSaveFile>
 
 namespace {
@@ -140,7 +141,9 @@ void TaskStore::load()
     bool failed = false;
     QFile file(m_options.tasksFile);
     m_fileContents.clear();
-    if (file.exists()) {
+    if (!file.exists()) {
+        m_fileTasks.clear();
+    } else {
         if (!file.open(QIODevice::ReadOnly)) {
             setLastError(u"Failed to load tasks: " % file.errorString());
             failed = true;
@@ -149,6 +152,7 @@ void TaskStore::load()
             const TaskMigration::ReadResult result = TaskMigration::read(m_fileContents);
             if (result.ok()) {
                 m_tasks = result.tasks;
+                m_fileTasks = result.tasks;
             } else {
                 setLastError(u"Failed to load tasks: " % result.error->description);
                 failed = true;
@@ -206,9 +210,62 @@ bool TaskStore::keepUnreadableFile()
     return true;
 }
 
+bool TaskStore::rebaseOnFile()
+{
+    QFile file(m_options.tasksFile);
+    // A file that went away leaves nothing to keep.
+    if (m_fileUnreadable || !file.open(QIODevice::ReadOnly)) {
+        return true;
+    }
+    const QByteArray bytes = file.readAll();
+    if (bytes == m_fileContents) {
+        return true;
+    }
+    const TaskMigration::ReadResult read = TaskMigration::read(bytes);
+    if (!read.ok()) {
+        setLastError(u"Failed to save tasks: the tasks file was changed meanwhile and cannot be read: " %
+                     read.error->description);
+        return false;
+    }
+    QHash<QUuid, ScheduledTask> before;
+    for (const ScheduledTask &task : std::as_const(m_fileTasks)) {
+        before.insert(task.id, task);
+    }
+    QHash<QUuid, ScheduledTask> mine;
+    for (const ScheduledTask &task : std::as_const(m_tasks)) {
+        mine.insert(task.id, task);
+    }
+    // Their order and their tasks; where this store changed or removed a task, its version; its
+    // new tasks at the end. A task they removed stays removed, even if this store changed it.
+    QList<ScheduledTask> merged;
+    QSet<QUuid> theirs;
+    for (const ScheduledTask &task : read.tasks) {
+        theirs.insert(task.id);
+        const auto old = before.constFind(task.id);
+        const auto own = mine.constFind(task.id);
+        if (own == mine.cend()) {
+            if (old == before.cend()) {
+                merged.append(task);
+            }
+            continue;
+        }
+        merged.append(old == before.cend() || *old != *own ? *own : task);
+    }
+    for (const ScheduledTask &task : std::as_const(m_tasks)) {
+        if (!before.contains(task.id) && !theirs.contains(task.id)) {
+            merged.append(task);
+        }
+    }
+    m_tasks = merged;
+    return true;
+}
+
 bool TaskStore::save()
 {
     if (!keepUnreadableFile()) {
+        return false;
+    }
+    if (m_options.keepOutsideChanges && !rebaseOnFile()) {
         return false;
     }
     QDir().mkpath(QFileInfo(m_options.tasksFile).absolutePath());
@@ -222,6 +279,7 @@ bool TaskStore::save()
         return false;
     }
     m_fileContents = bytes;
+    m_fileTasks = m_tasks;
     Q_EMIT saved();
     return true;
 }

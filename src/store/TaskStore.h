@@ -32,6 +32,10 @@ class TaskStore : public QObject
         // The app sweeps stray jobs and refreshes scripts even after a failed read (its list is then
         // empty). The moxley tool turns this off: it never acts on a file it could not read.
         bool cleanUpAfterFailedLoad = true;
+        // The moxley tool: when a save finds that the file changed since this store read it (the
+        // app saved meanwhile), this store's own changes go on top of what is there instead of
+        // writing over it. The app leaves it off: it replaces the file with its list.
+        bool keepOutsideChanges = false;
     };
     // The app's and the moxley tool's defaults; `arguments` are the process arguments.
     static Options defaultOptions(const QStringList &arguments = {});
@@ -99,6 +103,9 @@ class TaskStore : public QObject
     void uninstall(const ScheduledTask &task);
     void refreshOutdatedScripts();
     bool keepUnreadableFile();
+    // keepOutsideChanges: the file as it now is, with this store's changes since it last read or
+    // wrote it applied; false (and lastError) when the file no longer reads.
+    bool rebaseOnFile();
     // Hands the enabled wake tasks to the wake service; false (and lastError) on the first failure.
     bool syncWakeSchedule();
 
@@ -108,6 +115,8 @@ class TaskStore : public QObject
     std::optional<QString> m_lastWarning;
     bool m_fileUnreadable = false;
     QByteArray m_fileContents;
+    // The list as it was last read or written: what this store's own changes are measured against.
+    QList<ScheduledTask> m_fileTasks;
     // Declared last: it goes first, so no notice reaches a store being destroyed.
     std::unique_ptr<ChangeNotice::Observation> m_observation;
 };

@@ -1,6 +1,6 @@
 #include "AppWorld.h"
 
-#include "../store/SessionBus.h"
+#include "SessionBus.h"
 #include "app/TasksFileWatcher.h"
 
 // The app follows its tasks file: through the moxley tool's change notice, and through a file

@@ -1,33 +1,8 @@
 #include "Sandbox.h"
+#include "SecretToolStandIn.h"
 #include "platform/Keychain.h"
 
 #include <QtTest>
-
-namespace {
-
-// A stand-in secret-tool with a real store in a folder: "store" reads the secret from standard
-// input, "lookup" prints it; every call's arguments are logged.
-QString writeFakeSecretTool(const Sandbox &sandbox)
-{
-    const QString path = sandbox.root() + u"/bin/secret-tool"_qs;
-    const QString store = sandbox.root() + u"/secrets"_qs;
-    Sandbox::writeFile(path, QString(uR"SH(#!/bin/bash
-store='%1'
-mkdir -p "$store"
-printf '%s\n' "$*" >> "$store/calls.log"
-cmd=$1; shift
-[ "$1" = "${1#--label=}" ] || shift
-key=$(printf '%s|' "$@" | base64 | tr -d '\n=/+')
-case $cmd in
-  store) cat > "$store/$key" ;;
-  lookup) [ -f "$store/$key" ] && cat "$store/$key" || exit 1 ;;
-  *) exit 2 ;;
-esac
-)SH"_qs.arg(store)).toUtf8(), 0755);
-    return path;
-}
-
-} // namespace
 
 class SecretToolKeychainTest : public QObject
 {
@@ -37,7 +12,7 @@ private Q_SLOTS:
     void save_thenFoundForThatAddressOnly()
     {
         Sandbox sandbox;
-        SecretToolKeychain keychain(writeFakeSecretTool(sandbox));
+        SecretToolKeychain keychain(writeSecretToolStandIn(sandbox));
         QVERIFY(!keychain.hasCredentials(u"me@gmail.com"_qs));
         QCOMPARE(keychain.save(u"me@gmail.com"_qs, u"abcd efgh ijkl mnop"_qs), std::nullopt);
         QVERIFY(keychain.hasCredentials(u"me@gmail.com"_qs));
@@ -48,7 +23,7 @@ private Q_SLOTS:
     void attributes_matchTheSnippet_passwordOnStdinOnly()
     {
         Sandbox sandbox;
-        SecretToolKeychain keychain(writeFakeSecretTool(sandbox));
+        SecretToolKeychain keychain(writeSecretToolStandIn(sandbox));
         QCOMPARE(keychain.save(u"me@gmail.com"_qs, u"abcd efgh ijkl mnop"_qs), std::nullopt);
         const QString lookup = u"'" % sandbox.root() % u"/bin/secret-tool' lookup service com.moxley.gmail account "
                                                        u"me@gmail.com";
