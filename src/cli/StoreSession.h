@@ -29,7 +29,7 @@ class StoreSession
 
   private:
     CommandContext &m_context;
-    int m_lock = -1; // a descriptor of the lock file, -1 without the lock
+    int m_lock = -1; // the locked folder's descriptor, -1 without the lock
     std::unique_ptr<TaskStore> m_store;
     bool m_failed = false;
     bool m_saved = false;
