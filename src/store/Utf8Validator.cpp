@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include <fcntl.h>
@@ -365,15 +366,23 @@ bool isUtf8(int fd, qint64 begin, qint64 end, const Utf8FileCheck &how)
         ++middle;
     }
     bool firstHalf = false;
+    std::thread helper;
     try {
-        std::thread helper([&] { firstHalf = isUtf8InOneThread(fd, begin, middle, how); });
-        const bool secondHalf = isUtf8InOneThread(fd, middle, end, how);
-        helper.join();
-        return firstHalf && secondHalf;
+        helper = std::thread([&] { firstHalf = isUtf8InOneThread(fd, begin, middle, how); });
     } catch (const std::system_error &) {
         // No thread to be had: one is enough.
         return isUtf8InOneThread(fd, begin, end, how);
     }
+    bool secondHalf = false;
+    {
+        // Joined however this half ends.
+        const struct Join {
+            std::thread &thread;
+            ~Join() { thread.join(); }
+        } join{helper};
+        secondHalf = isUtf8InOneThread(fd, middle, end, how);
+    }
+    return firstHalf && secondHalf;
 }
 
 } // namespace RunHistoryDetail
