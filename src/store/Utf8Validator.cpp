@@ -265,8 +265,8 @@ bool Utf8Validator::feed(const char *data, qint64 size)
     if (m_check == Utf8Check::scalar) {
         return m_scalar.feed(data, size);
     }
-    if (m_vector.error) {
-        return false;
+    if (m_vector.error || size <= 0) {
+        return !m_vector.error;
     }
     const auto *p = reinterpret_cast<const unsigned char *>(data);
     if (m_carrySize > 0) {
