@@ -97,20 +97,13 @@ QString RunHistory::readLogTail(const QString &logPath, int maxLines)
     }
 
     // Reading the file whole would fail on bad UTF-8 anywhere, so the part before the tail is
-    // checked too, in blocks, without being kept.
-    Utf8Validator utf8;
-    {
-        std::vector<char> block(std::min(kBlockSize, std::max<qint64>(tailStart, 1)));
-        qint64 offset = 0;
-        while (offset < tailStart) {
-            const qint64 length = std::min<qint64>(qint64(block.size()), tailStart - offset);
-            if (!readAt(file, offset, block.data(), length) || !utf8.feed(block.data(), length)) {
-                return {};
-            }
-            offset += length;
-        }
+    // checked too, without being kept. It ends with a line feed, so it and the tail are UTF-8
+    // together exactly when each is on its own.
+    if (!RunHistoryDetail::isUtf8(file.handle(), 0, tailStart)) {
+        return {};
     }
     QByteArray tail(size - tailStart, Qt::Uninitialized);
+    Utf8Validator utf8;
     if (!readAt(file, tailStart, tail.data(), tail.size()) || !utf8.feed(tail.constData(), tail.size()) ||
         !utf8.complete()) {
         return {};

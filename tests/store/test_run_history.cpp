@@ -1,5 +1,6 @@
 #include "Sandbox.h"
 #include "store/RunHistory.h"
+#include "store/Utf8Validator.h"
 
 #include <QProcess>
 #include <QRandomGenerator>
@@ -9,7 +10,46 @@
 
 #include <cstring>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
+
+using RunHistoryDetail::Utf8Check;
+
+// Every check this processor can run, by the name MOXLEY_UTF8_CHECK takes.
+QList<std::pair<QByteArray, Utf8Check>> availableChecks()
+{
+    QList<std::pair<QByteArray, Utf8Check>> checks;
+    for (const auto &[name, check] : {std::pair{QByteArray("scalar"), Utf8Check::scalar},
+                                      std::pair{QByteArray("ssse3"), Utf8Check::ssse3},
+                                      std::pair{QByteArray("avx2"), Utf8Check::avx2}}) {
+        if (RunHistoryDetail::utf8CheckAvailable(check)) {
+            checks.append({name, check});
+        }
+    }
+    return checks;
+}
+
+bool decodesAsUtf8(const QByteArray &bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder.decode(bytes);
+    return !decoder.hasError();
+}
+
+// Good and bad sequences for the UTF-8 checks.
+const QList<QByteArray> &utf8Pieces()
+{
+    static const QList<QByteArray> pieces{"a", "\n", " ", "\x7F", "\xC3\xA9", "\xDF\xBF", "\xE2\x82\xAC",
+                                          "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEF\xBF\xBF", "\xF0\x90\x80\x80",
+                                          "\xF4\x8F\xBF\xBF", "\xF0\x9F\x98\x80", "abcdefghijklmnop",
+                                          // and the bad: alone, cut short, overlong, surrogate, too large
+                                          "\x80", "\xBF", "\xC2", "\xE2\x82", "\xF0\x9F\x98", "\xC0\x80", "\xC1\xBF",
+                                          "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80",
+                                          "\xF5\x80\x80\x80", "\xFF", "\xFE", "\x80\x80\x80\x80"};
+    return pieces;
+}
 
 QDateTime utc(int year, int month, int day, int hour, int minute, int second)
 {
@@ -535,9 +575,9 @@ private Q_SLOTS:
         QVERIFY(nonEmpty > 1000); // the comparison was not only between empty texts
     }
 
-    // Random bytes, good and bad UTF-8 mixed at every offset of a 16-byte block: the vector check
-    // (where the processor has one) and the scalar one both agree with the plain reading.
-    void randomBytes_bothChecksMatchPlainReading()
+    // Random bytes, good and bad UTF-8 mixed at every offset of a 16-byte block: every check this
+    // processor has (chosen with MOXLEY_UTF8_CHECK) agrees with the plain reading.
+    void randomBytes_everyCheckMatchesPlainReading()
     {
         QRandomGenerator random(16);
         const QList<QByteArray> alphabet{"a", "\n", " ", "\x7F", "\xC3\xA9", "\xDF\xBF", "\xE2\x82\xAC",
@@ -548,6 +588,8 @@ private Q_SLOTS:
                                          "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80",
                                          "\xF5\x80\x80\x80", "\xFF", "\xFE"};
         const qsizetype firstBad = alphabet.indexOf("\x80");
+        const auto checks = availableChecks();
+        const auto unset = qScopeGuard([] { qunsetenv("MOXLEY_UTF8_CHECK"); });
         int good = 0;
         int bad = 0;
         for (int round = 0; round < 4000; ++round) {
@@ -565,13 +607,142 @@ private Q_SLOTS:
             const QString decoded = decoder.decode(bytes);
             (decoder.hasError() ? bad : good) += 1;
             QCOMPARE(RunHistory::readLogTail(path, 1000000), expected);
-            qputenv("MOXLEY_SCALAR_UTF8", "1");
-            QCOMPARE(RunHistory::readLogTail(path, 1000000), expected);
-            qunsetenv("MOXLEY_SCALAR_UTF8");
+            for (const auto &[name, check] : checks) {
+                qputenv("MOXLEY_UTF8_CHECK", name);
+                QCOMPARE(RunHistory::readLogTail(path, 1000000), expected);
+            }
+            qunsetenv("MOXLEY_UTF8_CHECK");
             QFile::remove(path);
         }
         QVERIFY(good > 1000);
         QVERIFY(bad > 300);
+    }
+
+    // Each check on its own, at every offset of two 64-byte chunks (the vector checks' step) and
+    // fed whole or cut anywhere, against decoding: every good and bad sequence, after and before
+    // good text of every kind.
+    void everyCheck_atEveryOffset_matchesDecoding()
+    {
+        QRandomGenerator random(64);
+        const QList<QByteArray> &pieces = utf8Pieces();
+        const qsizetype firstBad = pieces.indexOf("\x80");
+        const auto goodText = [&](qsizetype size) {
+            QByteArray text;
+            while (text.size() < size) {
+                const QByteArray &piece = pieces.at(random.bounded(firstBad));
+                text += text.size() + piece.size() <= size ? piece : QByteArray("a");
+            }
+            return text;
+        };
+        int good = 0;
+        int bad = 0;
+        for (const auto &[name, check] : availableChecks()) {
+            for (const QByteArray &piece : pieces) {
+                for (qsizetype offset = 0; offset <= 130; ++offset) {
+                    const QByteArray bytes = goodText(offset) + piece + goodText(random.bounded(100));
+                    const bool expected = decodesAsUtf8(bytes);
+                    (expected ? good : bad) += 1;
+                    RunHistoryDetail::Utf8Validator whole(check);
+                    const bool wholeOk = whole.feed(bytes.constData(), bytes.size()) && whole.complete();
+                    RunHistoryDetail::Utf8Validator cut(check);
+                    bool cutOk = true;
+                    for (qsizetype at = 0; at < bytes.size() && cutOk;) {
+                        const qsizetype length = std::min<qsizetype>(random.bounded(1, 80), bytes.size() - at);
+                        cutOk = cut.feed(bytes.constData() + at, length);
+                        at += length;
+                    }
+                    cutOk = cutOk && cut.complete();
+                    if (wholeOk != expected || cutOk != expected) {
+                        qWarning() << name << "offset" << offset << bytes.toHex(' ');
+                    }
+                    QCOMPARE(wholeOk, expected);
+                    QCOMPARE(cutOk, expected);
+                }
+            }
+        }
+        QVERIFY(good > 1000);
+        QVERIFY(bad > 1000);
+    }
+
+    // A stretch of a file checked in two threads, cut in the middle, against one thread and
+    // against decoding: sequences good and bad at every place around the cut, small blocks so
+    // each half takes several reads.
+    void twoThreadCheck_matchesOneThreadAndDecoding()
+    {
+        QRandomGenerator random(2);
+        const QList<QByteArray> &pieces = utf8Pieces();
+        const qsizetype firstBad = pieces.indexOf("\x80");
+        const QString path = m_dir.path() + u"/halves.log";
+        int good = 0;
+        int bad = 0;
+        for (int round = 0; round < 300; ++round) {
+            QByteArray bytes;
+            while (bytes.size() < 1000 + random.bounded(3000)) {
+                bytes += pieces.at(random.bounded(firstBad));
+            }
+            // A good or bad piece from a little before to a little after the middle.
+            const QByteArray &piece = pieces.at(random.bounded(pieces.size()));
+            const qsizetype at = std::max<qsizetype>(0, bytes.size() / 2 - 5 + random.bounded(10));
+            bytes.insert(at, piece);
+            // Some rounds check only a stretch, beginning after a line feed.
+            const qsizetype begin = round % 4 == 0 ? bytes.indexOf('\n') + 1 : 0;
+            const qsizetype end = bytes.size() - (round % 3 == 0 ? random.bounded(4) : 0);
+            Sandbox::writeFile(path, bytes);
+            const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
+            QVERIFY(fd >= 0);
+            const bool expected = decodesAsUtf8(bytes.mid(begin, end - begin));
+            (expected ? good : bad) += 1;
+            for (const auto &[name, check] : availableChecks()) {
+                const qint64 blockSize = 64 + random.bounded(200);
+                const bool oneThread = RunHistoryDetail::isUtf8(fd, begin, end, {check, blockSize, 1 << 30});
+                const bool twoThreads = RunHistoryDetail::isUtf8(fd, begin, end, {check, blockSize, 0});
+                if (oneThread != expected || twoThreads != expected) {
+                    qWarning() << name << "round" << round << "piece" << piece.toHex(' ') << "at" << at;
+                }
+                QCOMPARE(oneThread, expected);
+                QCOMPARE(twoThreads, expected);
+            }
+            // Past the end of the file: not readable, so not UTF-8.
+            QVERIFY(!RunHistoryDetail::isUtf8(fd, 0, bytes.size() + 1, {Utf8Check::scalar, 64, 0}));
+            QVERIFY(!RunHistoryDetail::isUtf8(fd, 0, bytes.size() + 1, {Utf8Check::scalar, 64, 1 << 30}));
+            QVERIFY(RunHistoryDetail::isUtf8(fd, 7, 7, {Utf8Check::scalar, 64, 0}));
+            ::close(fd);
+        }
+        QVERIFY(good > 50);
+        QVERIFY(bad > 50);
+    }
+
+    // A log large enough to be checked in two threads (16 MiB before its tail), with a bad byte
+    // in either half, at the cut, or nowhere: as the plain reading.
+    void logCheckedInTwoHalves_matchesPlainReading()
+    {
+        QByteArray bytes;
+        bytes.reserve(18 << 20);
+        const QByteArray line = "caf\xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x98\x80 line of the log\n";
+        while (bytes.size() < (17 << 20)) {
+            bytes += line;
+        }
+        const QString path = m_dir.path() + u"/halves-big.log";
+        // Where the reader cuts what precedes the last 100 lines.
+        qsizetype tailStart = bytes.size();
+        for (int feeds = 0; feeds < 101; ++feeds) {
+            tailStart = bytes.lastIndexOf('\n', tailStart - 1);
+        }
+        const qsizetype middle = tailStart / 2;
+        for (const qsizetype at : {qsizetype(-1), qsizetype(5), middle - 2, middle - 1, middle, middle + 1,
+                                   tailStart - 3, bytes.size() - 10}) {
+            QByteArray spoilt = bytes;
+            if (at >= 0) {
+                spoilt[at] = char(0x80 | (spoilt[at] & 0x3F)); // a stray or misplaced continuation byte
+                if (decodesAsUtf8(spoilt)) {
+                    continue; // it was one already
+                }
+            }
+            Sandbox::writeFile(path, spoilt);
+            const QString expected = plainReadLog(path, 100);
+            QCOMPARE(expected.isEmpty(), at >= 0);
+            QCOMPARE(RunHistory::readLogTail(path, 100), expected);
+        }
     }
 
     // Tails longer than the reader's blocks, and files larger than them.
