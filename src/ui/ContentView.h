@@ -14,9 +14,9 @@
 #include <optional>
 
 class QAction;
-class QThread;
 class QMenu;
 class QSplitter;
+class QThread;
 class QToolBar;
 class SidebarView;
 class TaskStore;

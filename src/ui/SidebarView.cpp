@@ -132,8 +132,8 @@ void SidebarView::addSectionGap()
 
 QSize SidebarView::taskRowSize()
 {
-    // Every task row has the same two lines; their height is measured once. The width is left to
-    // the list, which makes each row as wide as itself.
+    // Every task row has the same two lines; their height is measured once. The list stretches
+    // every row across its width.
     if (!m_taskRowSize.isValid()) {
         ScheduledTask sample;
         sample.name = QStringLiteral("Task");

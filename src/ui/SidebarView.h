@@ -43,7 +43,8 @@ public:
     explicit SidebarView(QWidget *parent = nullptr);
 
     void setState(const State &state);
-    // Replaces only the "System Jobs" part: its header's count and disclosure, and its rows.
+    // New system jobs, or the section opened or closed. While it stays collapsed only the header's
+    // count changes; otherwise the list is rebuilt, which costs its items only.
     void setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bool showSystemJobs);
     // Updates the tick marks and the header button without rebuilding the rows.
     void setTicked(const QSet<QUuid> &ticked);
