@@ -15,10 +15,13 @@
 #include "ui/TaskDetailView.h"
 #include "ui/ViewStyle.h"
 
+#include <QEvent>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMenu>
 #include <QSaveFile>
 #include <QSplitter>
+#include <QThread>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
@@ -126,27 +129,69 @@ ContentView::ContentView(TaskStore &store, QWidget *parent) : QWidget(parent), m
     updateToolBar();
 }
 
-ContentView::~ContentView() = default;
+ContentView::~ContentView()
+{
+    if (m_scanThread) {
+        m_scanThread->wait();
+    }
+}
 
 void ContentView::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
-    if (!m_scanned) {
-        m_scanned = true;
-        scanSystemJobs();
+    if (m_scan == Scan::notStarted) {
+        // The jobs are read once the window has appeared: reading ~2,000 property lists first
+        // kept the window from showing. The sidebar's list is what is certain to be painted.
+        m_scan = Scan::waitingForPaint;
+        m_sidebar->list()->viewport()->installEventFilter(this);
     }
     // An error from loading at start-up is waiting before anyone could see it.
     queueAlerts();
 }
 
+bool ContentView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (m_scan == Scan::waitingForPaint && event->type() == QEvent::Paint && watched == m_sidebar->list()->viewport()) {
+        m_scan = Scan::running;
+        watched->removeEventFilter(this);
+        // Started once this paint has been delivered, not in the middle of it.
+        QTimer::singleShot(0, this, &ContentView::startScan);
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void ContentView::startScan()
+{
+    // The folders are fixed here; the worker only reads files and hands back values. The window
+    // stays responsive meanwhile, and the list is applied here on the GUI thread.
+    auto browser = std::make_shared<const LaunchdBrowser>();
+    auto jobs = std::make_shared<QList<LaunchdJob>>();
+    m_scanThread.reset(QThread::create([browser, jobs] { *jobs = browser->scan(); }));
+    connect(m_scanThread.get(), &QThread::finished, this, [this, jobs] {
+        m_scanThread->wait(); // finished is sent just before the thread ends
+        m_scanThread.reset();
+        m_scan = Scan::done;
+        setSystemJobs(*jobs);
+        Q_EMIT systemJobsScanned();
+    });
+    m_scanThread->start();
+}
+
 void ContentView::scanSystemJobs()
 {
-    m_systemJobs = LaunchdBrowser().scan();
-    rebuildSidebar();
+    setSystemJobs(LaunchdBrowser().scan());
+}
+
+void ContentView::setSystemJobs(const QList<LaunchdJob> &jobs)
+{
+    m_systemJobs = jobs;
+    m_sidebar->setSystemJobs(visibleSystemJobs(), int(m_systemJobs.size()), m_showSystemJobs);
     if (auto *timeline = qobject_cast<DayTimelineView *>(m_detail)) {
         timeline->setSystemJobs(m_systemJobs);
     }
-    rebuildDetail();
+    if (m_selection && m_selection->kind == SidebarSection::Kind::systemJob) {
+        rebuildDetail();
+    }
 }
 
 void ContentView::setSelection(const std::optional<SidebarSection> &selection)

@@ -10,11 +10,13 @@
 #include <QSet>
 #include <QWidget>
 
+#include <memory>
 #include <optional>
 
 class QAction;
 class QMenu;
 class QSplitter;
+class QThread;
 class QToolBar;
 class SidebarView;
 class TaskStore;
@@ -71,16 +73,21 @@ public Q_SLOTS:
     void exportSelected();
     void deleteSelected();
 
-    // Reads the job folders again (done once when the view is first shown).
+    // Reads the job folders again, at once. The first reading is done on a worker thread once the
+    // view has been painted for the first time (systemJobsScanned tells when it is in).
     void scanSystemJobs();
 
 Q_SIGNALS:
     void selectionChanged();
+    void systemJobsScanned();
 
 protected:
     void showEvent(QShowEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    void startScan();
+    void setSystemJobs(const QList<LaunchdJob> &jobs);
     void setSearchText(const QString &text);
     void rebuildSidebar();
     void rebuildDetail();
@@ -95,7 +102,9 @@ private:
     bool m_showSystemJobs = false;
     bool m_selectMode = false;
     QSet<QUuid> m_ticked;
-    bool m_scanned = false;
+    enum class Scan { notStarted, waitingForPaint, running, done };
+    Scan m_scan = Scan::notStarted;
+    std::unique_ptr<QThread> m_scanThread;
     bool m_alertsQueued = false;
     bool m_alertShowing = false;
 

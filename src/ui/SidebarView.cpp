@@ -5,6 +5,7 @@
 #include "ui/TaskRowView.h"
 #include "ui/ViewStyle.h"
 
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -19,6 +20,7 @@ namespace {
 
 constexpr int kKindRole = Qt::UserRole;
 constexpr int kIdRole = Qt::UserRole + 1;
+constexpr int kIndexRole = Qt::UserRole + 2; // a task's or job's place in the state, for rows made late
 constexpr int kHeaderKind = -1;
 
 std::optional<SidebarSection> sectionOf(const QListWidgetItem *item)
@@ -75,6 +77,8 @@ SidebarView::SidebarView(QWidget *parent) : QWidget(parent)
     palette.setColor(QPalette::Base, Qt::transparent);
     m_list->setPalette(palette);
     connect(m_list, &QListWidget::itemClicked, this, &SidebarView::onItemClicked);
+    connect(m_list->verticalScrollBar(), &QScrollBar::valueChanged, this, &SidebarView::showRowsInSight);
+    m_list->viewport()->installEventFilter(this);
     connect(m_list, &QListWidget::itemSelectionChanged, this, &SidebarView::onSelectionChanged);
     connect(m_list, &QListWidget::customContextMenuRequested, this, [this](const QPoint &pos) {
         const std::optional<SidebarSection> section = sectionOf(m_list->itemAt(pos));
@@ -93,23 +97,122 @@ SidebarView::SidebarView(QWidget *parent) : QWidget(parent)
 
 QListWidgetItem *SidebarView::addRow(QWidget *widget, Qt::ItemFlags flags, const std::optional<SidebarSection> &section)
 {
-    auto *item = new QListWidgetItem(m_list);
+    auto *item = new QListWidgetItem;
     item->setFlags(flags);
     item->setData(kKindRole, section ? int(section->kind) : kHeaderKind);
     if (section) {
         item->setData(kIdRole, section->kind == SidebarSection::Kind::task ? section->taskId.toString() : section->jobId);
     }
     item->setSizeHint(widget->sizeHint());
+    m_list->addItem(item);
     m_pendingWidgets.append({item, widget});
     return item;
 }
 
+void SidebarView::addLazyRow(const QSize &sizeHint, Qt::ItemFlags flags, const SidebarSection &section, int index)
+{
+    // Filled in before it joins the list, so that setting its data signals nothing.
+    auto *item = new QListWidgetItem;
+    item->setFlags(flags);
+    item->setData(kKindRole, int(section.kind));
+    item->setData(kIdRole, section.kind == SidebarSection::Kind::task ? section.taskId.toString() : section.jobId);
+    item->setData(kIndexRole, index);
+    item->setSizeHint(sizeHint);
+    m_list->addItem(item);
+}
+
 void SidebarView::addSectionGap()
 {
-    auto *gap = new QListWidgetItem(m_list);
+    auto *gap = new QListWidgetItem;
     gap->setFlags(Qt::NoItemFlags);
     gap->setData(kKindRole, kHeaderKind);
     gap->setSizeHint(QSize(1, 8));
+    m_list->addItem(gap);
+}
+
+QSize SidebarView::taskRowSize()
+{
+    // Every task row has the same two lines; their height is measured once. The list stretches
+    // every row across its width.
+    if (!m_taskRowSize.isValid()) {
+        ScheduledTask sample;
+        sample.name = QStringLiteral("Task");
+        m_taskRowSize = QSize(0, TaskRowView(sample).sizeHint().height());
+    }
+    return m_taskRowSize;
+}
+
+QSize SidebarView::jobRowSize()
+{
+    if (!m_jobRowSize.isValid()) {
+        LaunchdJob sample;
+        sample.label = QStringLiteral("com.example.job");
+        m_jobRowSize = QSize(0, LaunchdJobRow(sample).sizeHint().height());
+    }
+    return m_jobRowSize;
+}
+
+QWidget *SidebarView::widgetFor(QListWidgetItem *item)
+{
+    if (QWidget *shown = m_list->itemWidget(item)) {
+        return shown;
+    }
+    const QVariant index = item->data(kIndexRole);
+    if (!index.isValid()) {
+        return nullptr;
+    }
+    QWidget *widget = nullptr;
+    if (item->data(kKindRole).toInt() == int(SidebarSection::Kind::task)) {
+        const ScheduledTask &task = m_state.tasks.at(index.toInt());
+        auto *row = new TaskRowView(task);
+        if (m_state.selectMode) {
+            row->setTick(m_state.ticked.contains(task.id));
+        }
+        widget = row;
+    } else {
+        widget = new LaunchdJobRow(m_state.jobs.at(index.toInt()));
+    }
+    m_list->setItemWidget(item, widget);
+    return widget;
+}
+
+void SidebarView::showRowsInSight()
+{
+    // Until the list is shown its size is not final; its Show event brings us back. Widgets made
+    // halfway through a rebuild would be moved by every row inserted after them.
+    if (m_rebuilding || !m_list->isVisible()) {
+        return;
+    }
+    const int bottom = m_list->viewport()->height();
+    const QListWidgetItem *top = m_list->itemAt(QPoint(0, 0));
+    for (int row = top ? m_list->row(top) : 0; row < m_list->count(); ++row) {
+        QListWidgetItem *item = m_list->item(row);
+        const QRect rect = m_list->visualItemRect(item);
+        if (rect.top() >= bottom) {
+            break;
+        }
+        if (rect.bottom() >= 0) {
+            widgetFor(item);
+        }
+    }
+}
+
+bool SidebarView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_list->viewport() && (event->type() == QEvent::Show || event->type() == QEvent::Resize)) {
+        showRowsInSight();
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void SidebarView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
+        // Measured again on the next rebuild.
+        m_taskRowSize = QSize();
+        m_jobRowSize = QSize();
+    }
 }
 
 QWidget *SidebarView::tasksHeader()
@@ -180,21 +283,14 @@ void SidebarView::setState(const State &state)
 
         addRow(tasksHeader(), Qt::ItemIsEnabled, std::nullopt);
         const Qt::ItemFlags taskFlags = state.selectMode ? Qt::ItemIsEnabled : (Qt::ItemIsEnabled | Qt::ItemIsSelectable);
-        for (const ScheduledTask &task : state.tasks) {
-            auto *row = new TaskRowView(task);
-            if (state.selectMode) {
-                row->setTick(state.ticked.contains(task.id));
-            }
-            addRow(row, taskFlags, SidebarSection::task(task.id));
+        const QSize taskSize = taskRowSize();
+        for (int i = 0; i < state.tasks.size(); ++i) {
+            addLazyRow(taskSize, taskFlags, SidebarSection::task(state.tasks.at(i).id), i);
         }
         addSectionGap();
 
         m_jobsHeaderItem = addRow(systemJobsHeader(), Qt::ItemIsEnabled, std::nullopt);
-        if (state.showSystemJobs) {
-            for (const LaunchdJob &job : state.jobs) {
-                addRow(new LaunchdJobRow(job), Qt::ItemIsEnabled | Qt::ItemIsSelectable, SidebarSection::systemJob(job.id));
-            }
-        }
+        addJobRows();
 
         for (const auto &[row, widget] : std::as_const(m_pendingWidgets)) {
             m_list->setItemWidget(row, widget);
@@ -211,6 +307,38 @@ void SidebarView::setState(const State &state)
     m_list->verticalScrollBar()->setValue(scrolled);
     m_add->setText(state.totalTasks == 0 ? QStringLiteral("Add your first task") : QStringLiteral("Add Task"));
     m_rebuilding = false;
+    showRowsInSight();
+}
+
+void SidebarView::addJobRows()
+{
+    if (!m_state.showSystemJobs) {
+        return;
+    }
+    const QSize jobSize = jobRowSize();
+    for (int i = 0; i < m_state.jobs.size(); ++i) {
+        addLazyRow(jobSize, Qt::ItemIsEnabled | Qt::ItemIsSelectable, SidebarSection::systemJob(m_state.jobs.at(i).id), i);
+    }
+}
+
+void SidebarView::setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bool showSystemJobs)
+{
+    if (showSystemJobs || m_state.showSystemJobs) {
+        // Rows come or go. Rebuilding is cheap (no row has a widget until it is in sight) and,
+        // unlike inserting rows into a list that holds widgets, does not move every widget per row.
+        State state = m_state;
+        state.jobs = jobs;
+        state.totalJobs = totalJobs;
+        state.showSystemJobs = showSystemJobs;
+        setState(state);
+        return;
+    }
+    // Collapsed: only the count changes.
+    m_state.jobs = jobs;
+    m_state.totalJobs = totalJobs;
+    if (m_jobCount) {
+        m_jobCount->setText(QString::number(totalJobs));
+    }
 }
 
 void SidebarView::setTicked(const QSet<QUuid> &ticked)
@@ -248,10 +376,10 @@ QListWidgetItem *SidebarView::item(const SidebarSection &section) const
     return nullptr;
 }
 
-QWidget *SidebarView::rowWidget(const SidebarSection &section) const
+QWidget *SidebarView::rowWidget(const SidebarSection &section)
 {
     QListWidgetItem *found = item(section);
-    return found ? m_list->itemWidget(found) : nullptr;
+    return found ? widgetFor(found) : nullptr;
 }
 
 void SidebarView::onItemClicked(QListWidgetItem *clicked)

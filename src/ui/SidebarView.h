@@ -20,6 +20,10 @@ class QLabel;
 // The sidebar's looks: the filter field, the list (timeline entry, "My Tasks", "System Jobs") and the
 // add button at the bottom. It holds no state of its own: ContentView hands it everything to show
 // and hears back what the user did.
+//
+// A row's widget is made only once the row scrolls into sight: with a thousand tasks and as many
+// system jobs, making a widget per row (and measuring its labels) was most of the start-up time.
+// Rows of one kind share one height, measured once on a sample row.
 class SidebarView : public QWidget
 {
     Q_OBJECT
@@ -39,6 +43,9 @@ public:
     explicit SidebarView(QWidget *parent = nullptr);
 
     void setState(const State &state);
+    // New system jobs, or the section opened or closed. While it stays collapsed only the header's
+    // count changes; otherwise the list is rebuilt, which costs its items only.
+    void setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bool showSystemJobs);
     // Updates the tick marks and the header button without rebuilding the rows.
     void setTicked(const QSet<QUuid> &ticked);
 
@@ -48,8 +55,8 @@ public:
     QPushButton *selectButton() const { return m_selectButton; }
     QToolButton *systemJobsDisclosure() const { return m_disclosure; }
     QLabel *systemJobsCount() const { return m_jobCount; }
-    // The row widget showing `section`, if it is listed.
-    QWidget *rowWidget(const SidebarSection &section) const;
+    // The row widget showing `section`, if it is listed (made now if it has not been shown yet).
+    QWidget *rowWidget(const SidebarSection &section);
     QListWidgetItem *item(const SidebarSection &section) const;
 
 Q_SIGNALS:
@@ -61,12 +68,22 @@ Q_SIGNALS:
     void taskContextMenuRequested(const QUuid &id, const QPoint &globalPos);
     void addClicked();
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
 private:
     void addSectionGap();
     QListWidgetItem *addRow(QWidget *widget, Qt::ItemFlags flags, const std::optional<SidebarSection> &section);
-    // Rows get their widgets once every row is in: inserting a row into a list that already holds
-    // row widgets moves all of them, so adding a thousand one by one took seconds.
-    QList<std::pair<QListWidgetItem *, QWidget *>> m_pendingWidgets;
+    // A task or job row whose widget is made when it comes into sight; `index` is its place in
+    // m_state.tasks or m_state.jobs.
+    void addLazyRow(const QSize &sizeHint, Qt::ItemFlags flags, const SidebarSection &section, int index);
+    void addJobRows();
+    QWidget *widgetFor(QListWidgetItem *item);
+    // Gives every row in sight its widget.
+    void showRowsInSight();
+    QSize taskRowSize();
+    QSize jobRowSize();
     QWidget *tasksHeader();
     QWidget *systemJobsHeader();
     void updateSelectButton();
@@ -82,4 +99,9 @@ private:
     QToolButton *m_disclosure = nullptr;
     QLabel *m_jobCount = nullptr;
     QListWidgetItem *m_jobsHeaderItem = nullptr;
+    // Row widgets go in only after all rows of a rebuild are in: inserting a row into a list that
+    // already holds row widgets moves every one of them.
+    QList<std::pair<QListWidgetItem *, QWidget *>> m_pendingWidgets;
+    QSize m_taskRowSize;
+    QSize m_jobRowSize;
 };

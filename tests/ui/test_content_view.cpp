@@ -1,5 +1,6 @@
 #include "UiWorld.h"
 
+#include "launchd/LaunchdBrowser.h"
 #include "ui/AddTaskView.h"
 #include "ui/ContentView.h"
 #include "ui/DayTimelineView.h"
@@ -19,6 +20,7 @@
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QToolBar>
 #include <QToolButton>
 
@@ -54,6 +56,28 @@ void clickRow(const ContentView &view, const SidebarSection &section)
     QListWidgetItem *item = view.sidebar()->item(section);
     QVERIFY2(item, "row not listed");
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
+}
+
+// The rows of the list that have been given their widget so far.
+QList<TaskRowView *> taskRowsMade(const ContentView &view)
+{
+    QList<TaskRowView *> rows;
+    QListWidget *list = view.sidebar()->list();
+    for (int i = 0; i < list->count(); ++i) {
+        if (auto *row = qobject_cast<TaskRowView *>(list->itemWidget(list->item(i)))) {
+            rows << row;
+        }
+    }
+    return rows;
+}
+
+QStringList jobKeys(const QList<LaunchdJob> &jobs)
+{
+    QStringList keys;
+    for (const LaunchdJob &job : jobs) {
+        keys << job.id % u'|' % job.label % u'|' % LaunchdJob::sourceTitle(job.source) % u'|' % job.scheduleSummary();
+    }
+    return keys;
 }
 
 QStringList menuTexts(QMenu *menu)
@@ -247,7 +271,8 @@ private Q_SLOTS:
         QVERIFY(view->systemJobs().isEmpty()); // nothing is read before the view is shown
         view->show();
         QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-        QCOMPARE(view->systemJobs().size(), 2);
+        // Read once the view has been painted, off the GUI thread.
+        QTRY_COMPARE(view->systemJobs().size(), 2);
         QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"2"_qs);
         QVERIFY(sidebarJobLabels(*view).isEmpty()); // collapsed at start
         QTest::mouseClick(view->sidebar()->systemJobsDisclosure(), Qt::LeftButton);
@@ -266,6 +291,8 @@ private Q_SLOTS:
         world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.later"_qs);
         view->hide();
         view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        QTest::qWait(50);
         QCOMPARE(view->systemJobs().size(), 2);
 
         const QString path = world->sandbox.launchAgentsDir() % u"/com.example.agent.plist";
@@ -277,6 +304,117 @@ private Q_SLOTS:
         QTest::mouseClick(view->sidebar()->systemJobsDisclosure(), Qt::LeftButton);
         QVERIFY(!view->showSystemJobs());
         QVERIFY(sidebarJobLabels(*view).isEmpty());
+    }
+
+    void systemJobs_readAfterThePaint_matchAPlainScan()
+    {
+        for (int i = 0; i < 40; ++i) {
+            const QString folder = i % 3 == 0   ? world->sandbox.launchAgentsDir()
+                                   : i % 3 == 1 ? world->globalAgentsDir()
+                                                : world->globalDaemonsDir();
+            world->writeJob(folder, u"org.example.job"_qs + QString::number(39 - i),
+                            i % 2 ? QByteArray("<key>StartInterval</key><integer>") + QByteArray::number(60 * i) +
+                                        "</integer>"
+                                  : QByteArray("<key>Program</key><string>/bin/true</string>"));
+        }
+        world->writeJob(world->sandbox.launchAgentsDir(), u"com.moxley.task.X"_qs); // ours: never listed
+        Sandbox::writeFile(world->globalDaemonsDir() % u"/broken.plist", "<plist><dict><key>Label</key>");
+        world->writeTasks({UiWorld::task(u"a"_qs, u"true"_qs)});
+        store = world->openStore();
+        view = std::make_unique<ContentView>(*store);
+        QSignalSpy scanned(view.get(), &ContentView::systemJobsScanned);
+        view->resize(900, 600);
+        view->show();
+        // Applied only through the event loop, after the first paint.
+        QVERIFY(view->systemJobs().isEmpty());
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"0"_qs);
+        QVERIFY(scanned.wait());
+        QCOMPARE(scanned.size(), 1);
+
+        const QList<LaunchdJob> plain = LaunchdBrowser().scan();
+        QCOMPARE(plain.size(), 40);
+        QCOMPARE(jobKeys(view->systemJobs()), jobKeys(plain));
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"40"_qs);
+        view->setShowSystemJobs(true);
+        QStringList plainLabels;
+        for (const LaunchdJob &job : plain) {
+            plainLabels << job.label;
+        }
+        QListWidget *list = view->sidebar()->list();
+        list->scrollToBottom();
+        QCOMPARE(sidebarJobLabels(*view).last(), plainLabels.last());
+        for (const LaunchdJob &job : plain) {
+            auto *row = qobject_cast<LaunchdJobRow *>(view->sidebar()->rowWidget(SidebarSection::systemJob(job.id)));
+            QVERIFY(row);
+            QCOMPARE(row->job().label, job.label);
+        }
+        QTest::qWait(50);
+        QCOMPARE(scanned.size(), 1); // once only
+    }
+
+    void scanArriving_leavesTheTaskRowsAlone()
+    {
+        world->writeJob(world->globalAgentsDir(), u"org.example.one"_qs);
+        const ScheduledTask a = UiWorld::task(u"Alpha"_qs, u"true"_qs);
+        open({a});
+        const QPointer<QWidget> row = view->sidebar()->rowWidget(SidebarSection::task(a.id));
+        QVERIFY(row);
+        QTRY_COMPARE(view->systemJobs().size(), 1);
+        flushDeletes();
+        // The collapsed section only counted the jobs: the task list was built once.
+        QVERIFY(row);
+        QCOMPARE(view->sidebar()->rowWidget(SidebarSection::task(a.id)), row.data());
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"1"_qs);
+    }
+
+    void manyTasks_rowsGetTheirWidgetsWhenInSight()
+    {
+        QList<ScheduledTask> tasks;
+        for (int i = 0; i < 300; ++i) {
+            tasks << UiWorld::task(u"Task "_qs + QString::number(i), u"true"_qs, TaskSchedule::interval(i + 1), i % 2);
+        }
+        open(tasks);
+        QListWidget *list = view->sidebar()->list();
+        const QList<TaskRowView *> made = taskRowsMade(*view);
+        QVERIFY(!made.isEmpty());
+        QVERIFY2(made.size() < 40, qPrintable(QString::number(made.size())));
+        QCOMPARE(made.first()->task().name, u"Task 0"_qs);
+        for (TaskRowView *row : made) {
+            QVERIFY(row->geometry().intersects(list->viewport()->rect()));
+            QVERIFY(row->isVisible());
+        }
+        // Every row is as tall as a row measured on its own.
+        ScheduledTask sample = tasks.at(7);
+        const int height = TaskRowView(sample).sizeHint().height();
+        for (const ScheduledTask &task : tasks) {
+            QCOMPARE(view->sidebar()->item(SidebarSection::task(task.id))->sizeHint().height(), height);
+        }
+        QCOMPARE(made.first()->height(), height);
+
+        // Scrolling brings rows (and their ticks in select mode) into being.
+        view->enterSelectMode();
+        view->toggleTick(tasks.at(299).id);
+        list->scrollToBottom();
+        QListWidgetItem *last = view->sidebar()->item(SidebarSection::task(tasks.at(299).id));
+        auto *lastRow = qobject_cast<TaskRowView *>(list->itemWidget(last));
+        QVERIFY(lastRow);
+        QCOMPARE(lastRow->task().name, u"Task 299"_qs);
+        QCOMPARE(lastRow->tick(), std::optional(true));
+        QVERIFY(lastRow->geometry().intersects(list->viewport()->rect()));
+        QVERIFY(taskRowsMade(*view).size() < 80);
+
+        // Asked for by section, a row out of sight is made too.
+        auto *middle = qobject_cast<TaskRowView *>(view->sidebar()->rowWidget(SidebarSection::task(tasks.at(150).id)));
+        QVERIFY(middle);
+        QCOMPARE(middle->task().name, u"Task 150"_qs);
+        QCOMPARE(middle->tick(), std::optional(false));
+
+        // Clicking a row that came into sight by scrolling ticks it.
+        const QUuid near = tasks.at(297).id;
+        clickRow(*view, SidebarSection::task(near));
+        QVERIFY(view->selectedTaskIDs().contains(near));
+        QCOMPARE(static_cast<TaskRowView *>(view->sidebar()->rowWidget(SidebarSection::task(near)))->tick(),
+                 std::optional(true));
     }
 
     void selectMode_selectAllFollowsTheFilter()
