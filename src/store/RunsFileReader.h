@@ -8,7 +8,7 @@
 namespace RunHistoryDetail {
 
 // Every good line of a runs file, in file order; empty when the file cannot be read or is not
-// UTF-8. A long file is read in pieces on two threads.
+// UTF-8.
 QList<TaskRunRecord> readRunsFile(const QString &runsPath);
 
 } // namespace RunHistoryDetail

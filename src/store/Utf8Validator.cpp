@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <memory>
 #include <system_error>
-#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -321,11 +320,18 @@ bool readFully(int fd, qint64 offset, char *into, qint64 size)
     return true;
 }
 
-bool isUtf8InOneThread(int fd, qint64 begin, qint64 end, const Utf8FileCheck &how)
+} // namespace
+
+bool isUtf8(int fd, qint64 begin, qint64 end, const Utf8FileCheck &how)
 {
     if (begin >= end) {
         return true;
     }
+#if defined(POSIX_FADV_SEQUENTIAL)
+    if (end - begin >= how.blockSize) {
+        ::posix_fadvise(fd, off_t(begin), off_t(end - begin), POSIX_FADV_SEQUENTIAL);
+    }
+#endif
     const qint64 blockSize = std::min(std::max<qint64>(how.blockSize, 64), end - begin);
     const std::unique_ptr<char[]> block(new char[size_t(blockSize)]);
     Utf8Validator utf8(how.check);
@@ -337,52 +343,6 @@ bool isUtf8InOneThread(int fd, qint64 begin, qint64 end, const Utf8FileCheck &ho
         offset += length;
     }
     return utf8.complete();
-}
-
-} // namespace
-
-bool isUtf8(int fd, qint64 begin, qint64 end, const Utf8FileCheck &how)
-{
-#if defined(POSIX_FADV_SEQUENTIAL)
-    if (end - begin >= how.blockSize) {
-        ::posix_fadvise(fd, off_t(begin), off_t(end - begin), POSIX_FADV_SEQUENTIAL);
-    }
-#endif
-    if (end - begin < how.splitFrom || end - begin < 8) {
-        return isUtf8InOneThread(fd, begin, end, how);
-    }
-    // Two halves are UTF-8 exactly when the whole is, if they are cut before a byte that is not a
-    // continuation byte. Past three continuation bytes in a row the text is wrong wherever it is
-    // cut, and the second half, beginning with one, fails too.
-    qint64 middle = begin + (end - begin) / 2;
-    unsigned char around[3];
-    if (!readFully(fd, middle, reinterpret_cast<char *>(around), sizeof around)) {
-        return false;
-    }
-    for (const unsigned char byte : around) {
-        if ((byte & 0xC0) != 0x80) {
-            break;
-        }
-        ++middle;
-    }
-    bool firstHalf = false;
-    std::thread helper;
-    try {
-        helper = std::thread([&] { firstHalf = isUtf8InOneThread(fd, begin, middle, how); });
-    } catch (const std::system_error &) {
-        // No thread to be had: one is enough.
-        return isUtf8InOneThread(fd, begin, end, how);
-    }
-    bool secondHalf = false;
-    {
-        // Joined however this half ends.
-        const struct Join {
-            std::thread &thread;
-            ~Join() { thread.join(); }
-        } join{helper};
-        secondHalf = isUtf8InOneThread(fd, middle, end, how);
-    }
-    return firstHalf && secondHalf;
 }
 
 } // namespace RunHistoryDetail

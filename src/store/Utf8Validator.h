@@ -192,9 +192,6 @@ struct Utf8FileCheck {
     Utf8Check check = preferredUtf8Check();
     // Read per call; the block stays in the core's cache while it is judged.
     qint64 blockSize = 256 << 10;
-    // From this length on, the two halves are read and judged by two threads, each copying
-    // from the page cache on its own core when one is free.
-    qint64 splitFrom = 16 << 20;
 };
 
 // Whether bytes [begin, end) of the open file `fd` are UTF-8 taken on their own, read with pread

@@ -4,18 +4,12 @@
 #include <array>
 #include <cstdlib>
 #include <limits>
-#include <thread>
-
-#include <QThread>
 
 // Minutes are wall-clock minutes of the local day (hour × 60 + minute), not minutes elapsed since
 // midnight: on a day whose clocks change the same numbers apply, a skipped hour simply has no runs
 // and a repeated hour maps both of its passes onto the same minutes.
 
 namespace {
-
-// From this many tasks on, the rows are made on two threads.
-constexpr qsizetype kParallelFrom = 64;
 
 // 1 = Sunday ... 7 = Saturday.
 int weekdayNumber(const QDate &date)
@@ -189,15 +183,13 @@ private:
     std::array<bool, Timeline::kTotalMinutes> m_covered{};
 };
 
-// The rows of tasks[from, to) that the timeline shows, in order.
-QList<Timeline::TaskRow> taskRows(const QList<ScheduledTask> &tasks, qsizetype from, qsizetype to,
-                                  const Timeline::RunHistory &runsFor, const DayClock &clock, const QTimeZone &zone,
-                                  const QDate &date)
+// The rows of the tasks that the timeline shows, in the tasks' order.
+QList<Timeline::TaskRow> taskRows(const QList<ScheduledTask> &tasks, const Timeline::RunHistory &runsFor,
+                                  const DayClock &clock, const QTimeZone &zone, const QDate &date)
 {
     using namespace Timeline;
     QList<TaskRow> rows;
-    for (qsizetype i = from; i < to; ++i) {
-        const ScheduledTask &task = tasks.at(i);
+    for (const ScheduledTask &task : tasks) {
         if (!task.isEnabled || task.schedule.kind() == TaskSchedule::Kind::runAtLoad) {
             continue;
         }
@@ -247,23 +239,7 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
     day.currentHour = localNow.time().hour();
 
     const DayClock clock(day.date, zone);
-    // Reading a thousand histories is most of the work, and every task's row stands alone: a long
-    // list is done in two halves at once.
-    const qsizetype middle = tasks.size() >= kParallelFrom && QThread::idealThreadCount() > 1 ? tasks.size() / 2 : 0;
-    QList<TaskRow> secondHalf;
-    std::thread second;
-    if (middle > 0) {
-        second = std::thread([&] {
-            // A zone of its own: conversions may fill caches inside it.
-            const QTimeZone ownZone = zone.isValid() ? QTimeZone(zone.id()) : zone;
-            secondHalf = taskRows(tasks, middle, tasks.size(), runsFor, clock, ownZone, day.date);
-        });
-    }
-    day.tasks = taskRows(tasks, 0, middle > 0 ? middle : tasks.size(), runsFor, clock, zone, day.date);
-    if (second.joinable()) {
-        second.join();
-        day.tasks.append(secondHalf);
-    }
+    day.tasks = taskRows(tasks, runsFor, clock, zone, day.date);
 
     for (const LaunchdJob &job : systemJobs) {
         if (job.label.startsWith(u"com.moxley.task.") || job.disabled ||

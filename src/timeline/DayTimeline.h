@@ -52,7 +52,6 @@ struct Day {
     QList<SystemRow> systemJobs;
 };
 
-// May be called from two threads at once (a long list of tasks is done in two halves).
 using RunHistory = std::function<QList<TaskRunRecord>(const ScheduledTask &)>;
 
 Day compute(const QList<ScheduledTask> &tasks, const RunHistory &runsFor, const QList<LaunchdJob> &systemJobs,

@@ -442,8 +442,8 @@ private Q_SLOTS:
     }
 
     // Lines cut across the reader's blocks, compared with the plain reading.
-    // Past 4 MiB a file is read in pieces on two threads: the line feeds where they meet, malformed
-    // lines and lines of 3,000 bytes around them must not change the result.
+    // A long file is read in blocks: lines and characters cut by a block's end, malformed lines and
+    // lines of 3,000 bytes must not change the result.
     void longRunsFile_matchesPlainReading()
     {
         QRandomGenerator random(20250301);
@@ -480,9 +480,9 @@ private Q_SLOTS:
         QVERIFY(sameRuns(runs, plainReadRuns(path)));
     }
 
-    // A bad byte in either half of a long file makes the whole file read as empty, as when
-    // reading it whole; so does a sequence cut off by the end of the file.
-    void longRunsFile_badUtf8InEitherHalf_readsAsEmpty_data()
+    // A bad byte anywhere in a long file makes the whole file read as empty, as when reading it
+    // whole; so does a sequence cut off by the end of the file.
+    void longRunsFile_badUtf8Anywhere_readsAsEmpty_data()
     {
         QTest::addColumn<double>("where");
         QTest::addColumn<QByteArray>("bad");
@@ -493,7 +493,7 @@ private Q_SLOTS:
         QTest::newRow("cut off at the end") << 1.0 << QByteArray("\xE2\x82");
     }
 
-    void longRunsFile_badUtf8InEitherHalf_readsAsEmpty()
+    void longRunsFile_badUtf8Anywhere_readsAsEmpty()
     {
         QFETCH(double, where);
         QFETCH(QByteArray, bad);
@@ -508,13 +508,13 @@ private Q_SLOTS:
         QCOMPARE(RunHistory::readRuns(write(bytes)).size(), bytes.size() / line.size());
     }
 
-    // Many pieces on two threads: every good line once, in file order, whatever finishes first.
-    void veryLongRunsFile_keepsEveryLineInOrder()
+    // A long file: every good line once, in file order.
+    void longRunsFile_keepsEveryLineInOrder()
     {
         QByteArray bytes;
-        bytes.reserve(26 * 1024 * 1024);
+        bytes.reserve(7 * 1024 * 1024);
         qint32 expected = 0;
-        for (qint32 i = 0; bytes.size() < 25 * 1024 * 1024; ++i) {
+        for (qint32 i = 0; bytes.size() < 6 * 1024 * 1024; ++i) {
             if (i % 997 == 0) {
                 bytes += "2025-03-01T06:00:00Z\tnot a status\n";
                 continue;
@@ -531,9 +531,8 @@ private Q_SLOTS:
         }
     }
 
-    // A long file with no line feed near its middle (one huge malformed line) and a byte-order
-    // mark at its start: read as one piece, like a short one.
-    void longRunsFile_withoutLineFeedNearTheMiddle_isReadWhole()
+    // A line far longer than a block (a huge malformed one) and a byte-order mark at the start.
+    void lineLongerThanABlock_isReadWhole()
     {
         const QByteArray line = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t7\n";
         const QByteArray bytes = "\xEF\xBB\xBF" + line + QByteArray(9 * 1024 * 1024, 'y') + "\n" + line + line;
@@ -664,15 +663,14 @@ private Q_SLOTS:
         QVERIFY(bad > 1000);
     }
 
-    // A stretch of a file checked in two threads, cut in the middle, against one thread and
-    // against decoding: sequences good and bad at every place around the cut, small blocks so
-    // each half takes several reads.
-    void twoThreadCheck_matchesOneThreadAndDecoding()
+    // A stretch of a file checked block by block against decoding: sequences good and bad at
+    // every place around the middle, small blocks so a sequence is often cut by a block's end.
+    void fileCheck_matchesDecoding()
     {
         QRandomGenerator random(2);
         const QList<QByteArray> &pieces = utf8Pieces();
         const qsizetype firstBad = pieces.indexOf("\x80");
-        const QString path = m_dir.path() + u"/halves.log";
+        const QString path = m_dir.path() + u"/stretch.log";
         int good = 0;
         int bad = 0;
         for (int round = 0; round < 300; ++round) {
@@ -694,27 +692,24 @@ private Q_SLOTS:
             (expected ? good : bad) += 1;
             for (const auto &[name, check] : availableChecks()) {
                 const qint64 blockSize = 64 + random.bounded(200);
-                const bool oneThread = RunHistoryDetail::isUtf8(fd, begin, end, {check, blockSize, 1 << 30});
-                const bool twoThreads = RunHistoryDetail::isUtf8(fd, begin, end, {check, blockSize, 0});
-                if (oneThread != expected || twoThreads != expected) {
+                const bool got = RunHistoryDetail::isUtf8(fd, begin, end, {check, blockSize});
+                if (got != expected) {
                     qWarning() << name << "round" << round << "piece" << piece.toHex(' ') << "at" << at;
                 }
-                QCOMPARE(oneThread, expected);
-                QCOMPARE(twoThreads, expected);
+                QCOMPARE(got, expected);
             }
             // Past the end of the file: not readable, so not UTF-8.
-            QVERIFY(!RunHistoryDetail::isUtf8(fd, 0, bytes.size() + 1, {Utf8Check::scalar, 64, 0}));
-            QVERIFY(!RunHistoryDetail::isUtf8(fd, 0, bytes.size() + 1, {Utf8Check::scalar, 64, 1 << 30}));
-            QVERIFY(RunHistoryDetail::isUtf8(fd, 7, 7, {Utf8Check::scalar, 64, 0}));
+            QVERIFY(!RunHistoryDetail::isUtf8(fd, 0, bytes.size() + 1, {Utf8Check::scalar, 64}));
+            QVERIFY(RunHistoryDetail::isUtf8(fd, 7, 7, {Utf8Check::scalar, 64}));
             ::close(fd);
         }
         QVERIFY(good > 50);
         QVERIFY(bad > 50);
     }
 
-    // A log large enough to be checked in two threads (16 MiB before its tail), with a bad byte
-    // in either half, at the cut, or nowhere: as the plain reading.
-    void logCheckedInTwoHalves_matchesPlainReading()
+    // A 17 MiB log with a bad byte near its start, around its middle, just before its tail, in its
+    // tail, or nowhere: as the plain reading.
+    void longLog_badByteAnywhere_matchesPlainReading()
     {
         QByteArray bytes;
         bytes.reserve(18 << 20);
@@ -722,7 +717,7 @@ private Q_SLOTS:
         while (bytes.size() < (17 << 20)) {
             bytes += line;
         }
-        const QString path = m_dir.path() + u"/halves-big.log";
+        const QString path = m_dir.path() + u"/long.log";
         // Where the reader cuts what precedes the last 100 lines.
         qsizetype tailStart = bytes.size();
         for (int feeds = 0; feeds < 101; ++feeds) {
