@@ -21,7 +21,6 @@
 #include <QMenu>
 #include <QSaveFile>
 #include <QSplitter>
-#include <QThread>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
@@ -129,19 +128,15 @@ ContentView::ContentView(TaskStore &store, QWidget *parent) : QWidget(parent), m
     updateToolBar();
 }
 
-ContentView::~ContentView()
-{
-    if (m_scanThread) {
-        m_scanThread->wait();
-    }
-}
+ContentView::~ContentView() = default;
 
 void ContentView::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
     if (m_scan == Scan::notStarted) {
-        // The jobs are read once the window has appeared: reading ~2,000 property lists first
-        // kept the window from showing. The sidebar's list is what is certain to be painted.
+        // The jobs are read once the window has appeared, on this thread like everything else:
+        // reading ~2,000 property lists first kept the window from showing. The sidebar's list
+        // is what is certain to be painted.
         m_scan = Scan::waitingForPaint;
         m_sidebar->list()->viewport()->installEventFilter(this);
     }
@@ -152,7 +147,7 @@ void ContentView::showEvent(QShowEvent *event)
 bool ContentView::eventFilter(QObject *watched, QEvent *event)
 {
     if (m_scan == Scan::waitingForPaint && event->type() == QEvent::Paint && watched == m_sidebar->list()->viewport()) {
-        m_scan = Scan::running;
+        m_scan = Scan::scheduled;
         watched->removeEventFilter(this);
         // Started once this paint has been delivered, not in the middle of it.
         QTimer::singleShot(0, this, &ContentView::startScan);
@@ -162,19 +157,9 @@ bool ContentView::eventFilter(QObject *watched, QEvent *event)
 
 void ContentView::startScan()
 {
-    // The folders are fixed here; the worker only reads files and hands back values. The window
-    // stays responsive meanwhile, and the list is applied here on the GUI thread.
-    auto browser = std::make_shared<const LaunchdBrowser>();
-    auto jobs = std::make_shared<QList<LaunchdJob>>();
-    m_scanThread.reset(QThread::create([browser, jobs] { *jobs = browser->scan(); }));
-    connect(m_scanThread.get(), &QThread::finished, this, [this, jobs] {
-        m_scanThread->wait(); // finished is sent just before the thread ends
-        m_scanThread.reset();
-        m_scan = Scan::done;
-        setSystemJobs(*jobs);
-        Q_EMIT systemJobsScanned();
-    });
-    m_scanThread->start();
+    scanSystemJobs();
+    m_scan = Scan::done;
+    Q_EMIT systemJobsScanned();
 }
 
 void ContentView::scanSystemJobs()

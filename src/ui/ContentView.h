@@ -16,7 +16,6 @@
 class QAction;
 class QMenu;
 class QSplitter;
-class QThread;
 class QToolBar;
 class SidebarView;
 class TaskStore;
@@ -73,8 +72,8 @@ public Q_SLOTS:
     void exportSelected();
     void deleteSelected();
 
-    // Reads the job folders again, at once. The first reading is done on a worker thread once the
-    // view has been painted for the first time (systemJobsScanned tells when it is in).
+    // Reads the job folders again, at once. The first reading comes right after the view's first
+    // paint (systemJobsScanned tells when it is in).
     void scanSystemJobs();
 
 Q_SIGNALS:
@@ -102,9 +101,8 @@ private:
     bool m_showSystemJobs = false;
     bool m_selectMode = false;
     QSet<QUuid> m_ticked;
-    enum class Scan { notStarted, waitingForPaint, running, done };
+    enum class Scan { notStarted, waitingForPaint, scheduled, done };
     Scan m_scan = Scan::notStarted;
-    std::unique_ptr<QThread> m_scanThread;
     bool m_alertsQueued = false;
     bool m_alertShowing = false;
 
