@@ -4,10 +4,16 @@
 #include <QDir>
 #include <QFile>
 #include <QHash>
+#include <QIconEngine>
 #include <QPainter>
 #include <QPalette>
 #include <QPixmap>
+#include <QStyle>
+#include <QStyleOption>
 #include <QSvgRenderer>
+
+#include <algorithm>
+#include <memory>
 
 static void initIconResources()
 {
@@ -22,18 +28,67 @@ QString resourcePath(const QString &name)
     return u":/icons/" % name % u".svg";
 }
 
-QPixmap tinted(QSvgRenderer &renderer, int size, qreal ratio, const QColor &tint)
+QPixmap tinted(QSvgRenderer &renderer, const QSize &size, const QColor &tint)
 {
-    QPixmap pixmap(QSize(size, size) * ratio);
-    pixmap.setDevicePixelRatio(ratio);
+    QPixmap pixmap(size);
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    renderer.render(&painter, QRectF(0, 0, size, size));
+    // Square symbols, centred in whatever rectangle is asked for.
+    const int side = std::min(size.width(), size.height());
+    const QRectF square((size.width() - side) / 2.0, (size.height() - side) / 2.0, side, side);
+    renderer.render(&painter, square);
     painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter.fillRect(QRectF(0, 0, size, size), tint);
+    painter.fillRect(square, tint);
     return pixmap;
 }
+
+// Draws a symbol at the size it is asked for, when it is asked for: drawing every symbol at
+// every size up front was a tenth of the app's start-up.
+class TintedSymbolEngine final : public QIconEngine
+{
+public:
+    TintedSymbolEngine(std::shared_ptr<QSvgRenderer> renderer, const QColor &tint)
+        : m_renderer(std::move(renderer)), m_tint(tint)
+    {
+    }
+
+    QIconEngine *clone() const override { return new TintedSymbolEngine(*this); }
+
+    QSize actualSize(const QSize &size, QIcon::Mode, QIcon::State) override { return size; }
+
+    QPixmap pixmap(const QSize &size, QIcon::Mode mode, QIcon::State) override
+    {
+        if (size.isEmpty()) {
+            return {};
+        }
+        const quint64 key = quint64(size.width()) << 32 | quint64(size.height()) << 2 | quint64(mode == QIcon::Disabled);
+        if (const auto it = m_pixmaps.constFind(key); it != m_pixmaps.constEnd()) {
+            return it.value();
+        }
+        QPixmap pixmap = tinted(*m_renderer, size, m_tint);
+        if (mode == QIcon::Disabled && qobject_cast<QApplication *>(QCoreApplication::instance())) {
+            QStyleOption option;
+            option.palette = QApplication::palette();
+            pixmap = QApplication::style()->generatedIconPixmap(QIcon::Disabled, pixmap, &option);
+        }
+        m_pixmaps.insert(key, pixmap);
+        return pixmap;
+    }
+
+    void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State state) override
+    {
+        const qreal ratio = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
+        QPixmap drawn = pixmap((QSizeF(rect.size()) * ratio).toSize(), mode, state);
+        drawn.setDevicePixelRatio(ratio);
+        painter->drawPixmap(rect, drawn);
+    }
+
+private:
+    std::shared_ptr<QSvgRenderer> m_renderer;
+    QColor m_tint;
+    QHash<quint64, QPixmap> m_pixmaps;
+};
 
 } // namespace
 
@@ -50,17 +105,12 @@ QIcon Icons::symbol(const QString &name, const QColor &tint)
     if (const auto it = cache.constFind(key); it != cache.constEnd()) {
         return it.value();
     }
-    QSvgRenderer renderer(resourcePath(name));
-    if (!renderer.isValid()) {
+    auto renderer = std::make_shared<QSvgRenderer>(resourcePath(name));
+    if (!renderer->isValid()) {
         qWarning("Icons: no symbol named %s", qUtf8Printable(name));
         return {};
     }
-    QIcon icon;
-    for (int size : {12, 14, 16, 20, 24, 32, 48}) {
-        for (qreal ratio : {1.0, 2.0}) {
-            icon.addPixmap(tinted(renderer, size, ratio, color));
-        }
-    }
+    const QIcon icon(new TintedSymbolEngine(std::move(renderer), color));
     cache.insert(key, icon);
     return icon;
 }
