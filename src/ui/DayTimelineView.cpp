@@ -7,15 +7,20 @@
 #include "ui/ViewStyle.h"
 
 #include <QCheckBox>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 using namespace TimelineRowGeometry;
 
 namespace {
+
+// Between two lanes, and between a title and what follows it.
+constexpr int kLaneSpacing = 2;
 
 // The 24 hour labels over the time areas: each shares the width equally, the current hour bold.
 class HourRuler : public QWidget
@@ -93,6 +98,7 @@ DayTimelineView::DayTimelineView(TaskStore &store, const QList<LaunchdJob> &syst
     layout->addLayout(header);
 
     auto *scroll = new QScrollArea(this);
+    m_scroll = scroll;
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidgetResizable(true);
     scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -103,14 +109,15 @@ DayTimelineView::DayTimelineView(TaskStore &store, const QList<LaunchdJob> &syst
     auto *ruler = new HourRuler(content);
     m_ruler = ruler;
     contentLayout->addWidget(ruler);
+    // Placed by hand, not by a layout: a lane gets its widget only when it comes into sight.
     m_lanes = new QWidget(content);
-    m_lanesLayout = new QVBoxLayout(m_lanes);
-    m_lanesLayout->setContentsMargins(0, 0, 0, 0);
-    m_lanesLayout->setSpacing(2);
+    m_lanes->installEventFilter(this);
     contentLayout->addWidget(m_lanes);
     contentLayout->addStretch(1);
     scroll->setWidget(content);
     layout->addWidget(scroll, 1);
+    scroll->viewport()->installEventFilter(this);
+    connect(scroll->verticalScrollBar(), &QScrollBar::valueChanged, this, &DayTimelineView::placeLanesInSight);
 
     connect(&m_store, &TaskStore::tasksChanged, this, &DayTimelineView::reload);
     reload();
@@ -152,40 +159,81 @@ void DayTimelineView::reload()
         m_zone);
     static_cast<HourRuler *>(m_ruler)->setCurrentHour(m_day.currentHour);
 
-    // Each lane shown on its own into a visible parent lays out every lane again (a thousand lanes,
-    // a million placements); shown together with their parent, they are laid out once.
-    const bool wasHidden = m_lanes->isHidden();
-    m_lanes->hide();
-    while (QLayoutItem *item = m_lanesLayout->takeAt(0)) {
-        delete item->widget(); // rows hold no state and send nothing, so they can go at once
-        delete item;
-    }
+    qDeleteAll(m_lanes->findChildren<QWidget *>(Qt::FindDirectChildrenOnly));
+    m_laneSlots.clear();
 
+    // Titles and lanes from the top, 2 apart; a gap of 10 more before the system jobs.
+    int top = 0;
+    const auto placeLabel = [&](QLabel *label) {
+        label->setGeometry(0, top, m_lanes->width(), label->sizeHint().height());
+        label->show();
+        top += label->height() + kLaneSpacing;
+    };
     if (!m_day.tasks.isEmpty()) {
         QLabel *title = sectionTitle(QStringLiteral("MY TASKS"), m_lanes);
         title->setObjectName(QStringLiteral("timeline-my-tasks"));
-        m_lanesLayout->addWidget(title);
-        for (const Timeline::TaskRow &row : m_day.tasks) {
-            m_lanesLayout->addWidget(new TimelineItemView(row, Timeline::kTotalMinutes, m_lanes));
+        placeLabel(title);
+        for (qsizetype i = 0; i < m_day.tasks.size(); ++i) {
+            m_laneSlots.append(LaneSlot{top, false, i, nullptr});
+            top += kRowHeight + kLaneSpacing;
         }
     } else if (!m_showSystemJobs) {
         QLabel *empty = ViewStyle::captionLabel(QStringLiteral("No enabled tasks"), m_lanes);
         empty->setObjectName(QStringLiteral("timeline-empty"));
-        m_lanesLayout->addWidget(empty);
+        placeLabel(empty);
     }
-
     if (m_showSystemJobs && !m_day.systemJobs.isEmpty()) {
         if (!m_day.tasks.isEmpty()) {
-            m_lanesLayout->addSpacing(10);
+            top += 10 + kLaneSpacing;
         }
         QLabel *title = sectionTitle(QStringLiteral("SYSTEM JOBS"), m_lanes);
         title->setObjectName(QStringLiteral("timeline-system-jobs"));
-        m_lanesLayout->addWidget(title);
-        for (const Timeline::SystemRow &row : m_day.systemJobs) {
-            m_lanesLayout->addWidget(new SystemJobTimelineItemView(row, Timeline::kTotalMinutes, m_lanes));
+        placeLabel(title);
+        for (qsizetype i = 0; i < m_day.systemJobs.size(); ++i) {
+            m_laneSlots.append(LaneSlot{top, true, i, nullptr});
+            top += kRowHeight + kLaneSpacing;
         }
     }
-    if (!wasHidden) {
-        m_lanes->show();
+    m_lanes->setFixedHeight(std::max(0, top - kLaneSpacing));
+    placeLanesInSight();
+}
+
+void DayTimelineView::placeLanesInSight()
+{
+    if (!m_lanes->isVisible()) {
+        return;
     }
+    // What the scroll area shows, and a screen more each way so scrolling finds lanes ready.
+    const QWidget *viewport = m_scroll->viewport();
+    const int sightTop = m_lanes->mapFrom(viewport, QPoint(0, 0)).y();
+    const int from = sightTop - viewport->height();
+    const int to = sightTop + 2 * viewport->height();
+    for (LaneSlot &slot : m_laneSlots) {
+        if (slot.top + kRowHeight < from || slot.top > to) {
+            continue;
+        }
+        if (!slot.widget) {
+            if (slot.system) {
+                slot.widget = new SystemJobTimelineItemView(m_day.systemJobs.at(slot.index), Timeline::kTotalMinutes, m_lanes);
+            } else {
+                slot.widget = new TimelineItemView(m_day.tasks.at(slot.index), Timeline::kTotalMinutes, m_lanes);
+            }
+            slot.widget->setGeometry(0, slot.top, m_lanes->width(), kRowHeight);
+            slot.widget->show();
+        }
+    }
+}
+
+bool DayTimelineView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_lanes && event->type() == QEvent::Resize) {
+        for (QWidget *child : m_lanes->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+            child->resize(m_lanes->width(), child->height());
+        }
+        placeLanesInSight();
+    } else if ((watched == m_lanes && event->type() == QEvent::Show) ||
+               (watched == m_scroll->viewport() && event->type() == QEvent::Resize)) {
+        placeLanesInSight();
+    }
+    return QWidget::eventFilter(watched, event);
 }

@@ -11,7 +11,7 @@
 #include <functional>
 
 class QCheckBox;
-class QVBoxLayout;
+class QScrollArea;
 class TaskStore;
 
 // Today's timeline in the detail pane: the hour ruler, one lane per placed task and, when switched
@@ -39,7 +39,21 @@ public Q_SLOTS:
     // Reads the store, the run histories and the clock again and rebuilds the lanes.
     void reload();
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
+    // Gives the lanes in and near the scroll area's sight their widgets.
+    void placeLanesInSight();
+
+    // One lane: where it goes, which row it draws, and its widget once it has been in sight.
+    struct LaneSlot {
+        int top = 0;
+        bool system = false;
+        qsizetype index = 0;
+        QWidget *widget = nullptr;
+    };
+
     TaskStore &m_store;
     QList<LaunchdJob> m_systemJobs;
     Clock m_clock;
@@ -49,6 +63,7 @@ private:
 
     QCheckBox *m_toggle = nullptr;
     QWidget *m_ruler = nullptr;
+    QScrollArea *m_scroll = nullptr;
     QWidget *m_lanes = nullptr;
-    QVBoxLayout *m_lanesLayout = nullptr;
+    QList<LaneSlot> m_laneSlots;
 };

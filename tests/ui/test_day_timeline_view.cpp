@@ -8,6 +8,7 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QScrollArea>
+#include <QScrollBar>
 
 namespace {
 
@@ -214,6 +215,51 @@ private Q_SLOTS:
         QVERIFY(near(at(rows.at(1), 600), track));
         QVERIFY(!near(at(rows.at(0), 120), track, 20)); // every hour
         QVERIFY(near(at(rows.at(0), 150), track));
+    }
+
+    // A long list: only the lanes in and near sight get widgets, each at its place in the list;
+    // scrolling to the end and widening the view bring the rest along.
+    void manyLanes_getWidgetsAsTheyComeIntoSight()
+    {
+        QList<ScheduledTask> tasks;
+        for (int i = 0; i < 100; ++i) {
+            tasks << UiWorld::task(u"Task "_qs + QString::number(i), u"true"_qs, TaskSchedule::daily({{i % 24, 0}}), true);
+        }
+        open(tasks);
+        QCOMPARE(view->day().tasks.size(), 100);
+        const auto made = [this] {
+            QList<TimelineItemView *> rows = view->findChildren<TimelineItemView *>();
+            std::sort(rows.begin(), rows.end(), [](auto *a, auto *b) { return a->y() < b->y(); });
+            return rows;
+        };
+        QList<TimelineItemView *> rows = made();
+        QVERIFY2(rows.size() >= 20 && rows.size() < 60, qPrintable(QString::number(rows.size())));
+        QCOMPARE(rows.first()->row().task.name, u"Task 0"_qs);
+        for (qsizetype i = 1; i < rows.size(); ++i) {
+            QCOMPARE(rows.at(i)->row().task.name, u"Task "_qs + QString::number(i));
+            QCOMPARE(rows.at(i)->y() - rows.at(i - 1)->y(), 28); // 26 high, 2 apart
+            QCOMPARE(rows.at(i)->width(), rows.at(0)->parentWidget()->width());
+        }
+
+        auto *scroll = view->findChild<QScrollArea *>();
+        QVERIFY(scroll);
+        scroll->verticalScrollBar()->setValue(scroll->verticalScrollBar()->maximum());
+        rows = made();
+        QCOMPARE(rows.last()->row().task.name, u"Task 99"_qs);
+        QVERIFY(rows.last()->isVisible());
+        const QPoint bottomInViewport = rows.last()->mapTo(scroll->viewport(), QPoint(0, rows.last()->height()));
+        QVERIFY(bottomInViewport.y() <= scroll->viewport()->height());
+        QVERIFY(rows.size() < 100);
+
+        view->resize(2400, 700);
+        flushDeletes();
+        for (TimelineItemView *row : made()) {
+            QCOMPARE(row->width(), row->parentWidget()->width());
+        }
+        // Reloading starts again from the lanes in sight.
+        view->reload();
+        QVERIFY(made().size() < 100);
+        QCOMPARE(made().last()->row().task.name, u"Task 99"_qs);
     }
 
     void ruler_currentHourIsTheOnlyBoldOne()
