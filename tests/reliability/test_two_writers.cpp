@@ -296,7 +296,7 @@ class TwoWritersTest : public QObject
                 QVERIFY2(result.exitCode == 0, result.err.constData());
             }
             QCOMPARE(summarise(fileTasks()), expected);
-            QTRY_VERIFY(storeCaughtUp());
+            QTRY_VERIFY_WITH_TIMEOUT(storeCaughtUp(), 20000);
             QCOMPARE(store->tasks(), fileTasks());
             QCOMPARE(installedJobs(), enabledIds(fileTasks()));
         }
@@ -377,7 +377,7 @@ class TwoWritersTest : public QObject
             }
             expected += inFileOrder;
 
-            QTRY_VERIFY(storeCaughtUp());
+            QTRY_VERIFY_WITH_TIMEOUT(storeCaughtUp(), 20000);
             QCOMPARE(store->tasks(), tasks);
             QCOMPARE(installedJobs(), enabledIds(tasks));
         }
@@ -410,7 +410,7 @@ class TwoWritersTest : public QObject
         QCOMPARE(summarise(tasks), (QList<Summary>{{first.id, u"First"_qs, false},
                                                    {mine.id, u"From the app"_qs, false},
                                                    {toolId, u"From the tool"_qs, true}}));
-        QTRY_VERIFY(storeCaughtUp());
+        QTRY_VERIFY_WITH_TIMEOUT(storeCaughtUp(), 20000);
         QCOMPARE(store->tasks(), tasks);
         QCOMPARE(installedJobs(), enabledIds(tasks));
     }
@@ -438,7 +438,7 @@ class TwoWritersTest : public QObject
         QCOMPARE(run.process->exitCode(), 0);
         QCOMPARE(summarise(fileTasks()),
                  (QList<Summary>{{a.id, u"A by the tool"_qs, true}, {b.id, u"B by the app"_qs, false}}));
-        QTRY_VERIFY(storeCaughtUp());
+        QTRY_VERIFY_WITH_TIMEOUT(storeCaughtUp(), 20000);
         QCOMPARE(store->tasks(), fileTasks());
     }
 
@@ -462,7 +462,7 @@ class TwoWritersTest : public QObject
                  (QList<Summary>{{first.id, u"First"_qs, false}, {mine.id, u"Mine"_qs, false}}));
         // The notice arrives and the store loads the file, which is its own save.
         QSignalSpy changed(store.get(), &TaskStore::tasksChanged);
-        QTRY_VERIFY(changed.size() >= 1);
+        QTRY_VERIFY_WITH_TIMEOUT(changed.size() >= 1, 20000);
         QTest::qWait(200);
         QVERIFY(storeCaughtUp());
         QCOMPARE(store->tasks(), fileTasks());
@@ -544,7 +544,7 @@ class TwoWritersTest : public QObject
             all += std::move(runs);
         }
         appTimer.stop();
-        QTRY_VERIFY(storeCaughtUp());
+        QTRY_VERIFY_WITH_TIMEOUT(storeCaughtUp(), 20000);
         QTest::qWait(300);
         QVERIFY(storeCaughtUp());
         reader.stop();
