@@ -33,13 +33,8 @@ QList<Row> testRun(const Context &context)
                          QString::number(outputBytes) + u"; " + QString::fromUtf8(pair.ours.runs.first().err));
         return {row};
     }
-    const double o = pair.ours.medianMs();
-    const double r = pair.reference.medianMs();
+    const auto [o, r] = Bench::fillTimes(row, pair, u"> /dev/null"_qs);
     const qint64 peak = pair.ours.maxPeakKiB();
-    row.ours = Bench::milliseconds(o);
-    row.reference = Bench::milliseconds(r) + u" (> /dev/null)";
-    row.ratio = Bench::ratio(o, r);
-    row.cpu = Bench::cpu(pair);
     row.memory = Bench::mebibytes(peak) + u" = " + QString::number(double(peak) * 1024 / double(outputBytes), 'f', 2) +
                  u"x the output";
     row.verdict = o <= 1.5 * r && peak * 1024 <= 3 * outputBytes ? QStringLiteral("met") : QStringLiteral("MISSED");
@@ -174,12 +169,7 @@ QList<Row> startUp(const Context &context)
                          QString::fromUtf8(pair.ours.runs.first().err));
         return {row};
     }
-    const double o = pair.ours.medianMs();
-    const double r = pair.reference.medianMs();
-    row.ours = Bench::milliseconds(o);
-    row.reference = Bench::milliseconds(r) + u" (minimal Qt Widgets window)";
-    row.ratio = Bench::ratio(o, r);
-    row.cpu = Bench::cpu(pair);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"minimal Qt Widgets window"_qs);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; reference " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 1.5 * r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(QStringLiteral("start-up: moxley-app with 1,000 installed tasks and 1,000 other jobs (user and "
@@ -215,12 +205,7 @@ QList<Row> cli(const Context &context)
         row.notes.append(u"CLI: moxley list failed: " + QString::fromUtf8(first.err));
         return {row};
     }
-    const double o = pair.ours.medianMs();
-    const double r = pair.reference.medianMs();
-    row.ours = Bench::milliseconds(o);
-    row.reference = Bench::milliseconds(r) + u" (cat)";
-    row.ratio = Bench::ratio(o, r);
-    row.cpu = Bench::cpu(pair);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"cat"_qs);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; cat " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"CLI: moxley list uses " + Bench::milliseconds(pair.ours.medianCpuMs()) +

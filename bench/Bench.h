@@ -47,4 +47,12 @@ QString mebibytes(qint64 kib);
 QString ratio(double ours, double reference);
 QString cpu(const Measure::Pair &pair);
 
+// Fills the time columns of a side-by-side row (ours, the named reference, ratio, CPU) and gives
+// back the two medians (ms) for the row's verdict.
+struct Medians {
+    double ours = 0;
+    double reference = 0;
+};
+Medians fillTimes(Row &row, const Measure::Pair &pair, const QString &referenceName);
+
 } // namespace Bench

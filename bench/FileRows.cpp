@@ -84,12 +84,7 @@ QList<Row> history(const Context &context)
     const double overheadBig = overhead(pair.ours);
     const double overheadSmall = overhead(smallSeries);
     const bool flat = overheadBig - overheadSmall < 4096;
-    const double o = pair.ours.medianMs();
-    const double r = pair.reference.medianMs();
-    row.ours = Bench::milliseconds(o);
-    row.reference = Bench::milliseconds(r) + u" (wc -l)";
-    row.ratio = Bench::ratio(o, r);
-    row.cpu = Bench::cpu(pair);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"wc -l"_qs);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u" (records " +
                  Bench::mebibytes(qint64(medianField(pair.ours, u"result_kib"_qs))) + u", reading " +
                  Bench::mebibytes(qint64(overheadBig)) + u"; at 250,000 lines reading " +
@@ -134,12 +129,7 @@ QList<Row> logTail(const Context &context)
         return {row};
     }
     const double above = medianField(pair.ours, u"peak_kib"_qs) - medianField(pair.ours, u"base_kib"_qs);
-    const double o = pair.ours.medianMs();
-    const double r = pair.reference.medianMs();
-    row.ours = Bench::milliseconds(o);
-    row.reference = Bench::milliseconds(r) + u" (wc -l)";
-    row.ratio = Bench::ratio(o, r);
-    row.cpu = Bench::cpu(pair);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"wc -l"_qs);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u" (" + Bench::mebibytes(qint64(above)) +
                  u" above baseline); wc " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 2 * r && above < 64 * 1024 ? QStringLiteral("met") : QStringLiteral("MISSED");
@@ -194,12 +184,7 @@ QList<Row> tasksFile(const Context &context)
         fail(row, QString::fromUtf8(pair.ours.runs.first().err + pair.reference.runs.first().err));
         return {row};
     }
-    const double o = pair.ours.medianMs();
-    const double r = pair.reference.medianMs();
-    row.ours = Bench::milliseconds(o);
-    row.reference = Bench::milliseconds(r) + u" (python3 -m json.tool)";
-    row.ratio = Bench::ratio(o, r);
-    row.cpu = Bench::cpu(pair);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"python3 -m json.tool"_qs);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; python " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"tasks file: a version 1 file of " + QString::number(bytes / 1e6, 'f', 1) +
@@ -231,12 +216,7 @@ QList<Row> scan(const Context &context)
         fail(row, u"scan found " + fields.value(u"count"_qs) + u" jobs, expected " + QString::number(info.expectedJobs));
         return {row};
     }
-    const double o = pair.ours.medianMs();
-    const double r = pair.reference.medianMs();
-    row.ours = Bench::milliseconds(o);
-    row.reference = Bench::milliseconds(r) + u" (cat)";
-    row.ratio = Bench::ratio(o, r);
-    row.cpu = Bench::cpu(pair);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"cat"_qs);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; cat " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 4 * r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"scan: half binary, 1 in 40 broken, 1 in 50 our own; " + fields.value(u"count"_qs) +

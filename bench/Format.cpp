@@ -19,3 +19,13 @@ QString Bench::cpu(const Measure::Pair &pair)
 {
     return milliseconds(pair.ours.medianCpuMs()) + u" / " + milliseconds(pair.reference.medianCpuMs());
 }
+
+Bench::Medians Bench::fillTimes(Row &row, const Measure::Pair &pair, const QString &referenceName)
+{
+    const Medians medians{pair.ours.medianMs(), pair.reference.medianMs()};
+    row.ours = milliseconds(medians.ours);
+    row.reference = milliseconds(medians.reference) + u" (" + referenceName + u")";
+    row.ratio = ratio(medians.ours, medians.reference);
+    row.cpu = cpu(pair);
+    return medians;
+}
