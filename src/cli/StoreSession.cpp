@@ -4,39 +4,8 @@
 #include "platform/ChangeNotice.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
-namespace {
-
-// Blocks until no other tool holds the lock: the folder of the tasks file itself, so that no
-// file is left behind and a command that fails changes nothing there. Where the folder cannot
-// be opened the session goes on alone: the save itself would fail there anyway.
-int takeLock(const QString &tasksFile)
-{
-    const QString folder = QFileInfo(tasksFile).absolutePath();
-    QDir().mkpath(folder);
-    const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) {
-        return -1;
-    }
-    int result = 0;
-    do {
-        result = ::flock(fd, LOCK_EX);
-    } while (result != 0 && errno == EINTR);
-    if (result != 0) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-} // namespace
 
 StoreSession::StoreSession(CommandContext &context) : m_context(context)
 {
@@ -44,7 +13,11 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     options.changeNotice = nullptr; // the tool posts, it does not listen
     options.cleanUpAfterFailedLoad = false;
     options.keepOutsideChanges = true;
-    m_lock = takeLock(options.tasksFile);
+    // Blocks until no other tool holds it. Where the folder cannot be locked the session goes on
+    // alone: the save itself would fail there anyway.
+    const QString folder = QFileInfo(options.tasksFile).absolutePath();
+    QDir().mkpath(folder);
+    m_lock = FolderLock::take(folder);
     auto store = std::make_unique<TaskStore>(std::move(options));
     if (store->fileUnreadable()) {
         m_context.fail(store->lastError().value_or(u"Failed to load tasks"_qs));
@@ -71,10 +44,8 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
 
 StoreSession::~StoreSession()
 {
+    // The store may still write as it goes; the lock is let go after it.
     m_store.reset();
-    if (m_lock >= 0) {
-        ::close(m_lock);
-    }
 }
 
 int StoreSession::finish()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/FolderLock.h"
 #include "store/TaskStore.h"
 
 #include <memory>
@@ -29,7 +30,7 @@ class StoreSession
 
   private:
     CommandContext &m_context;
-    int m_lock = -1; // the locked folder's descriptor, -1 without the lock
+    FolderLock m_lock;
     std::unique_ptr<TaskStore> m_store;
     bool m_failed = false;
     bool m_saved = false;
