@@ -5,6 +5,8 @@
 #include <QList>
 #include <QString>
 
+struct ScheduledTask;
+
 class CommandContext;
 
 // One `moxley` command: its name, its help, its options, and one entry point that returns
@@ -27,4 +29,17 @@ public:
     virtual int maxArguments() const { return 0; }
 
     virtual int execute(CommandContext &context, const QCommandLineParser &parser) = 0;
+};
+
+// A command on one task, named by its only argument (an id, a prefix of one, or a name). The
+// task is looked up first; a failed lookup has printed its message and ends with status 1.
+class TaskCommand : public Command
+{
+public:
+    int minArguments() const override { return 1; }
+    int maxArguments() const override { return 1; }
+    int execute(CommandContext &context, const QCommandLineParser &parser) final;
+
+protected:
+    virtual int executeOn(CommandContext &context, const QCommandLineParser &parser, const ScheduledTask &task) = 0;
 };

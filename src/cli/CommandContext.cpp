@@ -1,5 +1,6 @@
 #include "cli/CommandContext.h"
 
+#include "cli/Command.h"
 #include "cli/TaskLookup.h"
 #include "model/TaskMigration.h"
 #include "platform/AppPaths.h"
@@ -56,4 +57,10 @@ std::optional<ScheduledTask> CommandContext::loadTask(const QString &query)
 {
     const auto tasks = loadTasks();
     return tasks ? findTask(*tasks, query) : std::nullopt;
+}
+
+int TaskCommand::execute(CommandContext &context, const QCommandLineParser &parser)
+{
+    const auto task = context.loadTask(parser.positionalArguments().constFirst());
+    return task ? executeOn(context, parser, *task) : 1;
 }

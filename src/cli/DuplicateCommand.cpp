@@ -4,7 +4,7 @@
 
 namespace {
 
-class DuplicateCommand : public Command
+class DuplicateCommand : public TaskCommand
 {
   public:
     QString name() const override { return QStringLiteral("duplicate"); }
@@ -13,20 +13,14 @@ class DuplicateCommand : public Command
     {
         return QStringLiteral("Copy a task (switched off, named \"... (copy)\"); print the copy's id.");
     }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
 
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    int executeOn(CommandContext &context, const QCommandLineParser &parser, const ScheduledTask &found) override
     {
-        const auto found = context.loadTask(parser.positionalArguments().constFirst());
-        if (!found) {
-            return 1;
-        }
         StoreSession session(context);
         if (!session.isValid()) {
             return 1;
         }
-        const std::optional<ScheduledTask> original = session.store().task(found->id);
+        const std::optional<ScheduledTask> original = session.store().task(found.id);
         const std::optional<ScheduledTask> copy = original ? session.store().duplicate(*original) : std::nullopt;
         if (!copy) {
             return context.fail(u"no task matches " % parser.positionalArguments().constFirst());

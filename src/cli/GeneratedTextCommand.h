@@ -6,7 +6,7 @@
 
 // A read-only command that prints one of the texts LaunchdService generates for a task, exactly
 // as installing would write it (also for a disabled task), with nothing added.
-class GeneratedTextCommand : public Command
+class GeneratedTextCommand : public TaskCommand
 {
 public:
     using Generator = QString (LaunchdService::*)(const ScheduledTask &) const;
@@ -24,17 +24,10 @@ public:
         return QStringLiteral("The text is exactly what installing the task writes, byte for byte, also for a\n"
                               "disabled task. Nothing is written or installed.");
     }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
-
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    int executeOn(CommandContext &context, const QCommandLineParser &, const ScheduledTask &task) override
     {
-        const auto task = context.loadTask(parser.positionalArguments().constFirst());
-        if (!task) {
-            return 1;
-        }
         // Generating is pure text: no folder is created, nothing is loaded.
-        context.out << (LaunchdService().*m_generate)(*task);
+        context.out << (LaunchdService().*m_generate)(task);
         return 0;
     }
 

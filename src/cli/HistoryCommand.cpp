@@ -32,7 +32,7 @@ QString durationText(qint64 seconds)
            u"m " + secs;
 }
 
-class HistoryCommand : public Command
+class HistoryCommand : public TaskCommand
 {
 public:
     QString name() const override { return QStringLiteral("history"); }
@@ -47,16 +47,10 @@ public:
     {
         return {QCommandLineOption(QStringLiteral("json"), QStringLiteral("Print the runs as one JSON array."))};
     }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
 
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    int executeOn(CommandContext &context, const QCommandLineParser &parser, const ScheduledTask &task) override
     {
-        const auto task = context.loadTask(parser.positionalArguments().constFirst());
-        if (!task) {
-            return 1;
-        }
-        const QList<TaskRunRecord> runs = RunHistory::readRuns(LaunchdService().runsPath(*task));
+        const QList<TaskRunRecord> runs = RunHistory::readRuns(LaunchdService().runsPath(task));
         if (parser.isSet(QStringLiteral("json"))) {
             QJsonArray array;
             for (const TaskRunRecord &run : runs) {

@@ -26,7 +26,7 @@ std::optional<int> lineCount(const QString &text)
     return int(value);
 }
 
-class LogsCommand : public Command
+class LogsCommand : public TaskCommand
 {
 public:
     QString name() const override { return QStringLiteral("logs"); }
@@ -44,23 +44,17 @@ public:
                 QCommandLineOption(QStringLiteral("lines"), QStringLiteral("How many lines (default 100)."),
                                    QStringLiteral("N"), QStringLiteral("100"))};
     }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
 
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    int executeOn(CommandContext &context, const QCommandLineParser &parser, const ScheduledTask &task) override
     {
         const QString linesText = parser.value(QStringLiteral("lines"));
         const auto lines = lineCount(linesText);
         if (!lines) {
             return context.usageError(u"--lines needs a non-negative integer, not '" + linesText + u'\'');
         }
-        const auto task = context.loadTask(parser.positionalArguments().constFirst());
-        if (!task) {
-            return 1;
-        }
         const LaunchdService files;
         const QString path =
-            parser.isSet(QStringLiteral("stderr")) ? files.stderrLogPath(*task) : files.stdoutLogPath(*task);
+            parser.isSet(QStringLiteral("stderr")) ? files.stderrLogPath(task) : files.stdoutLogPath(task);
         const QString text = RunHistory::readLogTail(path, *lines);
         if (!text.isEmpty()) {
             context.out << text << '\n';

@@ -6,7 +6,7 @@
 
 namespace {
 
-class RunCommand : public Command
+class RunCommand : public TaskCommand
 {
 public:
     QString name() const override { return QStringLiteral("run"); }
@@ -18,15 +18,9 @@ public:
                               "The exit status is the command's (128 + N when signal N ended it). Nothing is "
                               "recorded in the task's history or logs.");
     }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
 
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    int executeOn(CommandContext &context, const QCommandLineParser &, const ScheduledTask &task) override
     {
-        const auto task = context.loadTask(parser.positionalArguments().constFirst());
-        if (!task) {
-            return 1;
-        }
         TaskRunner runner;
         runner.setKeepsOutput(false);
         runner.setOwnSession(false);
@@ -36,7 +30,7 @@ public:
             context.out.flush();
         });
         QObject::connect(&runner, &TaskRunner::finished, &loop, &QEventLoop::quit);
-        runner.run(task->command, task->workingDirectory, task->envFilePath, task->useLoginShell);
+        runner.run(task.command, task.workingDirectory, task.envFilePath, task.useLoginShell);
         if (runner.isRunning()) {
             loop.exec();
         }

@@ -18,7 +18,7 @@ QString indented(const QString &text, int width)
     return out;
 }
 
-class ShowCommand : public Command
+class ShowCommand : public TaskCommand
 {
 public:
     QString name() const override { return QStringLiteral("show"); }
@@ -31,42 +31,36 @@ public:
     {
         return {QCommandLineOption(QStringLiteral("json"), QStringLiteral("Print the task as one JSON object."))};
     }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
 
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    int executeOn(CommandContext &context, const QCommandLineParser &parser, const ScheduledTask &task) override
     {
-        const auto task = context.loadTask(parser.positionalArguments().constFirst());
-        if (!task) {
-            return 1;
-        }
         const LaunchdService files;
         if (parser.isSet(QStringLiteral("json"))) {
-            context.out << QString::fromUtf8(CliJson::document(CliJson::task(*task, &files)));
+            context.out << QString::fromUtf8(CliJson::document(CliJson::task(task, &files)));
             return 0;
         }
         constexpr int width = 13;
         const auto row = [&](const char16_t *label, const QString &value) {
             context.out << QString::fromUtf16(label).leftJustified(width) << indented(value, width) << '\n';
         };
-        row(u"Name:", task->name);
-        row(u"ID:", task->fullId());
-        row(u"Enabled:", yesNo(task->isEnabled));
-        row(u"Schedule:", task->schedule.description());
-        row(u"Command:", task->command);
-        if (task->workingDirectory) {
-            row(u"Directory:", *task->workingDirectory);
+        row(u"Name:", task.name);
+        row(u"ID:", task.fullId());
+        row(u"Enabled:", yesNo(task.isEnabled));
+        row(u"Schedule:", task.schedule.description());
+        row(u"Command:", task.command);
+        if (task.workingDirectory) {
+            row(u"Directory:", *task.workingDirectory);
         }
-        if (task->envFilePath) {
-            row(u".env file:", *task->envFilePath);
+        if (task.envFilePath) {
+            row(u".env file:", *task.envFilePath);
         }
-        row(u"Login shell:", yesNo(task->useLoginShell));
-        row(u"Wake:", yesNo(task->wakeBeforeRun));
-        row(u"Script:", files.scriptPath(*task));
-        row(u"Plist:", files.plistPath(*task));
-        row(u"Runs:", files.runsPath(*task));
-        row(u"Stdout log:", files.stdoutLogPath(*task));
-        row(u"Stderr log:", files.stderrLogPath(*task));
+        row(u"Login shell:", yesNo(task.useLoginShell));
+        row(u"Wake:", yesNo(task.wakeBeforeRun));
+        row(u"Script:", files.scriptPath(task));
+        row(u"Plist:", files.plistPath(task));
+        row(u"Runs:", files.runsPath(task));
+        row(u"Stdout log:", files.stdoutLogPath(task));
+        row(u"Stderr log:", files.stderrLogPath(task));
         return 0;
     }
 };

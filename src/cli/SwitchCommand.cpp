@@ -5,7 +5,7 @@
 namespace {
 
 // `enable` and `disable`: the app's Enabled switch.
-class SwitchCommand : public Command
+class SwitchCommand : public TaskCommand
 {
   public:
     explicit SwitchCommand(bool enable) : m_enable(enable) {}
@@ -17,20 +17,14 @@ class SwitchCommand : public Command
         return m_enable ? QStringLiteral("Switch a task on and install its job.")
                         : QStringLiteral("Switch a task off and remove its job (history and logs stay).");
     }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
 
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    int executeOn(CommandContext &context, const QCommandLineParser &, const ScheduledTask &task) override
     {
-        const auto task = context.loadTask(parser.positionalArguments().constFirst());
-        if (!task) {
-            return 1;
-        }
         StoreSession session(context);
         if (!session.isValid()) {
             return 1;
         }
-        session.store().setEnabled(m_enable, task->id);
+        session.store().setEnabled(m_enable, task.id);
         return session.finish();
     }
 

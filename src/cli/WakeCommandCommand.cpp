@@ -5,7 +5,7 @@
 namespace {
 
 // Read-only: it shows the command and runs nothing.
-class WakeCommandCommand : public Command
+class WakeCommandCommand : public TaskCommand
 {
   public:
     QString name() const override { return QStringLiteral("wake-command"); }
@@ -19,16 +19,10 @@ class WakeCommandCommand : public Command
         return QStringLiteral("A monthly task gets a one-time wake on the next matching date; the other calendar\n"
                               "kinds a repeating one. Interval and at-load tasks cannot wake (exit 1).");
     }
-    int minArguments() const override { return 1; }
-    int maxArguments() const override { return 1; }
 
-    int execute(CommandContext &context, const QCommandLineParser &parser) override
+    int executeOn(CommandContext &context, const QCommandLineParser &, const ScheduledTask &task) override
     {
-        const auto task = context.loadTask(parser.positionalArguments().constFirst());
-        if (!task) {
-            return 1;
-        }
-        const PmsetService::Command command = PmsetService().wakeCommand(task->schedule);
+        const PmsetService::Command command = PmsetService().wakeCommand(task.schedule);
         if (command.error) {
             return context.fail(command.error->description());
         }
