@@ -1,3 +1,4 @@
+#include "LaunchdJobFields.h"
 #include "Sandbox.h"
 #include "launchd/LaunchdBrowser.h"
 #include "launchd/LaunchdJob.h"
@@ -232,15 +233,7 @@ private Q_SLOTS:
             form);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
-        QVERIFY(!job->programArguments);
-        QVERIFY(!job->program);
-        QVERIFY(!job->startInterval);
-        QVERIFY(!job->startCalendarInterval);
-        QVERIFY(!job->standardOutPath);
-        QVERIFY(!job->standardErrorPath);
-        QVERIFY(!job->disabled);
-        QVERIFY(!job->runAtLoad);
-        QVERIFY(!job->keepAlive);
+        QCOMPARE(typedFieldsSet(*job), QStringList());
         QCOMPARE(job->scheduleSummary(), u"Manual"_qs);
         QCOMPARE(job->commandLine(), u"(unknown)"_qs);
         // The raw view still shows what was there.

@@ -1,4 +1,5 @@
 // The files in tests/data/broken, each with the exact message or the empty result it gets.
+#include "LaunchdJobFields.h"
 #include "Sandbox.h"
 #include "launchd/LaunchdJob.h"
 #include "model/TaskMigration.h"
@@ -138,15 +139,7 @@ private Q_SLOTS:
         const auto job = LaunchdJob::fromFile(dataFile(file), LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QCOMPARE(job->label, u"org.example.wrong"_qs);
-        QVERIFY(!job->programArguments);
-        QVERIFY(!job->program);
-        QVERIFY(!job->startInterval);
-        QVERIFY(!job->startCalendarInterval);
-        QVERIFY(!job->standardOutPath);
-        QVERIFY(!job->standardErrorPath);
-        QVERIFY(!job->disabled);
-        QVERIFY(!job->runAtLoad);
-        QVERIFY(!job->keepAlive);
+        QCOMPARE(typedFieldsSet(*job), QStringList());
         QCOMPARE(job->scheduleSummary(), u"Manual"_qs);
         QCOMPARE(job->commandLine(), u"(unknown)"_qs);
         QCOMPARE(job->raw.size(), 10);
