@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QTimeZone>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Bench::Context;
@@ -27,13 +29,13 @@ QList<Row> testRun(const Context &context)
         context.reps, [&] { return context.run(Command{{context.worker(), QStringLiteral("testrun"), command}, {}, {}, true}); },
         [&] { return context.run(Command{{QStringLiteral("/bin/bash"), QStringLiteral("-c"), command}, {}, {}, false}); });
     const auto fields = Measure::fields(pair.ours.runs.first().out);
-    if (!pair.ours.runs.first().ok() || fields.value(u"chars"_qs).toLongLong() != outputBytes) {
+    if (!pair.ours.runs.first().ok() || fields.value(u"chars"_s).toLongLong() != outputBytes) {
         row.verdict = QStringLiteral("FAILED");
-        row.notes.append(u"test run: output of " + fields.value(u"chars"_qs) + u" characters, expected " +
+        row.notes.append(u"test run: output of " + fields.value(u"chars"_s) + u" characters, expected " +
                          QString::number(outputBytes) + u"; " + QString::fromUtf8(pair.ours.runs.first().err));
         return {row};
     }
-    const auto [o, r] = Bench::fillTimes(row, pair, u"> /dev/null"_qs);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"> /dev/null"_s);
     const qint64 peak = pair.ours.maxPeakKiB();
     row.memory = Bench::mebibytes(peak) + u" = " + QString::number(double(peak) * 1024 / double(outputBytes), 'f', 2) +
                  u"x the output";
@@ -41,8 +43,8 @@ QList<Row> testRun(const Context &context)
     QList<double> user;
     QList<double> system;
     for (const Measure::Run &run : pair.ours.runs) {
-        user.append(Measure::fields(run.out).value(u"user_ms"_qs).toDouble());
-        system.append(Measure::fields(run.out).value(u"sys_ms"_qs).toDouble());
+        user.append(Measure::fields(run.out).value(u"user_ms"_s).toDouble());
+        system.append(Measure::fields(run.out).value(u"sys_ms"_s).toDouble());
     }
     row.notes.append(u"test run: the command is an awk program printing 1,000,000 lines of 100 bytes, through /bin/bash "
                      u"-c on both sides; the runner keeps the whole output as the test-run sheet shows it. Our "
@@ -73,21 +75,21 @@ QList<Row> timeline(const Context &context)
         compute.notes.append(u"timeline: " + QString::fromUtf8(run.err));
         return {compute};
     }
-    const double withFiles = fields.value(u"files_ms"_qs).toDouble();
-    const double inMemory = fields.value(u"memory_ms"_qs).toDouble();
+    const double withFiles = fields.value(u"files_ms"_s).toDouble();
+    const double inMemory = fields.value(u"memory_ms"_s).toDouble();
     compute.ours = Bench::milliseconds(inMemory);
-    compute.cpu = Bench::milliseconds(fields.value(u"memory_cpu_ms"_qs).toDouble()) + u" / -";
+    compute.cpu = Bench::milliseconds(fields.value(u"memory_cpu_ms"_s).toDouble()) + u" / -";
     compute.memory = Bench::mebibytes(run.peakKiB);
     compute.verdict = inMemory < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
     Row reading = compute;
     reading.name = QStringLiteral("timeline compute + reading the 1,000 runs files");
     reading.ours = Bench::milliseconds(withFiles);
-    reading.cpu = Bench::milliseconds(fields.value(u"files_cpu_ms"_qs).toDouble()) + u" / -";
+    reading.cpu = Bench::milliseconds(fields.value(u"files_cpu_ms"_s).toDouble()) + u" / -";
     reading.verdict = withFiles < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
     reading.notes.clear();
-    compute.notes.append(u"timeline: every 10th task runs every minute; " + fields.value(u"rows"_qs) + u" rows, " +
-                         fields.value(u"occurrences"_qs) + u" occurrences (" + fields.value(u"ran"_qs) + u" ran), " +
-                         fields.value(u"runs_today"_qs) +
+    compute.notes.append(u"timeline: every 10th task runs every minute; " + fields.value(u"rows"_s) + u" rows, " +
+                         fields.value(u"occurrences"_s) + u" occurrences (" + fields.value(u"ran"_s) + u" ran), " +
+                         fields.value(u"runs_today"_s) +
                          u" runs today. \"compute\" hands Timeline::compute the histories already in memory; "
                          u"\"+ reading\" reads every history from its runs file inside the timed call, as the view "
                          u"does on each rendering.");
@@ -106,25 +108,25 @@ QList<Row> timeline(const Context &context)
                                                     QString::fromLatin1(DataGen::kTimelineNow),
                                                     QString::fromLatin1(DataGen::kTimelineZone),
                                                     QString::number(std::max(context.reps, 5))},
-                                                   {{u"QT_QPA_PLATFORM"_qs, u"offscreen"_qs},
-                                                    {u"MOXLEY_SYSROOT"_qs, dir + u"/sysroot"}},
+                                                   {{u"QT_QPA_PLATFORM"_s, u"offscreen"_s},
+                                                    {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}},
                                                    {}, true});
     const auto viewFields = Measure::fields(drawn.out);
-    if (!drawn.ok() || viewFields.value(u"lanes"_qs) != fields.value(u"rows"_qs)) {
+    if (!drawn.ok() || viewFields.value(u"lanes"_s) != fields.value(u"rows"_s)) {
         view.verdict = paint.verdict = QStringLiteral("FAILED");
         view.notes.append(u"timeline view: " + QString::fromUtf8(drawn.err));
     } else {
-        const double reloadMs = viewFields.value(u"reload_ms"_qs).toDouble();
-        const double paintMs = viewFields.value(u"paint_ms"_qs).toDouble();
+        const double reloadMs = viewFields.value(u"reload_ms"_s).toDouble();
+        const double paintMs = viewFields.value(u"paint_ms"_s).toDouble();
         view.ours = Bench::milliseconds(reloadMs);
-        view.cpu = Bench::milliseconds(viewFields.value(u"reload_cpu_ms"_qs).toDouble()) + u" / -";
+        view.cpu = Bench::milliseconds(viewFields.value(u"reload_cpu_ms"_s).toDouble()) + u" / -";
         view.memory = Bench::mebibytes(drawn.peakKiB);
         view.verdict = reloadMs < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
         paint.ours = Bench::milliseconds(paintMs);
-        paint.cpu = Bench::milliseconds(viewFields.value(u"paint_cpu_ms"_qs).toDouble()) + u" / -";
+        paint.cpu = Bench::milliseconds(viewFields.value(u"paint_cpu_ms"_s).toDouble()) + u" / -";
         paint.memory = view.memory;
         paint.verdict = paintMs < 16 ? QStringLiteral("met") : QStringLiteral("MISSED");
-        view.notes.append(u"timeline view: DayTimelineView over the store with the same data, " + viewFields.value(u"lanes"_qs) +
+        view.notes.append(u"timeline view: DayTimelineView over the store with the same data, " + viewFields.value(u"lanes"_s) +
                           u" lanes; reload() and the posted events that show and lay out the new lanes, then "
                           u"render() into a 1200x800 image (the lanes in sight are drawn).");
     }
@@ -141,9 +143,9 @@ QList<Row> startUp(const Context &context)
     const auto firstPaint = [&](const QString &program, const QMap<QString, QString> &extra) {
         QFile::remove(marker);
         QMap<QString, QString> env = extra;
-        env.insert(u"LD_PRELOAD"_qs, context.binDir + u"/libmoxley-bench-first-paint.so");
-        env.insert(u"MOXLEY_BENCH_FIRST_PAINT_FILE"_qs, marker);
-        env.insert(u"QT_QPA_PLATFORM"_qs, u"offscreen"_qs);
+        env.insert(u"LD_PRELOAD"_s, context.binDir + u"/libmoxley-bench-first-paint.so");
+        env.insert(u"MOXLEY_BENCH_FIRST_PAINT_FILE"_s, marker);
+        env.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
         Measure::Run run = context.run(Command{{program}, env, {}, false});
         QFile file(marker);
         if (file.open(QIODevice::ReadOnly)) {
@@ -156,9 +158,9 @@ QList<Row> startUp(const Context &context)
     // moxley-app over 1,000 installed tasks and 1,000 other jobs, all under a temporary home.
     const QString dir = context.tempDir + u"/startup";
     DataGen::writeAppData(dir + u"/home", dir + u"/data", dir + u"/sysroot");
-    const QMap<QString, QString> appEnv{{u"HOME"_qs, dir + u"/home"},
-                                        {u"XDG_DATA_HOME"_qs, dir + u"/data"},
-                                        {u"MOXLEY_SYSROOT"_qs, dir + u"/sysroot"}};
+    const QMap<QString, QString> appEnv{{u"HOME"_s, dir + u"/home"},
+                                        {u"XDG_DATA_HOME"_s, dir + u"/data"},
+                                        {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}};
     const Measure::Pair pair = Measure::alternate(
         context.reps, [&] { return firstPaint(context.binDir + u"/moxley-app", appEnv); },
         [&] { return firstPaint(context.binDir + u"/moxley-bench-minimal-window", {}); });
@@ -169,7 +171,7 @@ QList<Row> startUp(const Context &context)
                          QString::fromUtf8(pair.ours.runs.first().err));
         return {row};
     }
-    const auto [o, r] = Bench::fillTimes(row, pair, u"minimal Qt Widgets window"_qs);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"minimal Qt Widgets window"_s);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; reference " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 1.5 * r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(QStringLiteral("start-up: moxley-app with 1,000 installed tasks and 1,000 other jobs (user and "
@@ -187,8 +189,8 @@ QList<Row> cli(const Context &context)
     const QString tasksFile = dir + u"/data/Moxley/tasks.json";
     DataGen::Random random;
     DataGen::writeTasksFile(tasksFile, DataGen::makeTasks(1000, random), 2);
-    const QMap<QString, QString> env{{u"HOME"_qs, dir + u"/home"}, {u"XDG_DATA_HOME"_qs, dir + u"/data"},
-                                     {u"MOXLEY_SYSROOT"_qs, dir + u"/sysroot"}};
+    const QMap<QString, QString> env{{u"HOME"_s, dir + u"/home"}, {u"XDG_DATA_HOME"_s, dir + u"/data"},
+                                     {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}};
     QDir().mkpath(dir + u"/home");
     const Measure::Pair pair = Measure::alternate(
         context.reps, [&] { return context.run(Command{{context.binDir + u"/moxley", QStringLiteral("list")}, env, {}, true}); },
@@ -205,7 +207,7 @@ QList<Row> cli(const Context &context)
         row.notes.append(u"CLI: moxley list failed: " + QString::fromUtf8(first.err));
         return {row};
     }
-    const auto [o, r] = Bench::fillTimes(row, pair, u"cat"_qs);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"cat"_s);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; cat " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o < 50 ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"CLI: moxley list uses " + Bench::milliseconds(pair.ours.medianCpuMs()) +

@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString firstLine(const QString &path, const QByteArray &prefix)
@@ -38,8 +40,8 @@ QString loadAverage()
 
 QString machine()
 {
-    const qint64 memKiB = firstLine(u"/proc/meminfo"_qs, "MemTotal:").section(u' ', 0, 0).toLongLong();
-    return firstLine(u"/proc/cpuinfo"_qs, "model name\t: ") + u", " + QString::number(sysconf(_SC_NPROCESSORS_ONLN)) +
+    const qint64 memKiB = firstLine(u"/proc/meminfo"_s, "MemTotal:").section(u' ', 0, 0).toLongLong();
+    return firstLine(u"/proc/cpuinfo"_s, "model name\t: ") + u", " + QString::number(sysconf(_SC_NPROCESSORS_ONLN)) +
            u" cores, " + QString::number(double(memKiB) / 1048576, 'f', 1) + u" GiB; " + QSysInfo::prettyProductName() +
            u", kernel " + QSysInfo::kernelVersion() + u"; Qt " + QString::fromLatin1(qVersion()) + u", " +
            QString::fromLatin1(MOXLEY_BENCH_COMPILER) + u", " + QString::fromLatin1(MOXLEY_BENCH_BUILD_TYPE);
@@ -47,7 +49,7 @@ QString machine()
 
 QString escapeCell(QString text)
 {
-    return text.replace(u'|', u"\\|"_qs);
+    return text.replace(u'|', u"\\|"_s);
 }
 
 QString table(const QList<Bench::Row> &rows)
@@ -129,7 +131,7 @@ int main(int argc, char **argv)
         rows += produced;
     }
 
-    QString section = u"Run on " + QDateTime::currentDateTimeUtc().toString(u"yyyy-MM-dd HH:mm"_qs) + u" UTC, " +
+    QString section = u"Run on " + QDateTime::currentDateTimeUtc().toString(u"yyyy-MM-dd HH:mm"_s) + u" UTC, " +
                       machine() + u". Load average " + loadBefore + u" before, " + loadAverage() + u" after; " +
                       QString::number(context.reps) + u" alternating rounds per side (log tail at most 5), medians; " +
                       QString::number(double(total.elapsed()) / 1000, 'f', 0) + u" s in all.\n\n" + table(rows);

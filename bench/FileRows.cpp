@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Bench::Context;
@@ -50,8 +52,8 @@ QList<Row> history(const Context &context)
     const QString small = dir + u"/small";
     QDir().mkpath(big + u"/Logs");
     QDir().mkpath(small + u"/Logs");
-    const DataGen::RunsFile bigInfo = DataGen::writeRunsFile(logPath(big, u".runs"_qs), 1000000, 50000, random);
-    const DataGen::RunsFile smallInfo = DataGen::writeRunsFile(logPath(small, u".runs"_qs), 250000, 50000, random);
+    const DataGen::RunsFile bigInfo = DataGen::writeRunsFile(logPath(big, u".runs"_s), 1000000, 50000, random);
+    const DataGen::RunsFile smallInfo = DataGen::writeRunsFile(logPath(small, u".runs"_s), 250000, 50000, random);
 
     const auto ours = [&](const QString &root) {
         return context.run(Command{{context.worker(), QStringLiteral("history"), root, kTaskId}, {}, {}, true});
@@ -59,7 +61,7 @@ QList<Row> history(const Context &context)
     const Measure::Pair pair = Measure::alternate(
         context.reps, [&] { return ours(big); },
         [&] {
-            return context.run(Command{{QStringLiteral("/usr/bin/wc"), QStringLiteral("-l"), logPath(big, u".runs"_qs)}, {}, {}, true});
+            return context.run(Command{{QStringLiteral("/usr/bin/wc"), QStringLiteral("-l"), logPath(big, u".runs"_s)}, {}, {}, true});
         });
     Measure::Series smallSeries;
     for (int i = 0; i < 3; ++i) {
@@ -71,7 +73,7 @@ QList<Row> history(const Context &context)
             return {row};
         }
     }
-    const auto count = [](const Measure::Series &s) { return Measure::fields(s.runs.first().out).value(u"count"_qs).toLongLong(); };
+    const auto count = [](const Measure::Series &s) { return Measure::fields(s.runs.first().out).value(u"count"_s).toLongLong(); };
     if (count(pair.ours) != bigInfo.records || count(smallSeries) != smallInfo.records ||
         pair.reference.runs.first().out.trimmed().split(' ').first().toLongLong() != bigInfo.lines) {
         fail(row, QStringLiteral("record or line count differs from the generated file"));
@@ -79,20 +81,20 @@ QList<Row> history(const Context &context)
     }
     // Beyond the process's own baseline and the records it returns, what reading costs.
     const auto overhead = [&](const Measure::Series &s) {
-        return medianField(s, u"peak_kib"_qs) - medianField(s, u"base_kib"_qs) - medianField(s, u"result_kib"_qs);
+        return medianField(s, u"peak_kib"_s) - medianField(s, u"base_kib"_s) - medianField(s, u"result_kib"_s);
     };
     const double overheadBig = overhead(pair.ours);
     const double overheadSmall = overhead(smallSeries);
     const bool flat = overheadBig - overheadSmall < 4096;
-    const auto [o, r] = Bench::fillTimes(row, pair, u"wc -l"_qs);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"wc -l"_s);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u" (records " +
-                 Bench::mebibytes(qint64(medianField(pair.ours, u"result_kib"_qs))) + u", reading " +
+                 Bench::mebibytes(qint64(medianField(pair.ours, u"result_kib"_s))) + u", reading " +
                  Bench::mebibytes(qint64(overheadBig)) + u"; at 250,000 lines reading " +
                  Bench::mebibytes(qint64(overheadSmall)) + u"); wc " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 3 * r && flat ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"history: " + QString::number(bigInfo.bytes / 1e6, 'f', 1) + u" MB file, " +
                      QString::number(bigInfo.records) + u" records; in-process read " +
-                     Bench::milliseconds(medianField(pair.ours, u"op_ms"_qs)) + u".");
+                     Bench::milliseconds(medianField(pair.ours, u"op_ms"_s)) + u".");
     QDir(dir).removeRecursively();
     return {row};
 }
@@ -104,7 +106,7 @@ QList<Row> logTail(const Context &context)
     row.target = QStringLiteral("ratio <= 2, peak < 64 MiB above baseline");
     const QString dir = context.tempDir + u"/log";
     QDir().mkpath(dir + u"/Logs");
-    const QString log = logPath(dir, u".stdout.log"_qs);
+    const QString log = logPath(dir, u".stdout.log"_s);
     DataGen::Random random;
     const DataGen::Log info = DataGen::writeLog(log, qint64(1) << 30, random);
     if (info.bytes != qint64(1) << 30) {
@@ -123,19 +125,19 @@ QList<Row> logTail(const Context &context)
         },
         [&] { return context.run(Command{{QStringLiteral("/usr/bin/wc"), QStringLiteral("-l"), log}, {}, {}, false}); });
     QDir(dir).removeRecursively();
-    if (!check.ok() || checked.value(u"match"_qs) != u"1" ||
-        Measure::fields(pair.ours.runs.first().out).value(u"sha1"_qs) != checked.value(u"expected_sha1"_qs)) {
+    if (!check.ok() || checked.value(u"match"_s) != u"1" ||
+        Measure::fields(pair.ours.runs.first().out).value(u"sha1"_s) != checked.value(u"expected_sha1"_s)) {
         fail(row, u"the tail differs from the whole-file reading: " + QString::fromUtf8(check.out + check.err));
         return {row};
     }
-    const double above = medianField(pair.ours, u"peak_kib"_qs) - medianField(pair.ours, u"base_kib"_qs);
-    const auto [o, r] = Bench::fillTimes(row, pair, u"wc -l"_qs);
+    const double above = medianField(pair.ours, u"peak_kib"_s) - medianField(pair.ours, u"base_kib"_s);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"wc -l"_s);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u" (" + Bench::mebibytes(qint64(above)) +
                  u" above baseline); wc " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 2 * r && above < 64 * 1024 ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"log tail: result identical to reading the whole file, splitting, keeping 100 and trimming (" +
-                     checked.value(u"chars"_qs) + u" characters); in-process read " +
-                     Bench::milliseconds(medianField(pair.ours, u"op_ms"_qs)) + u"; the file is in the page cache for both sides.");
+                     checked.value(u"chars"_s) + u" characters); in-process read " +
+                     Bench::milliseconds(medianField(pair.ours, u"op_ms"_s)) + u"; the file is in the page cache for both sides.");
     return {row};
 }
 
@@ -153,8 +155,8 @@ QList<Row> tasksFile(const Context &context)
     // Installed as the app leaves them, so the start-up check finds every script current.
     DataGen::writeInstalledJobs(dir + u"/store/LaunchAgents", dir + u"/store/Scripts", tasks);
     const QString storeFile = dir + u"/store/tasks.json";
-    const QString python = QFile::exists(u"/usr/bin/python3"_qs) ? u"/usr/bin/python3"_qs
-                                                                 : QStandardPaths::findExecutable(u"python3"_qs);
+    const QString python = QFile::exists(u"/usr/bin/python3"_s) ? u"/usr/bin/python3"_s
+                                                                 : QStandardPaths::findExecutable(u"python3"_s);
     if (python.isEmpty()) {
         QDir(dir).removeRecursively();
         row.ours = QStringLiteral("not measured: no python3 for the reference");
@@ -168,7 +170,7 @@ QList<Row> tasksFile(const Context &context)
             QFile::remove(storeFile);
             QFile::copy(original, storeFile);
             return context.run(Command{{context.worker(), QStringLiteral("tasks"), dir + u"/store"},
-                                       {{u"MOXLEY_SYSROOT"_qs, dir + u"/sysroot"}}, {}, true});
+                                       {{u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}}, {}, true});
         },
         [&] { return context.run(Command{{python, QStringLiteral("-m"), QStringLiteral("json.tool"), original}, {}, {}, false}); });
     const qint64 bytes = QFileInfo(original).size();
@@ -179,18 +181,18 @@ QList<Row> tasksFile(const Context &context)
     }();
     QDir(dir).removeRecursively();
     const auto fields = Measure::fields(pair.ours.runs.first().out);
-    if (!pair.ours.runs.first().ok() || fields.value(u"count"_qs) != u"10000" || !migrated ||
+    if (!pair.ours.runs.first().ok() || fields.value(u"count"_s) != u"10000" || !migrated ||
         !pair.reference.runs.first().ok()) {
         fail(row, QString::fromUtf8(pair.ours.runs.first().err + pair.reference.runs.first().err));
         return {row};
     }
-    const auto [o, r] = Bench::fillTimes(row, pair, u"python3 -m json.tool"_qs);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"python3 -m json.tool"_s);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; python " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"tasks file: a version 1 file of " + QString::number(bytes / 1e6, 'f', 1) +
                      u" MB, every schedule kind, 90 % enabled and installed; the store's start-up (read, migrate, "
                      u"stray-job sweep, script check) and one save; in-process " +
-                     Bench::milliseconds(medianField(pair.ours, u"op_ms"_qs)) + u".");
+                     Bench::milliseconds(medianField(pair.ours, u"op_ms"_s)) + u".");
     return {row};
 }
 
@@ -212,15 +214,15 @@ QList<Row> scan(const Context &context)
         [&] { return context.run(Command{catArgs, {}, {}, false}); });
     QDir(dir).removeRecursively();
     const auto fields = Measure::fields(pair.ours.runs.first().out);
-    if (!pair.ours.runs.first().ok() || fields.value(u"count"_qs).toInt() != info.expectedJobs) {
-        fail(row, u"scan found " + fields.value(u"count"_qs) + u" jobs, expected " + QString::number(info.expectedJobs));
+    if (!pair.ours.runs.first().ok() || fields.value(u"count"_s).toInt() != info.expectedJobs) {
+        fail(row, u"scan found " + fields.value(u"count"_s) + u" jobs, expected " + QString::number(info.expectedJobs));
         return {row};
     }
-    const auto [o, r] = Bench::fillTimes(row, pair, u"cat"_qs);
+    const auto [o, r] = Bench::fillTimes(row, pair, u"cat"_s);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; cat " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 4 * r ? QStringLiteral("met") : QStringLiteral("MISSED");
-    row.notes.append(u"scan: half binary, 1 in 40 broken, 1 in 50 our own; " + fields.value(u"count"_qs) +
-                     u" jobs listed; in-process " + Bench::milliseconds(medianField(pair.ours, u"op_ms"_qs)) + u".");
+    row.notes.append(u"scan: half binary, 1 in 40 broken, 1 in 50 our own; " + fields.value(u"count"_s) +
+                     u" jobs listed; in-process " + Bench::milliseconds(medianField(pair.ours, u"op_ms"_s)) + u".");
     return {row};
 }
 

@@ -25,6 +25,8 @@
 #include <ctime>
 #include <sys/resource.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // VmRSS or VmHWM of this process in KiB.
@@ -154,7 +156,7 @@ int tasksFile(const QString &root)
     const bool saved = store->save();
     const qint64 elapsed = timer.nsecsElapsed();
     if (store->lastError() || !saved) {
-        std::fprintf(stderr, "%s\n", qPrintable(store->lastError().value_or(u"save failed"_qs)));
+        std::fprintf(stderr, "%s\n", qPrintable(store->lastError().value_or(u"save failed"_s)));
         return 1;
     }
     print({{"count", QString::number(store->tasks().size())}, {"op_ms", ms(elapsed)}});

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool sameFields(const LaunchdJob &a, const LaunchdJob &b)
@@ -24,13 +26,13 @@ bool sameFields(const LaunchdJob &a, const LaunchdJob &b)
 // then differs by design.
 bool uidOnTypedKey(const LaunchdJob &job)
 {
-    static const QStringList typedKeys{u"Label"_qs,           u"ProgramArguments"_qs,  u"Program"_qs,
-                                       u"StartInterval"_qs,   u"StartCalendarInterval"_qs,
-                                       u"StandardOutPath"_qs, u"StandardErrorPath"_qs, u"Disabled"_qs,
-                                       u"RunAtLoad"_qs,       u"KeepAlive"_qs};
+    static const QStringList typedKeys{u"Label"_s,           u"ProgramArguments"_s,  u"Program"_s,
+                                       u"StartInterval"_s,   u"StartCalendarInterval"_s,
+                                       u"StandardOutPath"_s, u"StandardErrorPath"_s, u"Disabled"_s,
+                                       u"RunAtLoad"_s,       u"KeepAlive"_s};
     for (const QString &key : typedKeys) {
         const QVariant value = job.raw.value(key);
-        if (value.typeId() == QMetaType::QVariantMap && value.toMap().keys() == QStringList{u"CF$UID"_qs}) {
+        if (value.typeId() == QMetaType::QVariantMap && value.toMap().keys() == QStringList{u"CF$UID"_s}) {
             return true;
         }
     }
@@ -43,11 +45,11 @@ QString describe(const std::optional<LaunchdJob> &job)
         return QStringLiteral("(no job)");
     }
     QString text = u"label " % job->label.toHtmlEscaped() % u" args " %
-                   (job->programArguments ? job->programArguments->join(u'|') : u"-"_qs) % u" program " %
-                   job->program.value_or(u"-"_qs) % u" interval " %
-                   (job->startInterval ? QString::number(*job->startInterval) : u"-"_qs) % u" out " %
-                   job->standardOutPath.value_or(u"-"_qs) % u" err " % job->standardErrorPath.value_or(u"-"_qs);
-    text += u" program utf16:"_qs;
+                   (job->programArguments ? job->programArguments->join(u'|') : u"-"_s) % u" program " %
+                   job->program.value_or(u"-"_s) % u" interval " %
+                   (job->startInterval ? QString::number(*job->startInterval) : u"-"_s) % u" out " %
+                   job->standardOutPath.value_or(u"-"_s) % u" err " % job->standardErrorPath.value_or(u"-"_s);
+    text += u" program utf16:"_s;
     for (QChar c : job->program.value_or(QString())) {
         text += u' ' % QString::number(c.unicode(), 16);
     }

@@ -5,6 +5,8 @@
 
 #include <QApplication>
 
+using namespace Qt::StringLiterals;
+
 // Developer options: --screenshot FILE saves the main window as a PNG once it has been painted,
 // then quits; --screenshot-menu TITLE opens that menu first.
 int main(int argc, char *argv[])
@@ -22,9 +24,9 @@ int main(int argc, char *argv[])
     MoxleyApp moxley(std::move(options));
     MainWindow *window = moxley.showMainWindow();
 
-    const qsizetype screenshotAt = arguments.indexOf(u"--screenshot"_qs);
+    const qsizetype screenshotAt = arguments.indexOf(u"--screenshot"_s);
     if (screenshotAt > 0 && screenshotAt + 1 < arguments.size()) {
-        const qsizetype menuAt = arguments.indexOf(u"--screenshot-menu"_qs);
+        const qsizetype menuAt = arguments.indexOf(u"--screenshot-menu"_s);
         const QString menu = menuAt > 0 ? arguments.value(menuAt + 1) : QString();
         Screenshot::takeAndQuit(window, arguments.at(screenshotAt + 1), menu);
     }

@@ -5,6 +5,8 @@
 
 #include <QDir>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class AddCommand : public Command
@@ -20,28 +22,28 @@ class AddCommand : public Command
     QString details() const override
     {
         return ScheduleOptions::help() %
-               u"\nWithout a schedule the task runs daily. DIR and FILE are taken relative to the current folder."_qs;
+               u"\nWithout a schedule the task runs daily. DIR and FILE are taken relative to the current folder."_s;
     }
     QList<QCommandLineOption> options() const override
     {
         QList<QCommandLineOption> list{
-            QCommandLineOption(u"name"_qs, u"The task's name."_qs, u"NAME"_qs),
-            QCommandLineOption(u"command"_qs, u"The shell command line to run."_qs, u"CMD"_qs),
+            QCommandLineOption(u"name"_s, u"The task's name."_s, u"NAME"_s),
+            QCommandLineOption(u"command"_s, u"The shell command line to run."_s, u"CMD"_s),
         };
         list += ScheduleOptions::options();
         list += {
-            QCommandLineOption(u"dir"_qs, u"Working folder of the command."_qs, u"DIR"_qs),
-            QCommandLineOption(u"env-file"_qs, u"A .env file loaded before the command."_qs, u"FILE"_qs),
-            QCommandLineOption(u"no-login-shell"_qs, u"Do not load the shell profile."_qs),
-            QCommandLineOption(u"wake"_qs, u"Wake the computer 5 minutes before each run."_qs),
-            QCommandLineOption(u"disabled"_qs, u"Add the task switched off (no job installed)."_qs),
+            QCommandLineOption(u"dir"_s, u"Working folder of the command."_s, u"DIR"_s),
+            QCommandLineOption(u"env-file"_s, u"A .env file loaded before the command."_s, u"FILE"_s),
+            QCommandLineOption(u"no-login-shell"_s, u"Do not load the shell profile."_s),
+            QCommandLineOption(u"wake"_s, u"Wake the computer 5 minutes before each run."_s),
+            QCommandLineOption(u"disabled"_s, u"Add the task switched off (no job installed)."_s),
         };
         return list;
     }
 
     int execute(CommandContext &context, const QCommandLineParser &parser) override
     {
-        for (const QString &option : {u"name"_qs, u"command"_qs}) {
+        for (const QString &option : {u"name"_s, u"command"_s}) {
             if (!parser.isSet(option)) {
                 return context.usageError(u"missing option --" % option);
             }
@@ -62,18 +64,18 @@ class AddCommand : public Command
         // As the app's form builds it: name and command as typed, empty folders mean none.
         ScheduledTask task;
         task.id = QUuid::createUuid();
-        task.name = parser.value(u"name"_qs);
-        task.command = parser.value(u"command"_qs);
-        if (const QString dir = parser.value(u"dir"_qs); !dir.isEmpty()) {
+        task.name = parser.value(u"name"_s);
+        task.command = parser.value(u"command"_s);
+        if (const QString dir = parser.value(u"dir"_s); !dir.isEmpty()) {
             task.workingDirectory = QDir::current().absoluteFilePath(dir);
         }
-        if (const QString file = parser.value(u"env-file"_qs); !file.isEmpty()) {
+        if (const QString file = parser.value(u"env-file"_s); !file.isEmpty()) {
             task.envFilePath = QDir::current().absoluteFilePath(file);
         }
-        task.useLoginShell = !parser.isSet(u"no-login-shell"_qs);
-        task.wakeBeforeRun = parser.isSet(u"wake"_qs);
+        task.useLoginShell = !parser.isSet(u"no-login-shell"_s);
+        task.wakeBeforeRun = parser.isSet(u"wake"_s);
         task.schedule = *schedule;
-        task.isEnabled = !parser.isSet(u"disabled"_qs);
+        task.isEnabled = !parser.isSet(u"disabled"_s);
 
         StoreSession session(context);
         if (!session.isValid()) {

@@ -5,6 +5,8 @@
 
 #include <QDir>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class EditCommand : public Command
@@ -20,24 +22,24 @@ class EditCommand : public Command
     QString details() const override
     {
         return ScheduleOptions::help() %
-               u"\nA new kind keeps the task's times unless --at is given; --at alone changes only the times."_qs;
+               u"\nA new kind keeps the task's times unless --at is given; --at alone changes only the times."_s;
     }
     QList<QCommandLineOption> options() const override
     {
         QList<QCommandLineOption> list{
-            QCommandLineOption(u"name"_qs, u"The task's name."_qs, u"N"_qs),
-            QCommandLineOption(u"command"_qs, u"The shell command line to run."_qs, u"C"_qs),
+            QCommandLineOption(u"name"_s, u"The task's name."_s, u"N"_s),
+            QCommandLineOption(u"command"_s, u"The shell command line to run."_s, u"C"_s),
         };
         list += ScheduleOptions::options();
         list += {
-            QCommandLineOption(u"dir"_qs, u"Working folder of the command."_qs, u"DIR"_qs),
-            QCommandLineOption(u"no-dir"_qs, u"No working folder."_qs),
-            QCommandLineOption(u"env-file"_qs, u"A .env file loaded before the command."_qs, u"F"_qs),
-            QCommandLineOption(u"no-env-file"_qs, u"No .env file."_qs),
-            QCommandLineOption(u"login-shell"_qs, u"Load the shell profile."_qs),
-            QCommandLineOption(u"no-login-shell"_qs, u"Do not load the shell profile."_qs),
-            QCommandLineOption(u"wake"_qs, u"Wake the computer 5 minutes before each run."_qs),
-            QCommandLineOption(u"no-wake"_qs, u"Do not wake the computer."_qs),
+            QCommandLineOption(u"dir"_s, u"Working folder of the command."_s, u"DIR"_s),
+            QCommandLineOption(u"no-dir"_s, u"No working folder."_s),
+            QCommandLineOption(u"env-file"_s, u"A .env file loaded before the command."_s, u"F"_s),
+            QCommandLineOption(u"no-env-file"_s, u"No .env file."_s),
+            QCommandLineOption(u"login-shell"_s, u"Load the shell profile."_s),
+            QCommandLineOption(u"no-login-shell"_s, u"Do not load the shell profile."_s),
+            QCommandLineOption(u"wake"_s, u"Wake the computer 5 minutes before each run."_s),
+            QCommandLineOption(u"no-wake"_s, u"Do not wake the computer."_s),
         };
         return list;
     }
@@ -47,13 +49,13 @@ class EditCommand : public Command
     int execute(CommandContext &context, const QCommandLineParser &parser) override
     {
         for (const auto &[on, off] :
-             {std::pair{u"dir"_qs, u"no-dir"_qs}, std::pair{u"env-file"_qs, u"no-env-file"_qs},
-              std::pair{u"login-shell"_qs, u"no-login-shell"_qs}, std::pair{u"wake"_qs, u"no-wake"_qs}}) {
+             {std::pair{u"dir"_s, u"no-dir"_s}, std::pair{u"env-file"_s, u"no-env-file"_s},
+              std::pair{u"login-shell"_s, u"no-login-shell"_s}, std::pair{u"wake"_s, u"no-wake"_s}}) {
             if (parser.isSet(on) && parser.isSet(off)) {
                 return context.usageError(u"--" % on % u" and --" % off % u" exclude each other");
             }
         }
-        for (const QString &option : {u"name"_qs, u"command"_qs}) {
+        for (const QString &option : {u"name"_s, u"command"_s}) {
             if (parser.isSet(option) && parser.value(option).isEmpty()) {
                 return context.usageError(u"--" % option % u" must not be empty");
             }
@@ -84,29 +86,29 @@ class EditCommand : public Command
         }
         ScheduledTask task = *current; // keeps id, isEnabled and logs
         task.schedule = *schedule;
-        if (parser.isSet(u"name"_qs)) {
-            task.name = parser.value(u"name"_qs);
+        if (parser.isSet(u"name"_s)) {
+            task.name = parser.value(u"name"_s);
         }
-        if (parser.isSet(u"command"_qs)) {
-            task.command = parser.value(u"command"_qs);
+        if (parser.isSet(u"command"_s)) {
+            task.command = parser.value(u"command"_s);
         }
-        if (parser.isSet(u"no-dir"_qs)) {
+        if (parser.isSet(u"no-dir"_s)) {
             task.workingDirectory.reset();
-        } else if (parser.isSet(u"dir"_qs)) {
-            const QString dir = parser.value(u"dir"_qs);
+        } else if (parser.isSet(u"dir"_s)) {
+            const QString dir = parser.value(u"dir"_s);
             task.workingDirectory = dir.isEmpty() ? std::nullopt : std::optional(QDir::current().absoluteFilePath(dir));
         }
-        if (parser.isSet(u"no-env-file"_qs)) {
+        if (parser.isSet(u"no-env-file"_s)) {
             task.envFilePath.reset();
-        } else if (parser.isSet(u"env-file"_qs)) {
-            const QString file = parser.value(u"env-file"_qs);
+        } else if (parser.isSet(u"env-file"_s)) {
+            const QString file = parser.value(u"env-file"_s);
             task.envFilePath = file.isEmpty() ? std::nullopt : std::optional(QDir::current().absoluteFilePath(file));
         }
-        if (parser.isSet(u"login-shell"_qs) || parser.isSet(u"no-login-shell"_qs)) {
-            task.useLoginShell = parser.isSet(u"login-shell"_qs);
+        if (parser.isSet(u"login-shell"_s) || parser.isSet(u"no-login-shell"_s)) {
+            task.useLoginShell = parser.isSet(u"login-shell"_s);
         }
-        if (parser.isSet(u"wake"_qs) || parser.isSet(u"no-wake"_qs)) {
-            task.wakeBeforeRun = parser.isSet(u"wake"_qs);
+        if (parser.isSet(u"wake"_s) || parser.isSet(u"no-wake"_s)) {
+            task.wakeBeforeRun = parser.isSet(u"wake"_s);
         }
         session.store().update(task);
         return session.finish();

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString kAtLoad = QStringLiteral("at-load");
@@ -28,9 +30,9 @@ std::optional<int> number(const QString &text, int low, int high)
 
 std::optional<int> weekday(const QString &text)
 {
-    static const QStringList shortNames{u"sun"_qs, u"mon"_qs, u"tue"_qs, u"wed"_qs, u"thu"_qs, u"fri"_qs, u"sat"_qs};
-    static const QStringList longNames{u"sunday"_qs,   u"monday"_qs, u"tuesday"_qs, u"wednesday"_qs,
-                                       u"thursday"_qs, u"friday"_qs, u"saturday"_qs};
+    static const QStringList shortNames{u"sun"_s, u"mon"_s, u"tue"_s, u"wed"_s, u"thu"_s, u"fri"_s, u"sat"_s};
+    static const QStringList longNames{u"sunday"_s,   u"monday"_s, u"tuesday"_s, u"wednesday"_s,
+                                       u"thursday"_s, u"friday"_s, u"saturday"_s};
     const QString lower = text.trimmed().toLower();
     for (qsizetype i = 0; i < shortNames.size(); ++i) {
         if (lower == shortNames.at(i) || lower == longNames.at(i)) {
@@ -78,23 +80,23 @@ TaskSchedule withTimes(const TaskSchedule &schedule, QList<TimeOfDay> times)
 QList<QCommandLineOption> ScheduleOptions::options()
 {
     return {
-        QCommandLineOption(kAtLoad, u"Run at load (login or reboot)."_qs),
-        QCommandLineOption(kEvery, u"Run every MINUTES minutes (at least 1)."_qs, u"MINUTES"_qs),
-        QCommandLineOption(kDaily, u"Run daily."_qs),
-        QCommandLineOption(kWeekly, u"Run weekly on DAYS: sun,mon,...,sat or 1-7 (1 = Sunday)."_qs, u"DAYS"_qs),
-        QCommandLineOption(kMonthly, u"Run monthly on day DAY (1-31)."_qs, u"DAY"_qs),
-        QCommandLineOption(kLastDay, u"Run on the last day of the month."_qs),
-        QCommandLineOption(kNth, u"Run on the N-th (1-4) weekday of the month; needs --weekday."_qs, u"N"_qs),
-        QCommandLineOption(kWeekday, u"The weekday of --nth: sun ... sat or 1-7."_qs, u"DAY"_qs),
-        QCommandLineOption(kAt, u"Run times of a calendar schedule, 24-hour H:MM, comma-separated (default 7:00)."_qs,
-                           u"TIMES"_qs),
+        QCommandLineOption(kAtLoad, u"Run at load (login or reboot)."_s),
+        QCommandLineOption(kEvery, u"Run every MINUTES minutes (at least 1)."_s, u"MINUTES"_s),
+        QCommandLineOption(kDaily, u"Run daily."_s),
+        QCommandLineOption(kWeekly, u"Run weekly on DAYS: sun,mon,...,sat or 1-7 (1 = Sunday)."_s, u"DAYS"_s),
+        QCommandLineOption(kMonthly, u"Run monthly on day DAY (1-31)."_s, u"DAY"_s),
+        QCommandLineOption(kLastDay, u"Run on the last day of the month."_s),
+        QCommandLineOption(kNth, u"Run on the N-th (1-4) weekday of the month; needs --weekday."_s, u"N"_s),
+        QCommandLineOption(kWeekday, u"The weekday of --nth: sun ... sat or 1-7."_s, u"DAY"_s),
+        QCommandLineOption(kAt, u"Run times of a calendar schedule, 24-hour H:MM, comma-separated (default 7:00)."_s,
+                           u"TIMES"_s),
     };
 }
 
 QString ScheduleOptions::help()
 {
     return u"Schedule: exactly one of --at-load, --every, --daily, --weekly, --monthly, --last-day,\n"
-           u"--nth with --weekday. The calendar kinds take --at (default 7:00); times are stored sorted."_qs;
+           u"--nth with --weekday. The calendar kinds take --at (default 7:00); times are stored sorted."_s;
 }
 
 ScheduleOptions::Parsed ScheduleOptions::parse(const QCommandLineParser &parser)
@@ -112,10 +114,10 @@ ScheduleOptions::Parsed ScheduleOptions::parse(const QCommandLineParser &parser)
         kinds += parser.isSet(name) ? 1 : 0;
     }
     if (kinds > 1) {
-        return fail(u"choose one schedule: --at-load, --every, --daily, --weekly, --monthly, --last-day or --nth"_qs);
+        return fail(u"choose one schedule: --at-load, --every, --daily, --weekly, --monthly, --last-day or --nth"_s);
     }
     if (parser.isSet(kWeekday) && !parser.isSet(kNth)) {
-        return fail(u"--weekday goes with --nth"_qs);
+        return fail(u"--weekday goes with --nth"_s);
     }
 
     if (parser.isSet(kAt)) {
@@ -169,7 +171,7 @@ ScheduleOptions::Parsed ScheduleOptions::parse(const QCommandLineParser &parser)
             return fail(u"invalid --nth '" % parser.value(kNth) % u"' (expected 1-4)");
         }
         if (!parser.isSet(kWeekday)) {
-            return fail(u"--nth needs --weekday"_qs);
+            return fail(u"--nth needs --weekday"_s);
         }
         const std::optional<int> day = weekday(parser.value(kWeekday));
         if (!day) {
@@ -179,7 +181,7 @@ ScheduleOptions::Parsed ScheduleOptions::parse(const QCommandLineParser &parser)
     }
 
     if (parsed.kind && parsed.times && !parsed.kind->times()) {
-        return fail(u"--at applies only to --daily, --weekly, --monthly, --last-day and --nth"_qs);
+        return fail(u"--at applies only to --daily, --weekly, --monthly, --last-day and --nth"_s);
     }
     return parsed;
 }

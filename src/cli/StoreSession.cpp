@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 
 StoreSession::StoreSession(CommandContext &context) : m_context(context)
 {
@@ -20,7 +22,7 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     m_lock = FolderLock::take(folder);
     auto store = std::make_unique<TaskStore>(std::move(options));
     if (store->fileUnreadable()) {
-        m_context.fail(store->lastError().value_or(u"Failed to load tasks"_qs));
+        m_context.fail(store->lastError().value_or(u"Failed to load tasks"_s));
         return;
     }
     // Start-up drops its own install errors; from here on, every failure is the command's.

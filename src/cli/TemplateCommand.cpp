@@ -3,6 +3,8 @@
 #include "launchd/MailSnippet.h"
 #include "launchd/ShortcutsList.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QString kFrom = QStringLiteral("from");
@@ -28,7 +30,7 @@ public:
         return u"shortcut NAME   the command that runs the shortcut NAME\n"
                u"gmail           the mail snippet the app's Gmail Template writes; the app password is read from\n"
                u"                the keychain item of the sender address when the task runs (store it from the\n"
-               u"                app). Subject and body default to \""_qs
+               u"                app). Subject and body default to \""_s
                % MailSnippet::defaultSubject() % u"\" and \"" % MailSnippet::defaultBody() % u"\".";
     }
     QList<QCommandLineOption> options() const override

@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+using namespace Qt::StringLiterals;
+
 MailSnippet::Platform MailSnippet::currentPlatform()
 {
 #ifdef Q_OS_MACOS
@@ -60,30 +62,30 @@ QString MailSnippet::build(const Message &message, Platform platform)
     const QString &from = message.from;
     const QString &to = message.to;
     QString subject = message.subject;
-    subject.replace(u'"', u"\\\""_qs);
+    subject.replace(u'"', u"\\\""_s);
 
     const QStringList lines{
-        u"_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \""_qs
+        u"_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \""_s
             % QString::fromUtf16(kSmtpsUrl) % u"\" \\",
         u"  --user \"" % from % u":$(" % passwordCommand(from, platform) % u")\" \\",
         u"  --mail-from \"" % from % u"\" \\",
         u"  --mail-rcpt \"" % to % u"\" \\",
-        u"  -T - <<'MOXLEYMAIL'"_qs,
+        u"  -T - <<'MOXLEYMAIL'"_s,
         u"Subject: " % subject,
         u"From: " % from,
         u"To: " % to,
-        u"Content-Type: text/plain; charset=UTF-8"_qs,
+        u"Content-Type: text/plain; charset=UTF-8"_s,
         QString(),
         message.body,
-        u"MOXLEYMAIL"_qs,
-        u")"_qs,
+        u"MOXLEYMAIL"_s,
+        u")"_s,
         QString(),
-        u"if [ $? -eq 0 ]; then"_qs,
+        u"if [ $? -eq 0 ]; then"_s,
         u"  echo \"[$_smtp_code] Email sent to " % to % u"\"",
-        u"else"_qs,
-        u"  echo \"Failed to send email\" >&2"_qs,
-        u"  exit 1"_qs,
-        u"fi"_qs,
+        u"else"_s,
+        u"  echo \"Failed to send email\" >&2"_s,
+        u"  exit 1"_s,
+        u"fi"_s,
     };
     return lines.join(u'\n');
 }

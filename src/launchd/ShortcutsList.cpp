@@ -4,6 +4,8 @@
 
 #include <QProcess>
 
+using namespace Qt::StringLiterals;
+
 QString ShortcutsList::program()
 {
     return SystemPaths::shortcuts();
@@ -68,6 +70,6 @@ QStringList ShortcutsList::filter(const QStringList &names, const QString &searc
 QString ShortcutsList::runCommand(const QString &name)
 {
     QString quoted = name;
-    quoted.replace(u'\'', u"'\\''"_qs);
+    quoted.replace(u'\'', u"'\\''"_s);
     return u"shortcuts run '" % quoted % u'\'';
 }

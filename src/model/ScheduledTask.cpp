@@ -5,7 +5,7 @@
 QDateTime TaskLog::timestampDate() const
 {
     const double ms = std::round((timestamp + double(kReferenceDateOffset)) * 1000.0);
-    return QDateTime::fromMSecsSinceEpoch(qint64(ms), Qt::UTC);
+    return QDateTime::fromMSecsSinceEpoch(qint64(ms), QTimeZone::utc());
 }
 
 QString ScheduledTask::fullId(const QUuid &id)

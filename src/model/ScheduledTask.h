@@ -3,6 +3,7 @@
 #include "model/TaskSchedule.h"
 
 #include <QDateTime>
+#include <QTimeZone>
 #include <QList>
 #include <QString>
 #include <QUuid>
@@ -35,7 +36,7 @@ struct TaskRunRecord {
 // A run's start or end as a UTC date-time.
 inline QDateTime runDateTime(std::chrono::sys_seconds time)
 {
-    return QDateTime::fromSecsSinceEpoch(time.time_since_epoch().count(), Qt::UTC);
+    return QDateTime::fromSecsSinceEpoch(time.time_since_epoch().count(), QTimeZone::utc());
 }
 // Its members may be moved in memory as bytes, so a growing list of a million runs is
 // reallocated in place instead of being copied record by record.

@@ -12,6 +12,8 @@
 #include <QHash>
 #include <QSaveFile>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool isRepeatingWakeKind(TaskSchedule::Kind kind)
@@ -38,7 +40,7 @@ QString plural(int count, const char16_t *one, const char16_t *many)
 // Beside the file, named for the moment, never over an earlier copy.
 QString asideName(const QString &path)
 {
-    const QString base = path % u".unreadable-" % QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_qs);
+    const QString base = path % u".unreadable-" % QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_s);
     QString name = base;
     for (int n = 2; QFileInfo::exists(name); ++n) {
         name = base % u'-' % QString::number(n);
@@ -54,7 +56,7 @@ TaskStore::Options TaskStore::defaultOptions(const QStringList &arguments)
     options.tasksFile = AppPaths::tasksFile();
     options.pmsetService = std::make_shared<PmsetService>();
     options.changeNotice = ChangeNotice::system();
-    options.resetTasks = arguments.contains(u"--reset-tasks"_qs);
+    options.resetTasks = arguments.contains(u"--reset-tasks"_s);
     return options;
 }
 
@@ -473,7 +475,7 @@ QString TaskStore::ImportResult::summary() const
         lines << QString::number(skipped) % u" skipped (already present).";
     }
     if (lines.isEmpty()) {
-        lines << u"The selected file contained no new tasks."_qs;
+        lines << u"The selected file contained no new tasks."_s;
     }
     return lines.join(u'\n');
 }

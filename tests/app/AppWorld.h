@@ -17,6 +17,8 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 // A sandbox with stand-in launchctl and pmset, and the whole application over it: the real store,
 // updater, menus and main window. Web addresses it opens are recorded, not opened.
 class AppWorld
@@ -38,15 +40,15 @@ class AppWorld
 
     // The program's own settings for these arguments, pointed at the sandbox (whose HOME the
     // defaults already follow), without the session bus and without the file watcher.
-    MoxleyApp::Options options(const QStringList &arguments = {u"moxley-app"_qs}) const
+    MoxleyApp::Options options(const QStringList &arguments = {u"moxley-app"_s}) const
     {
         MoxleyApp::Options options = MoxleyApp::defaultOptions(arguments);
         options.store.pmsetService = std::make_shared<PmsetService>(
             [] { return QDateTime(QDate(2025, 3, 5), QTime(14, 30), QTimeZone::utc()); });
         options.store.changeNotice = nullptr;
-        options.version = u"0.1.0"_qs;
-        options.supportUrl = QUrl(u"https://moxley.example/support"_qs);
-        options.feedUrl = QUrl(u"https://moxley.example/appcast.xml"_qs);
+        options.version = u"0.1.0"_s;
+        options.supportUrl = QUrl(u"https://moxley.example/support"_s);
+        options.feedUrl = QUrl(u"https://moxley.example/appcast.xml"_s);
         options.cliToolPath = sandbox.root() % u"/app/moxley";
         options.fileWatchDelayMs = -1;
         options.urlOpener = [opened = opened](const QUrl &url) { opened->append(url); };
@@ -76,7 +78,7 @@ class AppWorld
 
     void writeTasks(const QList<ScheduledTask> &tasks) const { sandbox.writeTasksFile(TaskMigration::encode(tasks)); }
 
-    static ScheduledTask task(const QString &name, bool enabled = false, const QString &command = u"true"_qs)
+    static ScheduledTask task(const QString &name, bool enabled = false, const QString &command = u"true"_s)
     {
         ScheduledTask task;
         task.id = QUuid::createUuid();
@@ -126,7 +128,7 @@ inline QStringList itemTexts(QMenu *menu)
 {
     QStringList texts;
     for (QAction *action : menu->actions()) {
-        texts << (action->isSeparator() ? u"---"_qs : action->text());
+        texts << (action->isSeparator() ? u"---"_s : action->text());
     }
     return texts;
 }

@@ -44,7 +44,7 @@ class ExportImportCommandsTest : public QObject
     void init()
     {
         world = std::make_unique<AppWorld>();
-        QDir().mkpath(world->sandbox.root() + u"/files"_qs);
+        QDir().mkpath(world->sandbox.root() + u"/files"_s);
     }
     void cleanup()
     {
@@ -54,11 +54,11 @@ class ExportImportCommandsTest : public QObject
 
     void export_writesEveryTaskToTheChosenFile_andSaysNothing()
     {
-        world->writeTasks({AppWorld::task(u"One"_qs), AppWorld::task(u"Two"_qs), AppWorld::task(u"Three"_qs)});
+        world->writeTasks({AppWorld::task(u"One"_s), AppWorld::task(u"Two"_s), AppWorld::task(u"Three"_s)});
         window = world->open();
-        exportTo(file(u"out.json"_qs));
-        QCOMPARE(FileDialog::lastProposedName(), u"Moxley-tasks.json"_qs);
-        const QByteArray written = Sandbox::readFile(file(u"out.json"_qs));
+        exportTo(file(u"out.json"_s));
+        QCOMPARE(FileDialog::lastProposedName(), u"Moxley-tasks.json"_s);
+        const QByteArray written = Sandbox::readFile(file(u"out.json"_s));
         QCOMPARE(written, TaskMigration::encode(store().tasks()));
         // The same envelope as the tasks file itself.
         QCOMPARE(written, world->sandbox.readTasksFile());
@@ -68,96 +68,96 @@ class ExportImportCommandsTest : public QObject
 
     void export_replacesAnExistingFile()
     {
-        world->writeTasks({AppWorld::task(u"One"_qs)});
+        world->writeTasks({AppWorld::task(u"One"_s)});
         window = world->open();
-        Sandbox::writeFile(file(u"out.json"_qs), QByteArray(10000, 'x'));
-        exportTo(file(u"out.json"_qs));
-        QCOMPARE(Sandbox::readFile(file(u"out.json"_qs)), TaskMigration::encode(store().tasks()));
+        Sandbox::writeFile(file(u"out.json"_s), QByteArray(10000, 'x'));
+        exportTo(file(u"out.json"_s));
+        QCOMPARE(Sandbox::readFile(file(u"out.json"_s)), TaskMigration::encode(store().tasks()));
     }
 
     void export_cancelled_writesNothing()
     {
-        world->writeTasks({AppWorld::task(u"One"_qs)});
+        world->writeTasks({AppWorld::task(u"One"_s)});
         window = world->open();
         exportTo(QString());
-        QCOMPARE(QDir(world->sandbox.root() + u"/files"_qs).entryList(QDir::Files), QStringList());
+        QCOMPARE(QDir(world->sandbox.root() + u"/files"_s).entryList(QDir::Files), QStringList());
         QVERIFY(MessageBox::history().isEmpty());
     }
 
     void export_thatCannotBeWritten_saysNothing()
     {
-        world->writeTasks({AppWorld::task(u"One"_qs)});
+        world->writeTasks({AppWorld::task(u"One"_s)});
         window = world->open();
-        exportTo(world->sandbox.root() + u"/no such folder/out.json"_qs);
-        QVERIFY(!QFileInfo::exists(world->sandbox.root() + u"/no such folder/out.json"_qs));
+        exportTo(world->sandbox.root() + u"/no such folder/out.json"_s);
+        QVERIFY(!QFileInfo::exists(world->sandbox.root() + u"/no such folder/out.json"_s));
         QVERIFY(MessageBox::history().isEmpty());
     }
 
     void import_newTasks_areAdded_andTheSummarySaysHowMany()
     {
-        world->writeTasks({AppWorld::task(u"Mine"_qs)});
+        world->writeTasks({AppWorld::task(u"Mine"_s)});
         window = world->open();
-        ScheduledTask enabled = AppWorld::task(u"Enabled"_qs, true);
-        Sandbox::writeFile(file(u"in.json"_qs), TaskMigration::encode({AppWorld::task(u"Disabled"_qs), enabled}));
-        MessageBox::setNextAnswer(u"OK"_qs);
-        importFrom(file(u"in.json"_qs));
-        QCOMPARE(alertTitles(), QStringList{u"Import Complete"_qs});
+        ScheduledTask enabled = AppWorld::task(u"Enabled"_s, true);
+        Sandbox::writeFile(file(u"in.json"_s), TaskMigration::encode({AppWorld::task(u"Disabled"_s), enabled}));
+        MessageBox::setNextAnswer(u"OK"_s);
+        importFrom(file(u"in.json"_s));
+        QCOMPARE(alertTitles(), QStringList{u"Import Complete"_s});
         QCOMPARE(lastAlert().style, MessageBox::Style::information);
-        QCOMPARE(lastAlert().text, u"2 tasks imported."_qs);
-        QCOMPARE(lastAlert().buttons, QStringList{u"OK"_qs});
+        QCOMPARE(lastAlert().text, u"2 tasks imported."_s);
+        QCOMPARE(lastAlert().buttons, QStringList{u"OK"_s});
         QCOMPARE(store().tasks().size(), 3);
-        QCOMPARE(store().tasks().at(2).name, u"Enabled"_qs);
+        QCOMPARE(store().tasks().at(2).name, u"Enabled"_s);
         // Only the enabled one became a job.
         const QList<QStringList> calls = world->launchctl.calls();
         QCOMPARE(calls.size(), 1);
-        QCOMPARE(calls.first().value(0), u"load"_qs);
-        QVERIFY(calls.first().value(1).endsWith(u"com.moxley.task."_qs + enabled.fullId() + u".plist"_qs));
+        QCOMPARE(calls.first().value(0), u"load"_s);
+        QVERIFY(calls.first().value(1).endsWith(u"com.moxley.task."_s + enabled.fullId() + u".plist"_s));
         QCOMPARE(window->contentView()->visibleTasks().size(), 3);
     }
 
     void import_ofTheStoresOwnExport_skipsEveryTask_withTheNotice()
     {
-        world->writeTasks({AppWorld::task(u"A"_qs), AppWorld::task(u"B"_qs), AppWorld::task(u"C"_qs)});
+        world->writeTasks({AppWorld::task(u"A"_s), AppWorld::task(u"B"_s), AppWorld::task(u"C"_s)});
         window = world->open();
-        exportTo(file(u"mine.json"_qs));
+        exportTo(file(u"mine.json"_s));
         const QByteArray before = world->sandbox.readTasksFile();
-        MessageBox::setNextAnswer(u"OK"_qs);
-        MessageBox::setNextAnswer(u"OK"_qs);
-        importFrom(file(u"mine.json"_qs));
-        QCOMPARE(MessageBox::history().first().title, u"Import Complete"_qs);
-        QCOMPARE(MessageBox::history().first().text, u"3 skipped (already present)."_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
+        MessageBox::setNextAnswer(u"OK"_s);
+        importFrom(file(u"mine.json"_s));
+        QCOMPARE(MessageBox::history().first().title, u"Import Complete"_s);
+        QCOMPARE(MessageBox::history().first().text, u"3 skipped (already present)."_s);
         // The store's warning follows in the window's "Notice" alert.
-        QTRY_COMPARE(alertTitles(), (QStringList{u"Import Complete"_qs, u"Notice"_qs}));
-        QCOMPARE(MessageBox::history().last().text, u"Skipped 3 tasks with IDs already present."_qs);
+        QTRY_COMPARE(alertTitles(), (QStringList{u"Import Complete"_s, u"Notice"_s}));
+        QCOMPARE(MessageBox::history().last().text, u"Skipped 3 tasks with IDs already present."_s);
         QCOMPARE(store().tasks().size(), 3);
         QCOMPARE(world->sandbox.readTasksFile(), before);
     }
 
     void import_someNewSomeKnown_summaryHasBothLines()
     {
-        const ScheduledTask known = AppWorld::task(u"Known"_qs);
+        const ScheduledTask known = AppWorld::task(u"Known"_s);
         world->writeTasks({known});
         window = world->open();
-        Sandbox::writeFile(file(u"in.json"_qs), TaskMigration::encode({known, AppWorld::task(u"New"_qs)}));
-        MessageBox::setNextAnswer(u"OK"_qs);
-        MessageBox::setNextAnswer(u"OK"_qs);
-        importFrom(file(u"in.json"_qs));
-        QCOMPARE(MessageBox::history().first().text, u"1 task imported.\n1 skipped (already present)."_qs);
+        Sandbox::writeFile(file(u"in.json"_s), TaskMigration::encode({known, AppWorld::task(u"New"_s)}));
+        MessageBox::setNextAnswer(u"OK"_s);
+        MessageBox::setNextAnswer(u"OK"_s);
+        importFrom(file(u"in.json"_s));
+        QCOMPARE(MessageBox::history().first().text, u"1 task imported.\n1 skipped (already present)."_s);
         QTRY_COMPARE(MessageBox::history().size(), 2);
-        QCOMPARE(MessageBox::history().last().text, u"Skipped 1 task with ID already present."_qs);
+        QCOMPARE(MessageBox::history().last().text, u"Skipped 1 task with ID already present."_s);
     }
 
     void import_ofAnEmptyList_saysSo_andDoesNotSave()
     {
-        world->writeTasks({AppWorld::task(u"Mine"_qs)});
+        world->writeTasks({AppWorld::task(u"Mine"_s)});
         window = world->open();
         const QDateTime written = QFileInfo(world->sandbox.tasksFile()).lastModified();
         QSignalSpy saved(&store(), &TaskStore::saved);
-        Sandbox::writeFile(file(u"empty.json"_qs), TaskMigration::encode({}));
-        MessageBox::setNextAnswer(u"OK"_qs);
-        importFrom(file(u"empty.json"_qs));
-        QCOMPARE(lastAlert().title, u"Import Complete"_qs);
-        QCOMPARE(lastAlert().text, u"The selected file contained no new tasks."_qs);
+        Sandbox::writeFile(file(u"empty.json"_s), TaskMigration::encode({}));
+        MessageBox::setNextAnswer(u"OK"_s);
+        importFrom(file(u"empty.json"_s));
+        QCOMPARE(lastAlert().title, u"Import Complete"_s);
+        QCOMPARE(lastAlert().text, u"The selected file contained no new tasks."_s);
         QCOMPARE(saved.size(), 0);
         QCOMPARE(QFileInfo(world->sandbox.tasksFile()).lastModified(), written);
     }
@@ -165,20 +165,20 @@ class ExportImportCommandsTest : public QObject
     void import_ofALegacyBareArray_works()
     {
         window = world->open();
-        const ScheduledTask task = AppWorld::task(u"Old"_qs);
+        const ScheduledTask task = AppWorld::task(u"Old"_s);
         // The version 1 form: a bare list of tasks whose calendar schedules hold one time.
         QJsonObject record = QJsonDocument::fromJson(TaskMigration::encode({task}))
                                  .object()
-                                 .value(u"tasks"_qs)
+                                 .value(u"tasks"_s)
                                  .toArray()
                                  .at(0)
                                  .toObject();
-        record.insert(u"schedule"_qs, QJsonObject{{u"daily"_qs, QJsonObject{{u"hour"_qs, 6}, {u"minute"_qs, 15}}}});
-        Sandbox::writeFile(file(u"v1.json"_qs), QJsonDocument(QJsonArray{record}).toJson());
-        MessageBox::setNextAnswer(u"OK"_qs);
-        importFrom(file(u"v1.json"_qs));
-        QCOMPARE(lastAlert().title, u"Import Complete"_qs);
-        QCOMPARE(lastAlert().text, u"1 task imported."_qs);
+        record.insert(u"schedule"_s, QJsonObject{{u"daily"_s, QJsonObject{{u"hour"_s, 6}, {u"minute"_s, 15}}}});
+        Sandbox::writeFile(file(u"v1.json"_s), QJsonDocument(QJsonArray{record}).toJson());
+        MessageBox::setNextAnswer(u"OK"_s);
+        importFrom(file(u"v1.json"_s));
+        QCOMPARE(lastAlert().title, u"Import Complete"_s);
+        QCOMPARE(lastAlert().text, u"1 task imported."_s);
         QCOMPARE(store().tasks().size(), 1);
         QCOMPARE(store().tasks().first().id, task.id);
         QVERIFY(store().tasks().first().schedule == TaskSchedule::daily({{6, 15}}));
@@ -186,22 +186,22 @@ class ExportImportCommandsTest : public QObject
 
     void import_ofAFileThatIsNotJson_failsWithItsReason()
     {
-        world->writeTasks({AppWorld::task(u"Mine"_qs)});
+        world->writeTasks({AppWorld::task(u"Mine"_s)});
         window = world->open();
         const QByteArray before = world->sandbox.readTasksFile();
-        Sandbox::writeFile(file(u"bad.json"_qs), "{\"what\": 1}");
-        MessageBox::setNextAnswer(u"OK"_qs);
-        importFrom(file(u"bad.json"_qs));
-        QCOMPARE(alertTitles(), QStringList{u"Import Failed"_qs});
+        Sandbox::writeFile(file(u"bad.json"_s), "{\"what\": 1}");
+        MessageBox::setNextAnswer(u"OK"_s);
+        importFrom(file(u"bad.json"_s));
+        QCOMPARE(alertTitles(), QStringList{u"Import Failed"_s});
         QCOMPARE(lastAlert().style, MessageBox::Style::warning);
-        QCOMPARE(lastAlert().text, u"Unrecognized tasks.json format"_qs);
-        QCOMPARE(lastAlert().buttons, QStringList{u"OK"_qs});
+        QCOMPARE(lastAlert().text, u"Unrecognized tasks.json format"_s);
+        QCOMPARE(lastAlert().buttons, QStringList{u"OK"_s});
 
-        Sandbox::writeFile(file(u"v0.json"_qs), "{\"version\": 0, \"tasks\": []}");
-        MessageBox::setNextAnswer(u"OK"_qs);
-        importFrom(file(u"v0.json"_qs));
-        QCOMPARE(lastAlert().title, u"Import Failed"_qs);
-        QCOMPARE(lastAlert().text, u"Unknown tasks.json version: 0"_qs);
+        Sandbox::writeFile(file(u"v0.json"_s), "{\"version\": 0, \"tasks\": []}");
+        MessageBox::setNextAnswer(u"OK"_s);
+        importFrom(file(u"v0.json"_s));
+        QCOMPARE(lastAlert().title, u"Import Failed"_s);
+        QCOMPARE(lastAlert().text, u"Unknown tasks.json version: 0"_s);
         QCOMPARE(store().tasks().size(), 1);
         QCOMPARE(world->sandbox.readTasksFile(), before);
     }
@@ -209,9 +209,9 @@ class ExportImportCommandsTest : public QObject
     void import_ofAFileThatCannotBeRead_fails()
     {
         window = world->open();
-        MessageBox::setNextAnswer(u"OK"_qs);
-        importFrom(file(u"missing.json"_qs));
-        QCOMPARE(lastAlert().title, u"Import Failed"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
+        importFrom(file(u"missing.json"_s));
+        QCOMPARE(lastAlert().title, u"Import Failed"_s);
         QVERIFY(!lastAlert().text.isEmpty());
     }
 
@@ -226,3 +226,5 @@ class ExportImportCommandsTest : public QObject
 
 QTEST_MAIN(ExportImportCommandsTest)
 #include "test_export_import_commands.moc"
+
+using namespace Qt::StringLiterals;

@@ -34,33 +34,33 @@ class MoxleyAppTest : public QObject
         for (QAction *action : window->menuBar()->actions()) {
             titles << action->text();
         }
-        QCOMPARE(titles, (QStringList{u"Moxley"_qs, u"File"_qs, u"Help"_qs}));
+        QCOMPARE(titles, (QStringList{u"Moxley"_s, u"File"_s, u"Help"_s}));
         // The ellipsis of "Check for Updates…" is the one character U+2026; "Install CLI Command..."
         // has three full stops.
-        QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"Moxley"_qs)),
-                 (QStringList{u"About Moxley"_qs, QString::fromUtf8("Check for Updates\xE2\x80\xA6"), u"---"_qs,
-                              u"Install CLI Command..."_qs, u"---"_qs, u"Quit Moxley"_qs}));
-        QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"File"_qs)),
-                 (QStringList{u"New Task"_qs, u"---"_qs, QString::fromUtf8("Export Tasks\xE2\x80\xA6"),
+        QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"Moxley"_s)),
+                 (QStringList{u"About Moxley"_s, QString::fromUtf8("Check for Updates\xE2\x80\xA6"), u"---"_s,
+                              u"Install CLI Command..."_s, u"---"_s, u"Quit Moxley"_s}));
+        QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"File"_s)),
+                 (QStringList{u"New Task"_s, u"---"_s, QString::fromUtf8("Export Tasks\xE2\x80\xA6"),
                               QString::fromUtf8("Import Tasks\xE2\x80\xA6")}));
-        QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"Help"_qs)), QStringList{u"Moxley Support"_qs});
+        QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"Help"_s)), QStringList{u"Moxley Support"_s});
 
-        QCOMPARE(menuItem(window, u"New Task"_qs)->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_N));
+        QCOMPARE(menuItem(window, u"New Task"_s)->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_N));
         // On macOS these roles put the items into the application menu, after About.
-        QCOMPARE(menuItem(window, u"About Moxley"_qs)->menuRole(), QAction::AboutRole);
+        QCOMPARE(menuItem(window, u"About Moxley"_s)->menuRole(), QAction::AboutRole);
         QCOMPARE(menuItem(window, QString::fromUtf8("Check for Updates\xE2\x80\xA6"))->menuRole(),
                  QAction::ApplicationSpecificRole);
-        QCOMPARE(menuItem(window, u"Install CLI Command..."_qs)->menuRole(), QAction::ApplicationSpecificRole);
-        QCOMPARE(menuItem(window, u"New Task"_qs)->menuRole(), QAction::NoRole);
+        QCOMPARE(menuItem(window, u"Install CLI Command..."_s)->menuRole(), QAction::ApplicationSpecificRole);
+        QCOMPARE(menuItem(window, u"New Task"_s)->menuRole(), QAction::NoRole);
     }
 
     void toolbar_hasNoCustomisationItems()
     {
         MainWindow *window = world->open();
-        QVERIFY(!menuTitled(window->menuBar(), u"View"_qs));
+        QVERIFY(!menuTitled(window->menuBar(), u"View"_s));
         for (QAction *top : window->menuBar()->actions()) {
             for (QAction *action : top->menu()->actions()) {
-                QVERIFY2(!action->text().contains(u"Toolbar"_qs, Qt::CaseInsensitive), qPrintable(action->text()));
+                QVERIFY2(!action->text().contains(u"Toolbar"_s, Qt::CaseInsensitive), qPrintable(action->text()));
             }
         }
         // Nothing to right-click into either.
@@ -70,13 +70,13 @@ class MoxleyAppTest : public QObject
         QVERIFY(!toolBar->isMovable());
         QVERIFY(!toolBar->isFloatable());
         QVERIFY(!toolBar->toggleViewAction()->isVisible());
-        QVERIFY(window->findChild<QWidget *>(u"toolbar-add-task"_qs)->isVisible());
+        QVERIFY(window->findChild<QWidget *>(u"toolbar-add-task"_s)->isVisible());
     }
 
     void window_opensAt700By500_andKeepsTheContentsLimits()
     {
         MainWindow *window = world->open();
-        QCOMPARE(window->windowTitle(), u"Moxley"_qs);
+        QCOMPARE(window->windowTitle(), u"Moxley"_s);
         QCOMPARE(window->size(), QSize(700, 500));
         window->resize(200, 120);
         QTRY_VERIFY(window->width() >= window->contentView()->minimumSizeHint().width());
@@ -86,7 +86,7 @@ class MoxleyAppTest : public QObject
 
     void ctrlN_opensTheAddSheet_withOrWithoutASelection()
     {
-        const ScheduledTask task = AppWorld::task(u"Backup"_qs);
+        const ScheduledTask task = AppWorld::task(u"Backup"_s);
         world->writeTasks({task});
         MainWindow *window = world->open();
         QVERIFY(!openAddSheet());
@@ -107,7 +107,7 @@ class MoxleyAppTest : public QObject
     void newTaskItem_onlyAsksTheMainWindow()
     {
         MainWindow *window = world->open();
-        menuItem(window, u"New Task"_qs)->trigger();
+        menuItem(window, u"New Task"_s)->trigger();
         QTRY_VERIFY(openAddSheet());
         QCOMPARE(openAddSheet()->parentWidget(), window->contentView());
         // Nothing was added by asking.
@@ -154,36 +154,36 @@ class MoxleyAppTest : public QObject
     void supportItem_opensTheSupportPage_andShowsNothing()
     {
         MainWindow *window = world->open();
-        menuItem(window, u"Moxley Support"_qs)->trigger();
-        QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/support"_qs)});
+        menuItem(window, u"Moxley Support"_s)->trigger();
+        QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/support"_s)});
         QVERIFY(MessageBox::history().isEmpty());
     }
 
     void aboutItem_namesTheVersion()
     {
         MainWindow *window = world->open();
-        MessageBox::setNextAnswer(u"OK"_qs);
-        menuItem(window, u"About Moxley"_qs)->trigger();
+        MessageBox::setNextAnswer(u"OK"_s);
+        menuItem(window, u"About Moxley"_s)->trigger();
         QCOMPARE(MessageBox::history().size(), 1);
-        QCOMPARE(MessageBox::history().first().title, u"About Moxley"_qs);
-        QVERIFY(MessageBox::history().first().text.startsWith(u"Moxley 0.1.0\n\n"_qs));
+        QCOMPARE(MessageBox::history().first().title, u"About Moxley"_s);
+        QVERIFY(MessageBox::history().first().text.startsWith(u"Moxley 0.1.0\n\n"_s));
     }
 
     void resetTasks_startsEmpty_andLeavesNoFileUntilTheFirstSave()
     {
-        world->writeTasks({AppWorld::task(u"One"_qs), AppWorld::task(u"Two"_qs)});
-        world->start(world->options({u"moxley-app"_qs, u"--reset-tasks"_qs}));
+        world->writeTasks({AppWorld::task(u"One"_s), AppWorld::task(u"Two"_s)});
+        world->start(world->options({u"moxley-app"_s, u"--reset-tasks"_s}));
         QCOMPARE(world->app->taskStore().tasks().size(), 0);
         QVERIFY(!QFileInfo::exists(world->sandbox.tasksFile()));
         MainWindow *window = world->open();
         QCOMPARE(window->contentView()->visibleTasks().size(), 0);
-        world->app->taskStore().add(AppWorld::task(u"Three"_qs));
+        world->app->taskStore().add(AppWorld::task(u"Three"_s));
         QVERIFY(QFileInfo::exists(world->sandbox.tasksFile()));
     }
 
     void withoutResetTasks_theFileIsLoaded()
     {
-        world->writeTasks({AppWorld::task(u"One"_qs), AppWorld::task(u"Two"_qs)});
+        world->writeTasks({AppWorld::task(u"One"_s), AppWorld::task(u"Two"_s)});
         MainWindow *window = world->open();
         QCOMPARE(world->app->taskStore().saveURL(), world->sandbox.tasksFile());
         QCOMPARE(window->contentView()->visibleTasks().size(), 2);
@@ -191,14 +191,16 @@ class MoxleyAppTest : public QObject
 
     void defaults_followTheProcess()
     {
-        const MoxleyApp::Options options = MoxleyApp::defaultOptions({u"moxley-app"_qs});
-        QCOMPARE(options.cliToolPath, QCoreApplication::applicationDirPath() + u"/moxley"_qs);
+        const MoxleyApp::Options options = MoxleyApp::defaultOptions({u"moxley-app"_s});
+        QCOMPARE(options.cliToolPath, QCoreApplication::applicationDirPath() + u"/moxley"_s);
         QCOMPARE(options.version, QStringLiteral(MOXLEY_VERSION));
         QVERIFY(!options.store.resetTasks);
-        QVERIFY(MoxleyApp::defaultOptions({u"moxley-app"_qs, u"--reset-tasks"_qs}).store.resetTasks);
+        QVERIFY(MoxleyApp::defaultOptions({u"moxley-app"_s, u"--reset-tasks"_s}).store.resetTasks);
         QVERIFY(options.fileWatchDelayMs >= 0);
     }
 };
 
 QTEST_MAIN(MoxleyAppTest)
 #include "test_moxley_app.moc"
+
+using namespace Qt::StringLiterals;

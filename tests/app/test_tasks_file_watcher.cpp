@@ -39,11 +39,11 @@ class TasksFileWatcherTest : public QObject
 
     void outsideChange_isLoaded_andShownInTheWindow()
     {
-        world->writeTasks({AppWorld::task(u"First"_qs)});
+        world->writeTasks({AppWorld::task(u"First"_s)});
         MainWindow *window = openWatching();
         QSignalSpy reloaded(world->app->fileWatcher(), &TasksFileWatcher::reloaded);
-        world->writeTasks({AppWorld::task(u"First"_qs), AppWorld::task(u"From outside"_qs)});
-        QTRY_COMPARE(names(), (QStringList{u"First"_qs, u"From outside"_qs}));
+        world->writeTasks({AppWorld::task(u"First"_s), AppWorld::task(u"From outside"_s)});
+        QTRY_COMPARE(names(), (QStringList{u"First"_s, u"From outside"_s}));
         QCOMPARE(reloaded.size(), 1);
         QCOMPARE(window->contentView()->visibleTasks().size(), 2);
     }
@@ -52,40 +52,40 @@ class TasksFileWatcherTest : public QObject
     {
         openWatching();
         const auto result = world->sandbox.runCli(
-            {u"add"_qs, u"--name"_qs, u"Made by moxley"_qs, u"--command"_qs, u"date"_qs, u"--disabled"_qs});
+            {u"add"_s, u"--name"_s, u"Made by moxley"_s, u"--command"_s, u"date"_s, u"--disabled"_s});
         QCOMPARE(result.exitCode, 0);
-        QTRY_COMPARE(names(), QStringList{u"Made by moxley"_qs});
+        QTRY_COMPARE(names(), QStringList{u"Made by moxley"_s});
         QCOMPARE(store().tasks().first().fullId().toUtf8() + '\n', result.out);
     }
 
     void ownSave_causesNoReload()
     {
-        world->writeTasks({AppWorld::task(u"First"_qs)});
+        world->writeTasks({AppWorld::task(u"First"_s)});
         openWatching();
         QSignalSpy reloaded(world->app->fileWatcher(), &TasksFileWatcher::reloaded);
         QSignalSpy changed(&store(), &TaskStore::tasksChanged);
-        store().add(AppWorld::task(u"Second"_qs));
+        store().add(AppWorld::task(u"Second"_s));
         store().duplicate(store().tasks().first());
         QCOMPARE(changed.size(), 2);
         // Well past the quiet time: the file did change, but to what the store wrote.
         QTest::qWait(600);
         QCOMPARE(reloaded.size(), 0);
         QCOMPARE(changed.size(), 2);
-        QCOMPARE(names(), (QStringList{u"First"_qs, u"Second"_qs, u"First (copy)"_qs}));
+        QCOMPARE(names(), (QStringList{u"First"_s, u"Second"_s, u"First (copy)"_s}));
     }
 
     void ownChange_madeWhileAnOutsideChangeWaits_isKept()
     {
-        world->writeTasks({AppWorld::task(u"First"_qs)});
+        world->writeTasks({AppWorld::task(u"First"_s)});
         openWatching(300);
         QSignalSpy reloaded(world->app->fileWatcher(), &TasksFileWatcher::reloaded);
         // An outside write, then the app's own change before the watcher looks: the store's save
         // is what the file now holds, so there is nothing to load.
-        world->writeTasks({AppWorld::task(u"Outside"_qs)});
-        store().add(AppWorld::task(u"Mine"_qs));
+        world->writeTasks({AppWorld::task(u"Outside"_s)});
+        store().add(AppWorld::task(u"Mine"_s));
         QTest::qWait(800);
         QCOMPARE(reloaded.size(), 0);
-        QCOMPARE(names(), (QStringList{u"First"_qs, u"Mine"_qs}));
+        QCOMPARE(names(), (QStringList{u"First"_s, u"Mine"_s}));
         QCOMPARE(world->sandbox.readTasksFile(), store().fileContents());
     }
 
@@ -95,7 +95,7 @@ class TasksFileWatcherTest : public QObject
         QSignalSpy reloaded(world->app->fileWatcher(), &TasksFileWatcher::reloaded);
         QList<ScheduledTask> tasks;
         for (int i = 0; i < 5; ++i) {
-            tasks << AppWorld::task(u"Task "_qs + QString::number(i));
+            tasks << AppWorld::task(u"Task "_s + QString::number(i));
             world->writeTasks(tasks);
         }
         QTRY_COMPARE(store().tasks().size(), 5);
@@ -105,53 +105,55 @@ class TasksFileWatcherTest : public QObject
 
     void unreadableOutsideWrite_isReportedOnce_thenAFixIsLoaded()
     {
-        world->writeTasks({AppWorld::task(u"First"_qs)});
+        world->writeTasks({AppWorld::task(u"First"_s)});
         openWatching();
         QSignalSpy reloaded(world->app->fileWatcher(), &TasksFileWatcher::reloaded);
-        MessageBox::setNextAnswer(u"OK"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
         world->sandbox.writeTasksFile("{ not json");
-        QTRY_COMPARE(alertTitles(), QStringList{u"Error"_qs});
-        QVERIFY(MessageBox::history().last().text.startsWith(u"Failed to load tasks: "_qs));
-        QCOMPARE(names(), QStringList{u"First"_qs});
+        QTRY_COMPARE(alertTitles(), QStringList{u"Error"_s});
+        QVERIFY(MessageBox::history().last().text.startsWith(u"Failed to load tasks: "_s));
+        QCOMPARE(names(), QStringList{u"First"_s});
         QTest::qWait(400);
         QCOMPARE(reloaded.size(), 1);
 
-        world->writeTasks({AppWorld::task(u"Fixed"_qs)});
-        QTRY_COMPARE(names(), QStringList{u"Fixed"_qs});
+        world->writeTasks({AppWorld::task(u"Fixed"_s)});
+        QTRY_COMPARE(names(), QStringList{u"Fixed"_s});
         QCOMPARE(reloaded.size(), 2);
     }
 
     void removedFile_isNotAChangeToLoad()
     {
-        world->writeTasks({AppWorld::task(u"First"_qs)});
+        world->writeTasks({AppWorld::task(u"First"_s)});
         openWatching();
         QSignalSpy reloaded(world->app->fileWatcher(), &TasksFileWatcher::reloaded);
         QVERIFY(QFile::remove(world->sandbox.tasksFile()));
         QTest::qWait(400);
         QCOMPARE(reloaded.size(), 0);
-        QCOMPARE(names(), QStringList{u"First"_qs});
+        QCOMPARE(names(), QStringList{u"First"_s});
         // Coming back, it is watched again.
-        world->writeTasks({AppWorld::task(u"Back"_qs)});
-        QTRY_COMPARE(names(), QStringList{u"Back"_qs});
+        world->writeTasks({AppWorld::task(u"Back"_s)});
+        QTRY_COMPARE(names(), QStringList{u"Back"_s});
     }
 
     void changeNotice_reloadsTheAppWithoutTheWatcher()
     {
         SessionBus bus;
         QVERIFY(bus.isValid());
-        world->writeTasks({AppWorld::task(u"First"_qs)});
+        world->writeTasks({AppWorld::task(u"First"_s)});
         MoxleyApp::Options options = world->options();
         options.store.changeNotice = ChangeNotice::system();
         options.fileWatchDelayMs = -1;
         world->start(std::move(options));
         MainWindow *window = world->open();
         QCOMPARE(world->app->fileWatcher(), nullptr);
-        const auto result = world->sandbox.runCli({u"edit"_qs, u"First"_qs, u"--name"_qs, u"Renamed by moxley"_qs});
+        const auto result = world->sandbox.runCli({u"edit"_s, u"First"_s, u"--name"_s, u"Renamed by moxley"_s});
         QCOMPARE(result.exitCode, 0);
-        QTRY_COMPARE(names(), QStringList{u"Renamed by moxley"_qs});
-        QCOMPARE(window->contentView()->visibleTasks().first().name, u"Renamed by moxley"_qs);
+        QTRY_COMPARE(names(), QStringList{u"Renamed by moxley"_s});
+        QCOMPARE(window->contentView()->visibleTasks().first().name, u"Renamed by moxley"_s);
     }
 };
 
 QTEST_MAIN(TasksFileWatcherTest)
 #include "test_tasks_file_watcher.moc"
+
+using namespace Qt::StringLiterals;

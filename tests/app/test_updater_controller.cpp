@@ -61,79 +61,79 @@ class UpdaterControllerTest : public QObject
     void newerVersion_isOffered_withItsReleaseNotes()
     {
         MainWindow *window = openWithFeed("/newer.xml");
-        MessageBox::setNextAnswer(u"Release Notes"_qs);
+        MessageBox::setNextAnswer(u"Release Notes"_s);
         check(window);
-        QCOMPARE(alertTitles(), QStringList{u"A new version of Moxley is available!"_qs});
+        QCOMPARE(alertTitles(), QStringList{u"A new version of Moxley is available!"_s});
         const MessageBox::Shown shown = MessageBox::history().last();
         QCOMPARE(shown.style, MessageBox::Style::information);
         QCOMPARE(shown.text, u"Moxley 0.2.0 is now available. You have 0.1.0.\n\n"
-                             u"Release notes: https://moxley.example/notes/0.2.0"_qs);
-        QCOMPARE(shown.buttons, (QStringList{u"Release Notes"_qs, u"Later"_qs}));
-        QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/notes/0.2.0"_qs)});
+                             u"Release notes: https://moxley.example/notes/0.2.0"_s);
+        QCOMPARE(shown.buttons, (QStringList{u"Release Notes"_s, u"Later"_s}));
+        QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/notes/0.2.0"_s)});
         QCOMPARE(server.requests, 1);
     }
 
     void newerVersion_later_opensNothing()
     {
         MainWindow *window = openWithFeed("/newer.xml");
-        MessageBox::setNextAnswer(u"Later"_qs);
+        MessageBox::setNextAnswer(u"Later"_s);
         check(window);
-        QCOMPARE(alertTitles(), QStringList{u"A new version of Moxley is available!"_qs});
+        QCOMPARE(alertTitles(), QStringList{u"A new version of Moxley is available!"_s});
         QVERIFY(world->opened->isEmpty());
     }
 
     void newerVersion_withoutNotes_linksTheDownload()
     {
         MainWindow *window = openWithFeed("/no-notes.xml");
-        MessageBox::setNextAnswer(u"Release Notes"_qs);
+        MessageBox::setNextAnswer(u"Release Notes"_s);
         check(window);
         QCOMPARE(
             MessageBox::history().last().text,
-            u"Moxley 1.0 is now available. You have 0.1.0.\n\nRelease notes: https://moxley.example/Moxley.zip"_qs);
-        QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/Moxley.zip"_qs)});
+            u"Moxley 1.0 is now available. You have 0.1.0.\n\nRelease notes: https://moxley.example/Moxley.zip"_s);
+        QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/Moxley.zip"_s)});
     }
 
     void sameVersion_isUpToDate()
     {
         MainWindow *window = openWithFeed("/equal.xml");
-        MessageBox::setNextAnswer(u"OK"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
         check(window);
-        QCOMPARE(alertTitles(), QStringList{u"You're up to date!"_qs});
-        QCOMPARE(MessageBox::history().last().text, u"Moxley 0.1.0 is currently the newest version available."_qs);
-        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_qs});
+        QCOMPARE(alertTitles(), QStringList{u"You're up to date!"_s});
+        QCOMPARE(MessageBox::history().last().text, u"Moxley 0.1.0 is currently the newest version available."_s);
+        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_s});
         QVERIFY(world->opened->isEmpty());
     }
 
     void malformedFeed_isAnError()
     {
         MainWindow *window = openWithFeed("/malformed.xml");
-        MessageBox::setNextAnswer(u"OK"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
         check(window);
-        QCOMPARE(alertTitles(), QStringList{u"Update Error"_qs});
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_s});
         const MessageBox::Shown shown = MessageBox::history().last();
         QCOMPARE(shown.style, MessageBox::Style::warning);
-        const QString prefix = u"An error occurred in retrieving update information. Please try again later.\n\n"_qs;
+        const QString prefix = u"An error occurred in retrieving update information. Please try again later.\n\n"_s;
         QVERIFY2(shown.text.startsWith(prefix) && shown.text.size() > prefix.size(), qPrintable(shown.text));
     }
 
     void missingFeed_isAnError()
     {
         MainWindow *window = openWithFeed("/gone.xml");
-        MessageBox::setNextAnswer(u"OK"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
         check(window);
-        QCOMPARE(alertTitles(), QStringList{u"Update Error"_qs});
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_s});
     }
 
     void plainHttpFeedElsewhere_isRefused()
     {
         MoxleyApp::Options options = world->options();
-        options.feedUrl = QUrl(u"http://moxley.example/appcast.xml"_qs);
+        options.feedUrl = QUrl(u"http://moxley.example/appcast.xml"_s);
         world->start(std::move(options));
         MainWindow *window = world->open();
-        MessageBox::setNextAnswer(u"OK"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
         check(window);
-        QCOMPARE(alertTitles(), QStringList{u"Update Error"_qs});
-        QVERIFY(MessageBox::history().last().text.contains(u"https"_qs));
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_s});
+        QVERIFY(MessageBox::history().last().text.contains(u"https"_s));
         QCOMPARE(server.requests, 0);
     }
 
@@ -144,7 +144,7 @@ class UpdaterControllerTest : public QObject
         QAction *item = checkItem(window);
         QVERIFY(item->isEnabled());
         QSignalSpy ended(&world->app->updaterController(), &UpdaterController::checkEnded);
-        MessageBox::setNextAnswer(u"OK"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
         item->trigger();
         QVERIFY(!item->isEnabled());
         QVERIFY(!world->app->updaterController().canCheckForUpdates());
@@ -154,8 +154,8 @@ class UpdaterControllerTest : public QObject
         QVERIFY(ended.wait(20000));
         QCOMPARE(ended.size(), 1);
         QVERIFY(item->isEnabled());
-        QCOMPARE(alertTitles(), QStringList{u"Update Error"_qs});
-        QVERIFY(MessageBox::history().last().text.endsWith(u"The update server did not answer in time."_qs));
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_s});
+        QVERIFY(MessageBox::history().last().text.endsWith(u"The update server did not answer in time."_s));
         QTest::qWait(200);
         QCOMPARE(server.requests, 1);
         QCOMPARE(ended.size(), 1);
@@ -166,7 +166,7 @@ class UpdaterControllerTest : public QObject
         MainWindow *window = openWithFeed("/equal.xml");
         auto *item = qobject_cast<CheckForUpdatesView *>(checkItem(window));
         item->setEnabled(false);
-        QMenu *menu = menuTitled(window->menuBar(), u"Moxley"_qs);
+        QMenu *menu = menuTitled(window->menuBar(), u"Moxley"_s);
         Q_EMIT menu->aboutToShow();
         QVERIFY(item->isEnabled());
     }
@@ -174,3 +174,5 @@ class UpdaterControllerTest : public QObject
 
 QTEST_MAIN(UpdaterControllerTest)
 #include "test_updater_controller.moc"
+
+using namespace Qt::StringLiterals;

@@ -28,13 +28,13 @@ private Q_SLOTS:
     void help_listsCommands()
     {
         Sandbox sandbox;
-        const auto result = sandbox.runCli({u"--help"_qs});
+        const auto result = sandbox.runCli({u"--help"_s});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(result.out.contains("Usage: moxley COMMAND"));
         for (const char *command : {"list", "show", "export"}) {
             QVERIFY2(result.out.contains(QByteArray(QByteArray("\n  ") + command)), command);
         }
-        const auto commandHelp = sandbox.runCli({u"show"_qs, u"--help"_qs});
+        const auto commandHelp = sandbox.runCli({u"show"_s, u"--help"_s});
         QCOMPARE(commandHelp.exitCode, 0);
         QVERIFY(commandHelp.out.startsWith("Usage: moxley show TASK [--json]\n"));
     }
@@ -42,7 +42,7 @@ private Q_SLOTS:
     void version()
     {
         Sandbox sandbox;
-        const auto result = sandbox.runCli({u"--version"_qs});
+        const auto result = sandbox.runCli({u"--version"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("moxley " MOXLEY_VERSION "\n"));
     }
@@ -50,17 +50,17 @@ private Q_SLOTS:
     void usageErrors_exit2WithHint()
     {
         Sandbox sandbox;
-        auto result = sandbox.runCli({u"frobnicate"_qs});
+        auto result = sandbox.runCli({u"frobnicate"_s});
         QCOMPARE(result.exitCode, 2);
         QCOMPARE(result.err, QByteArray("moxley: unknown command 'frobnicate'\n"
                                         "Try 'moxley --help' for more information.\n"));
-        result = sandbox.runCli({u"list"_qs, u"--bogus"_qs});
+        result = sandbox.runCli({u"list"_s, u"--bogus"_s});
         QCOMPARE(result.exitCode, 2);
         QCOMPARE(result.err, QByteArray("moxley: unknown option 'bogus'\n"
                                         "Try 'moxley list --help' for more information.\n"));
-        result = sandbox.runCli({u"show"_qs});
+        result = sandbox.runCli({u"show"_s});
         QCOMPARE(result.exitCode, 2);
-        result = sandbox.runCli({u"show"_qs, u"a"_qs, u"b"_qs});
+        result = sandbox.runCli({u"show"_s, u"a"_s, u"b"_s});
         QCOMPARE(result.exitCode, 2);
         QVERIFY(result.err.startsWith("moxley: unexpected argument 'b'\n"));
         result = sandbox.runCli({});
@@ -70,10 +70,10 @@ private Q_SLOTS:
     void list_noFileIsEmpty()
     {
         Sandbox sandbox;
-        auto result = sandbox.runCli({u"list"_qs});
+        auto result = sandbox.runCli({u"list"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray());
-        result = sandbox.runCli({u"list"_qs, u"--json"_qs});
+        result = sandbox.runCli({u"list"_s, u"--json"_s});
         QCOMPARE(result.out, QByteArray("[]\n"));
         QVERIFY(!QFile::exists(sandbox.tasksFile()));
     }
@@ -82,7 +82,7 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kTwoTasks);
-        const auto result = sandbox.runCli({u"list"_qs});
+        const auto result = sandbox.runCli({u"list"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("0a1b2c3d  enabled   Backup  Daily at 7:00\n"
                                         "0a1b9999  disabled  Report  Every 15 min\n"));
@@ -92,28 +92,28 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kTwoTasks);
-        const auto result = sandbox.runCli({u"list"_qs, u"--json"_qs});
+        const auto result = sandbox.runCli({u"list"_s, u"--json"_s});
         QCOMPARE(result.exitCode, 0);
         const QJsonArray array = QJsonDocument::fromJson(result.out).array();
         QCOMPARE(array.size(), 2);
         const QJsonObject first = array.at(0).toObject();
-        QCOMPARE(first.value(u"id"_qs).toString(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
-        QCOMPARE(first.value(u"shortId"_qs).toString(), u"0a1b2c3d"_qs);
-        QCOMPARE(first.value(u"description"_qs).toString(), u"Daily at 7:00"_qs);
-        QCOMPARE(first.value(u"workingDirectory"_qs).toString(), u"/srv/b"_qs);
-        QCOMPARE(first.value(u"isEnabled"_qs).toBool(), true);
-        QCOMPARE(first.value(u"schedule"_qs).toObject().value(u"daily"_qs).toObject().value(u"times"_qs).toArray().size(), 1);
+        QCOMPARE(first.value(u"id"_s).toString(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
+        QCOMPARE(first.value(u"shortId"_s).toString(), u"0a1b2c3d"_s);
+        QCOMPARE(first.value(u"description"_s).toString(), u"Daily at 7:00"_s);
+        QCOMPARE(first.value(u"workingDirectory"_s).toString(), u"/srv/b"_s);
+        QCOMPARE(first.value(u"isEnabled"_s).toBool(), true);
+        QCOMPARE(first.value(u"schedule"_s).toObject().value(u"daily"_s).toObject().value(u"times"_s).toArray().size(), 1);
         const QJsonObject second = array.at(1).toObject();
-        QVERIFY(!second.contains(u"workingDirectory"_qs));
-        QVERIFY(!second.contains(u"envFilePath"_qs));
-        QVERIFY(!second.contains(u"files"_qs));
+        QVERIFY(!second.contains(u"workingDirectory"_s));
+        QVERIFY(!second.contains(u"envFilePath"_s));
+        QVERIFY(!second.contains(u"files"_s));
     }
 
     void list_version1File()
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kVersion1);
-        const auto result = sandbox.runCli({u"list"_qs});
+        const auto result = sandbox.runCli({u"list"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("11111111  enabled  Legacy  Mon, Fri at 8:00\n"));
         QCOMPARE(sandbox.readTasksFile(), kVersion1); // read-only: never rewritten
@@ -139,8 +139,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, message);
         Sandbox sandbox;
         sandbox.writeTasksFile(file);
-        for (const QStringList &args : {QStringList{u"list"_qs}, QStringList{u"show"_qs, u"x"_qs},
-                                        QStringList{u"export"_qs}, QStringList{u"list"_qs, u"--json"_qs}}) {
+        for (const QStringList &args : {QStringList{u"list"_s}, QStringList{u"show"_s, u"x"_s},
+                                        QStringList{u"export"_s}, QStringList{u"list"_s, u"--json"_s}}) {
             const auto result = sandbox.runCli(args);
             QCOMPARE(result.exitCode, 1);
             QCOMPARE(result.err, message);
@@ -153,19 +153,19 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kTwoTasks);
-        for (const QString &query : {u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs, u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_qs,
-                                     u"0a1b2c3d"_qs, u"0a1b2"_qs, u"Backup"_qs}) {
-            const auto result = sandbox.runCli({u"show"_qs, query, u"--json"_qs});
+        for (const QString &query : {u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s, u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_s,
+                                     u"0a1b2c3d"_s, u"0a1b2"_s, u"Backup"_s}) {
+            const auto result = sandbox.runCli({u"show"_s, query, u"--json"_s});
             QCOMPARE(result.exitCode, 0);
-            QCOMPARE(QJsonDocument::fromJson(result.out).object().value(u"name"_qs).toString(), u"Backup"_qs);
+            QCOMPARE(QJsonDocument::fromJson(result.out).object().value(u"name"_s).toString(), u"Backup"_s);
         }
-        auto result = sandbox.runCli({u"show"_qs, u"0a1b"_qs});
+        auto result = sandbox.runCli({u"show"_s, u"0a1b"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: 0a1b matches several tasks: 0a1b2c3d, 0a1b9999\n"));
-        result = sandbox.runCli({u"show"_qs, u"0a1"_qs});
+        result = sandbox.runCli({u"show"_s, u"0a1"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: no task matches 0a1\n"));
-        result = sandbox.runCli({u"show"_qs, u"backup"_qs});
+        result = sandbox.runCli({u"show"_s, u"backup"_s});
         QCOMPARE(result.err, QByteArray("moxley: no task matches backup\n"));
     }
 
@@ -173,21 +173,21 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kTwoTasks);
-        const auto result = sandbox.runCli({u"show"_qs, u"Backup"_qs, u"--json"_qs});
-        const QJsonObject files = QJsonDocument::fromJson(result.out).object().value(u"files"_qs).toObject();
-        QCOMPARE(files.value(u"script"_qs).toString(), sandbox.scriptsDir() + u"/Moxley_0a1b2c3d.sh"_qs);
-        QCOMPARE(files.value(u"plist"_qs).toString(),
-                 sandbox.launchAgentsDir() + u"/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_qs);
-        QCOMPARE(files.value(u"runs"_qs).toString(), sandbox.logDir() + u"/0a1b2c3d.runs"_qs);
-        QCOMPARE(files.value(u"stdout"_qs).toString(), sandbox.logDir() + u"/0a1b2c3d.stdout.log"_qs);
-        QCOMPARE(files.value(u"stderr"_qs).toString(), sandbox.logDir() + u"/0a1b2c3d.stderr.log"_qs);
+        const auto result = sandbox.runCli({u"show"_s, u"Backup"_s, u"--json"_s});
+        const QJsonObject files = QJsonDocument::fromJson(result.out).object().value(u"files"_s).toObject();
+        QCOMPARE(files.value(u"script"_s).toString(), sandbox.scriptsDir() + u"/Moxley_0a1b2c3d.sh"_s);
+        QCOMPARE(files.value(u"plist"_s).toString(),
+                 sandbox.launchAgentsDir() + u"/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_s);
+        QCOMPARE(files.value(u"runs"_s).toString(), sandbox.logDir() + u"/0a1b2c3d.runs"_s);
+        QCOMPARE(files.value(u"stdout"_s).toString(), sandbox.logDir() + u"/0a1b2c3d.stdout.log"_s);
+        QCOMPARE(files.value(u"stderr"_s).toString(), sandbox.logDir() + u"/0a1b2c3d.stderr.log"_s);
     }
 
     void show_text()
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kTwoTasks);
-        const auto result = sandbox.runCli({u"show"_qs, u"Report"_qs});
+        const auto result = sandbox.runCli({u"show"_s, u"Report"_s});
         QCOMPARE(result.exitCode, 0);
         const QByteArray expectedStart = "Name:        Report\n"
                                          "ID:          0A1B9999-0000-4000-8000-000000000001\n"
@@ -204,19 +204,19 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kVersion1);
-        const auto result = sandbox.runCli({u"export"_qs});
+        const auto result = sandbox.runCli({u"export"_s});
         QCOMPARE(result.exitCode, 0);
         const auto read = TaskMigration::read(kVersion1);
         QCOMPARE(result.out, TaskMigration::encode(read.tasks) + '\n');
 
-        const QString target = sandbox.root() + u"/out/Moxley-tasks.json"_qs;
-        QDir().mkpath(sandbox.root() + u"/out"_qs);
-        const auto toFile = sandbox.runCli({u"export"_qs, target});
+        const QString target = sandbox.root() + u"/out/Moxley-tasks.json"_s;
+        QDir().mkpath(sandbox.root() + u"/out"_s);
+        const auto toFile = sandbox.runCli({u"export"_s, target});
         QCOMPARE(toFile.exitCode, 0);
         QCOMPARE(Sandbox::readFile(target), TaskMigration::encode(read.tasks));
-        QCOMPARE(sandbox.runCli({u"export"_qs, u"-"_qs}).out, result.out);
+        QCOMPARE(sandbox.runCli({u"export"_s, u"-"_s}).out, result.out);
 
-        const auto unwritable = sandbox.runCli({u"export"_qs, sandbox.root() + u"/missing/dir/x.json"_qs});
+        const auto unwritable = sandbox.runCli({u"export"_s, sandbox.root() + u"/missing/dir/x.json"_s});
         QCOMPARE(unwritable.exitCode, 1);
         QVERIFY(unwritable.err.startsWith("moxley: cannot write "));
     }
@@ -224,3 +224,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliBasicsTest)
 #include "test_cli_basics.moc"
+
+using namespace Qt::StringLiterals;

@@ -24,15 +24,15 @@ private Q_SLOTS:
     {
         StoreWorld world;
         const auto result =
-            world.sandbox.runCli({u"add"_qs, u"--name"_qs, u"Backup"_qs, u"--command"_qs, u"make backup"_qs});
+            world.sandbox.runCli({u"add"_s, u"--name"_s, u"Backup"_s, u"--command"_s, u"make backup"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         const QList<ScheduledTask> tasks = tasksIn(world);
         QCOMPARE(tasks.size(), 1);
         const ScheduledTask &task = tasks.constFirst();
         QCOMPARE(result.out, task.fullId().toUtf8() + '\n');
-        QCOMPARE(task.name, u"Backup"_qs);
-        QCOMPARE(task.command, u"make backup"_qs);
+        QCOMPARE(task.name, u"Backup"_s);
+        QCOMPARE(task.command, u"make backup"_s);
         QCOMPARE(task.schedule, TaskSchedule::daily({{7, 0}}));
         QVERIFY(task.useLoginShell);
         QVERIFY(!task.wakeBeforeRun);
@@ -41,7 +41,7 @@ private Q_SLOTS:
         QVERIFY(!task.envFilePath);
         QVERIFY(task.logs.isEmpty());
         QCOMPARE(world.calls(), QStringList{load(task)});
-        QCOMPARE(world.launchctl.calls().constFirst(), (QStringList{u"load"_qs, LaunchdService().plistPath(task)}));
+        QCOMPARE(world.launchctl.calls().constFirst(), (QStringList{u"load"_s, LaunchdService().plistPath(task)}));
         QCOMPARE(Sandbox::readFile(LaunchdService().plistPath(task)), LaunchdService().plistText(task).toUtf8());
         QCOMPARE(Sandbox::readFile(LaunchdService().scriptPath(task)), LaunchdService().scriptText(task).toUtf8());
     }
@@ -77,7 +77,7 @@ private Q_SLOTS:
         QFETCH(TaskSchedule, schedule);
         StoreWorld world;
         const auto result = world.sandbox.runCli(
-            QStringList{u"add"_qs, u"--name"_qs, u"T"_qs, u"--command"_qs, u"true"_qs, u"--disabled"_qs} + options);
+            QStringList{u"add"_s, u"--name"_s, u"T"_s, u"--command"_s, u"true"_s, u"--disabled"_s} + options);
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(tasksIn(world).constFirst().schedule, schedule);
     }
@@ -132,19 +132,19 @@ private Q_SLOTS:
     void add_fieldOptions()
     {
         StoreWorld world;
-        const QString work = world.sandbox.root() + u"/work"_qs;
+        const QString work = world.sandbox.root() + u"/work"_s;
         QDir().mkpath(work);
         const auto result = world.sandbox.run(QStringLiteral(MOXLEY_CLI_PATH),
-                                              {u"add"_qs, u"--name"_qs, u"  spaced  "_qs, u"--command"_qs,
-                                               u"echo 'a b'"_qs, u"--dir"_qs, u"sub"_qs, u"--env-file"_qs,
-                                               u"/etc/app.env"_qs, u"--no-login-shell"_qs, u"--disabled"_qs},
+                                              {u"add"_s, u"--name"_s, u"  spaced  "_s, u"--command"_s,
+                                               u"echo 'a b'"_s, u"--dir"_s, u"sub"_s, u"--env-file"_s,
+                                               u"/etc/app.env"_s, u"--no-login-shell"_s, u"--disabled"_s},
                                               {}, work);
         QCOMPARE(result.exitCode, 0);
         const ScheduledTask task = tasksIn(world).constFirst();
-        QCOMPARE(task.name, u"  spaced  "_qs); // no trimming, as in the app's form
-        QCOMPARE(task.command, u"echo 'a b'"_qs);
-        QCOMPARE(task.workingDirectory, std::optional(work + u"/sub"_qs));
-        QCOMPARE(task.envFilePath, std::optional(u"/etc/app.env"_qs));
+        QCOMPARE(task.name, u"  spaced  "_s); // no trimming, as in the app's form
+        QCOMPARE(task.command, u"echo 'a b'"_s);
+        QCOMPARE(task.workingDirectory, std::optional(work + u"/sub"_s));
+        QCOMPARE(task.envFilePath, std::optional(u"/etc/app.env"_s));
         QVERIFY(!task.useLoginShell);
         QVERIFY(!task.isEnabled);
         QCOMPARE(world.calls(), QStringList()); // a disabled task is not installed
@@ -153,12 +153,12 @@ private Q_SLOTS:
     void add_wake_wakeThenInstall()
     {
         StoreWorld world;
-        const auto result = world.sandbox.runCli({u"add"_qs, u"--name"_qs, u"W"_qs, u"--command"_qs, u"true"_qs,
-                                                  u"--weekly"_qs, u"mon,fri"_qs, u"--at"_qs, u"9:00"_qs, u"--wake"_qs});
+        const auto result = world.sandbox.runCli({u"add"_s, u"--name"_s, u"W"_s, u"--command"_s, u"true"_s,
+                                                  u"--weekly"_s, u"mon,fri"_s, u"--at"_s, u"9:00"_s, u"--wake"_s});
         QCOMPARE(result.exitCode, 0);
         const ScheduledTask task = tasksIn(world).constFirst();
         QVERIFY(task.wakeBeforeRun);
-        QCOMPARE(world.calls(), (QStringList{u"wake pmset repeat wakeorpoweron MF 08:55:00"_qs, load(task)}));
+        QCOMPARE(world.calls(), (QStringList{u"wake pmset repeat wakeorpoweron MF 08:55:00"_s, load(task)}));
     }
 
     void add_wakeFails_savedDisabledExit1()
@@ -166,7 +166,7 @@ private Q_SLOTS:
         StoreWorld world;
         world.osascript.setExitStatus(1);
         const auto result = world.sandbox.runCli(
-            {u"add"_qs, u"--name"_qs, u"W"_qs, u"--command"_qs, u"true"_qs, u"--daily"_qs, u"--wake"_qs});
+            {u"add"_s, u"--name"_s, u"W"_s, u"--command"_s, u"true"_s, u"--daily"_s, u"--wake"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: pmset failed: Unknown error\n"));
         const ScheduledTask task = tasksIn(world).constFirst();
@@ -179,8 +179,8 @@ private Q_SLOTS:
     void add_loadFails_savedExit1()
     {
         StoreWorld world;
-        world.launchctl.setExitStatus(1, u"load"_qs);
-        const auto result = world.sandbox.runCli({u"add"_qs, u"--name"_qs, u"T"_qs, u"--command"_qs, u"true"_qs});
+        world.launchctl.setExitStatus(1, u"load"_s);
+        const auto result = world.sandbox.runCli({u"add"_s, u"--name"_s, u"T"_s, u"--command"_s, u"true"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: launchctl load failed (exit code 1)\n"));
         QCOMPARE(tasksIn(world).size(), 1);
@@ -206,12 +206,12 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, arguments);
         StoreWorld world;
-        const ScheduledTask stray = StoreWorld::task(u"Stray"_qs, TaskSchedule::daily({{7, 0}}));
+        const ScheduledTask stray = StoreWorld::task(u"Stray"_s, TaskSchedule::daily({{7, 0}}));
         QVERIFY(!LaunchdService().install(stray));
-        const QString importFile = world.sandbox.root() + u"/import.json"_qs;
+        const QString importFile = world.sandbox.root() + u"/import.json"_s;
         world.sandbox.writeFile(importFile,
-                                TaskMigration::encode({StoreWorld::task(u"I"_qs, TaskSchedule::runAtLoad())}));
-        arguments.replaceInStrings(u"IMPORT"_qs, importFile);
+                                TaskMigration::encode({StoreWorld::task(u"I"_s, TaskSchedule::runAtLoad())}));
+        arguments.replaceInStrings(u"IMPORT"_s, importFile);
         world.sandbox.writeTasksFile(kUnreadable);
         world.mark();
         const auto result = world.sandbox.runCli(arguments);
@@ -222,38 +222,38 @@ private Q_SLOTS:
         QCOMPARE(world.calls(), QStringList());
         QVERIFY(world.plistExists(stray));
         QVERIFY(world.scriptExists(stray));
-        QCOMPARE(QDir(world.sandbox.dataDir()).entryList(QDir::Files), QStringList{u"tasks.json"_qs});
+        QCOMPARE(QDir(world.sandbox.dataDir()).entryList(QDir::Files), QStringList{u"tasks.json"_s});
     }
 
     void edit_changesOnlyGivenFields()
     {
         StoreWorld world;
-        ScheduledTask task = StoreWorld::task(u"Backup"_qs, TaskSchedule::weekly({2}, {{9, 0}, {18, 0}}));
-        task.workingDirectory = u"/srv"_qs;
-        task.logs = {TaskLog{QUuid::createUuid(), 3.5, 0, u"old"_qs}};
+        ScheduledTask task = StoreWorld::task(u"Backup"_s, TaskSchedule::weekly({2}, {{9, 0}, {18, 0}}));
+        task.workingDirectory = u"/srv"_s;
+        task.logs = {TaskLog{QUuid::createUuid(), 3.5, 0, u"old"_s}};
         world.writeTasks({task});
         QVERIFY(!LaunchdService().install(task)); // installed and current: start-up leaves it alone
         world.mark();
-        const auto result = world.sandbox.runCli({u"edit"_qs, task.shortId(), u"--name"_qs, u"Nightly"_qs,
-                                                  u"--monthly"_qs, u"14"_qs, u"--no-dir"_qs, u"--wake"_qs});
+        const auto result = world.sandbox.runCli({u"edit"_s, task.shortId(), u"--name"_s, u"Nightly"_s,
+                                                  u"--monthly"_s, u"14"_s, u"--no-dir"_s, u"--wake"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         ScheduledTask expected = task;
-        expected.name = u"Nightly"_qs;
+        expected.name = u"Nightly"_s;
         expected.schedule = TaskSchedule::monthly(14, {{9, 0}, {18, 0}}); // the times stay
         expected.workingDirectory.reset();
         expected.wakeBeforeRun = true;
         QCOMPARE(tasksIn(world), QList<ScheduledTask>{expected});
         const PmsetService::Command wake = PmsetService::wakeCommand(expected.schedule, QDateTime::currentDateTime());
-        QCOMPARE(world.calls(), (QStringList{u"wake "_qs + *wake.text, unload(task), load(task)}));
+        QCOMPARE(world.calls(), (QStringList{u"wake "_s + *wake.text, unload(task), load(task)}));
     }
 
     void edit_atAloneChangesTimes()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"T"_qs, TaskSchedule::monthlyNthWeekday(2, 3, {{9, 0}}), false);
+        const ScheduledTask task = StoreWorld::task(u"T"_s, TaskSchedule::monthlyNthWeekday(2, 3, {{9, 0}}), false);
         world.writeTasks({task});
-        const auto result = world.sandbox.runCli({u"edit"_qs, u"T"_qs, u"--at"_qs, u"20:00,6:15"_qs});
+        const auto result = world.sandbox.runCli({u"edit"_s, u"T"_s, u"--at"_s, u"20:00,6:15"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(tasksIn(world).constFirst().schedule, TaskSchedule::monthlyNthWeekday(2, 3, {{6, 15}, {20, 0}}));
         QCOMPARE(world.calls(), QStringList()); // still disabled: nothing installed
@@ -262,20 +262,20 @@ private Q_SLOTS:
     void edit_flags()
     {
         StoreWorld world;
-        ScheduledTask task = StoreWorld::task(u"T"_qs, TaskSchedule::interval(5), false, true);
-        task.envFilePath = u"/old.env"_qs;
+        ScheduledTask task = StoreWorld::task(u"T"_s, TaskSchedule::interval(5), false, true);
+        task.envFilePath = u"/old.env"_s;
         task.useLoginShell = true;
         world.writeTasks({task});
         const auto result =
-            world.sandbox.runCli({u"edit"_qs, u"T"_qs, u"--no-login-shell"_qs, u"--no-wake"_qs, u"--no-env-file"_qs,
-                                  u"--dir"_qs, u"/srv/app"_qs, u"--command"_qs, u"make"_qs, u"--every"_qs, u"10"_qs});
+            world.sandbox.runCli({u"edit"_s, u"T"_s, u"--no-login-shell"_s, u"--no-wake"_s, u"--no-env-file"_s,
+                                  u"--dir"_s, u"/srv/app"_s, u"--command"_s, u"make"_s, u"--every"_s, u"10"_s});
         QCOMPARE(result.exitCode, 0);
         const ScheduledTask edited = tasksIn(world).constFirst();
         QVERIFY(!edited.useLoginShell);
         QVERIFY(!edited.wakeBeforeRun);
         QVERIFY(!edited.envFilePath);
-        QCOMPARE(edited.workingDirectory, std::optional(u"/srv/app"_qs));
-        QCOMPARE(edited.command, u"make"_qs);
+        QCOMPARE(edited.workingDirectory, std::optional(u"/srv/app"_s));
+        QCOMPARE(edited.command, u"make"_s);
         QCOMPARE(edited.schedule, TaskSchedule::interval(10));
         QCOMPARE(edited.id, task.id);
         QVERIFY(!edited.isEnabled);
@@ -284,20 +284,20 @@ private Q_SLOTS:
     void edit_errors()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"T"_qs, TaskSchedule::interval(5), false);
+        const ScheduledTask task = StoreWorld::task(u"T"_s, TaskSchedule::interval(5), false);
         world.writeTasks({task});
         const QByteArray before = world.sandbox.readTasksFile();
 
-        auto result = world.sandbox.runCli({u"edit"_qs, u"T"_qs, u"--wake"_qs, u"--no-wake"_qs});
+        auto result = world.sandbox.runCli({u"edit"_s, u"T"_s, u"--wake"_s, u"--no-wake"_s});
         QCOMPARE(result.exitCode, 2);
         QVERIFY(result.err.startsWith("moxley: --wake and --no-wake exclude each other\n"));
-        result = world.sandbox.runCli({u"edit"_qs, u"T"_qs, u"--at"_qs, u"7:00"_qs});
+        result = world.sandbox.runCli({u"edit"_s, u"T"_s, u"--at"_s, u"7:00"_s});
         QCOMPARE(result.exitCode, 2);
         QVERIFY(result.err.startsWith("moxley: --at needs a calendar schedule (this task's schedule: Every 5 min)\n"));
-        result = world.sandbox.runCli({u"edit"_qs, u"nope"_qs, u"--name"_qs, u"X"_qs});
+        result = world.sandbox.runCli({u"edit"_s, u"nope"_s, u"--name"_s, u"X"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: no task matches nope\n"));
-        result = world.sandbox.runCli({u"edit"_qs});
+        result = world.sandbox.runCli({u"edit"_s});
         QCOMPARE(result.exitCode, 2);
         QCOMPARE(world.sandbox.readTasksFile(), before);
         QCOMPARE(world.calls(), QStringList());
@@ -306,14 +306,14 @@ private Q_SLOTS:
     void enableDisable()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"T"_qs, TaskSchedule::daily({{7, 0}}), false);
+        const ScheduledTask task = StoreWorld::task(u"T"_s, TaskSchedule::daily({{7, 0}}), false);
         world.writeTasks({task});
-        auto result = world.sandbox.runCli({u"enable"_qs, task.fullId().toLower()});
+        auto result = world.sandbox.runCli({u"enable"_s, task.fullId().toLower()});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out + result.err, QByteArray());
         QVERIFY(tasksIn(world).constFirst().isEnabled);
         QVERIFY(world.plistExists(task));
-        result = world.sandbox.runCli({u"disable"_qs, u"T"_qs});
+        result = world.sandbox.runCli({u"disable"_s, u"T"_s});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(!tasksIn(world).constFirst().isEnabled);
         QVERIFY(!world.plistExists(task));
@@ -323,10 +323,10 @@ private Q_SLOTS:
     void enable_wakeFails_staysOff()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"T"_qs, TaskSchedule::daily({{7, 0}}), false, true);
+        const ScheduledTask task = StoreWorld::task(u"T"_s, TaskSchedule::daily({{7, 0}}), false, true);
         world.writeTasks({task});
         world.osascript.setExitStatus(1);
-        const auto result = world.sandbox.runCli({u"enable"_qs, u"T"_qs});
+        const auto result = world.sandbox.runCli({u"enable"_s, u"T"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: pmset failed: Unknown error\n"));
         QVERIFY(!tasksIn(world).constFirst().isEnabled);
@@ -336,25 +336,25 @@ private Q_SLOTS:
     void delete_severalAndUnknown()
     {
         StoreWorld world;
-        const ScheduledTask a = StoreWorld::task(u"A"_qs, TaskSchedule::daily({{7, 0}}));
-        const ScheduledTask b = StoreWorld::task(u"B"_qs, TaskSchedule::daily({{7, 0}}), false);
-        const ScheduledTask c = StoreWorld::task(u"C"_qs, TaskSchedule::daily({{7, 0}}));
+        const ScheduledTask a = StoreWorld::task(u"A"_s, TaskSchedule::daily({{7, 0}}));
+        const ScheduledTask b = StoreWorld::task(u"B"_s, TaskSchedule::daily({{7, 0}}), false);
+        const ScheduledTask c = StoreWorld::task(u"C"_s, TaskSchedule::daily({{7, 0}}));
         world.writeTasks({a, b, c});
         const QByteArray before = world.sandbox.readTasksFile();
         world.mark();
-        auto result = world.sandbox.runCli({u"delete"_qs, u"A"_qs, u"nope"_qs});
+        auto result = world.sandbox.runCli({u"delete"_s, u"A"_s, u"nope"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: no task matches nope\n"));
         QCOMPARE(world.sandbox.readTasksFile(), before);
         QCOMPARE(world.calls(), QStringList());
 
-        result = world.sandbox.runCli({u"delete"_qs, u"C"_qs, u"A"_qs, a.shortId()});
+        result = world.sandbox.runCli({u"delete"_s, u"C"_s, u"A"_s, a.shortId()});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(tasksIn(world), QList<ScheduledTask>{b});
         // Start-up reinstalls the enabled tasks whose scripts are missing, then the deletion.
         QCOMPARE(world.calls(), (QStringList{load(a), load(c), unload(a), unload(c)}));
 
-        result = world.sandbox.runCli({u"delete"_qs, u"B"_qs});
+        result = world.sandbox.runCli({u"delete"_s, u"B"_s});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(tasksIn(world).isEmpty());
     }
@@ -362,16 +362,16 @@ private Q_SLOTS:
     void duplicate_printsCopyId()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"Backup"_qs, TaskSchedule::daily({{7, 0}}));
+        const ScheduledTask task = StoreWorld::task(u"Backup"_s, TaskSchedule::daily({{7, 0}}));
         world.writeTasks({task});
         QVERIFY(!LaunchdService().install(task));
         world.mark();
-        const auto result = world.sandbox.runCli({u"duplicate"_qs, u"Backup"_qs});
+        const auto result = world.sandbox.runCli({u"duplicate"_s, u"Backup"_s});
         QCOMPARE(result.exitCode, 0);
         const QList<ScheduledTask> tasks = tasksIn(world);
         QCOMPARE(tasks.size(), 2);
         QCOMPARE(result.out, tasks.at(1).fullId().toUtf8() + '\n');
-        QCOMPARE(tasks.at(1).name, u"Backup (copy)"_qs);
+        QCOMPARE(tasks.at(1).name, u"Backup (copy)"_s);
         QVERIFY(!tasks.at(1).isEnabled);
         QCOMPARE(world.calls(), QStringList());
     }
@@ -379,14 +379,14 @@ private Q_SLOTS:
     void import_summaryAndNotice()
     {
         StoreWorld world;
-        const ScheduledTask present = StoreWorld::task(u"Here"_qs, TaskSchedule::daily({{7, 0}}), false);
+        const ScheduledTask present = StoreWorld::task(u"Here"_s, TaskSchedule::daily({{7, 0}}), false);
         world.writeTasks({present});
-        const ScheduledTask on = StoreWorld::task(u"On"_qs, TaskSchedule::daily({{7, 0}}));
-        const ScheduledTask off = StoreWorld::task(u"Off"_qs, TaskSchedule::interval(5), false);
-        const QString file = world.sandbox.root() + u"/in.json"_qs;
+        const ScheduledTask on = StoreWorld::task(u"On"_s, TaskSchedule::daily({{7, 0}}));
+        const ScheduledTask off = StoreWorld::task(u"Off"_s, TaskSchedule::interval(5), false);
+        const QString file = world.sandbox.root() + u"/in.json"_s;
         Sandbox::writeFile(file, TaskMigration::encode({present, on, off}));
         world.mark();
-        const auto result = world.sandbox.runCli({u"import"_qs, file});
+        const auto result = world.sandbox.runCli({u"import"_s, file});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("2 tasks imported.\n1 skipped (already present).\n"));
         QCOMPARE(result.err, QByteArray("moxley: notice: Skipped 1 task with ID already present.\n"));
@@ -399,12 +399,12 @@ private Q_SLOTS:
         StoreWorld world;
         const QByteArray before = TaskMigration::encode({});
         world.sandbox.writeTasksFile(before);
-        auto result = world.sandbox.runCli({u"import"_qs, u"-"_qs}, "[]");
+        auto result = world.sandbox.runCli({u"import"_s, u"-"_s}, "[]");
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("The selected file contained no new tasks.\n"));
         QCOMPARE(world.sandbox.readTasksFile(), before);
-        const ScheduledTask task = StoreWorld::task(u"In"_qs, TaskSchedule::runAtLoad(), false);
-        result = world.sandbox.runCli({u"import"_qs, u"-"_qs}, TaskMigration::encode({task}));
+        const ScheduledTask task = StoreWorld::task(u"In"_s, TaskSchedule::runAtLoad(), false);
+        result = world.sandbox.runCli({u"import"_s, u"-"_s}, TaskMigration::encode({task}));
         QCOMPARE(result.out, QByteArray("1 task imported.\n"));
         QCOMPARE(tasksIn(world), QList<ScheduledTask>{task});
     }
@@ -412,15 +412,15 @@ private Q_SLOTS:
     void import_badFiles()
     {
         StoreWorld world;
-        const QString file = world.sandbox.root() + u"/in.json"_qs;
+        const QString file = world.sandbox.root() + u"/in.json"_s;
         Sandbox::writeFile(file, R"({"version": 0, "tasks": []})");
-        auto result = world.sandbox.runCli({u"import"_qs, file});
+        auto result = world.sandbox.runCli({u"import"_s, file});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: Unknown tasks.json version: 0\n"));
         Sandbox::writeFile(file, R"({"tasks": []})");
-        result = world.sandbox.runCli({u"import"_qs, file});
+        result = world.sandbox.runCli({u"import"_s, file});
         QCOMPARE(result.err, QByteArray("moxley: Unrecognized tasks.json format\n"));
-        result = world.sandbox.runCli({u"import"_qs, world.sandbox.root() + u"/missing.json"_qs});
+        result = world.sandbox.runCli({u"import"_s, world.sandbox.root() + u"/missing.json"_s});
         QCOMPARE(result.exitCode, 1);
         QVERIFY(result.err.startsWith(
             QByteArray("moxley: cannot read " + world.sandbox.root().toUtf8() + "/missing.json: ")));
@@ -430,27 +430,27 @@ private Q_SLOTS:
     void wakeCommand_readOnly()
     {
         StoreWorld world;
-        const ScheduledTask daily = StoreWorld::task(u"Daily"_qs, TaskSchedule::daily({{7, 0}, {6, 30}}));
-        const ScheduledTask weekly = StoreWorld::task(u"Weekly"_qs, TaskSchedule::weekly({1, 7}, {{9, 0}}), false);
-        const ScheduledTask every = StoreWorld::task(u"Every"_qs, TaskSchedule::interval(30));
-        const ScheduledTask monthly = StoreWorld::task(u"Monthly"_qs, TaskSchedule::monthly(14, {{9, 0}}));
-        const ScheduledTask stray = StoreWorld::task(u"Stray"_qs, TaskSchedule::daily({{7, 0}}));
+        const ScheduledTask daily = StoreWorld::task(u"Daily"_s, TaskSchedule::daily({{7, 0}, {6, 30}}));
+        const ScheduledTask weekly = StoreWorld::task(u"Weekly"_s, TaskSchedule::weekly({1, 7}, {{9, 0}}), false);
+        const ScheduledTask every = StoreWorld::task(u"Every"_s, TaskSchedule::interval(30));
+        const ScheduledTask monthly = StoreWorld::task(u"Monthly"_s, TaskSchedule::monthly(14, {{9, 0}}));
+        const ScheduledTask stray = StoreWorld::task(u"Stray"_s, TaskSchedule::daily({{7, 0}}));
         QVERIFY(!LaunchdService().install(stray));
         world.writeTasks({daily, weekly, every, monthly});
         const QByteArray before = world.sandbox.readTasksFile();
         world.mark();
 
-        auto result = world.sandbox.runCli({u"wake-command"_qs, u"Daily"_qs});
+        auto result = world.sandbox.runCli({u"wake-command"_s, u"Daily"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("pmset repeat wakeorpoweron MTWRFSU 06:25:00\n"));
-        result = world.sandbox.runCli({u"wake-command"_qs, u"Weekly"_qs});
+        result = world.sandbox.runCli({u"wake-command"_s, u"Weekly"_s});
         QCOMPARE(result.out, QByteArray("pmset repeat wakeorpoweron US 08:55:00\n"));
-        result = world.sandbox.runCli({u"wake-command"_qs, u"Monthly"_qs});
+        result = world.sandbox.runCli({u"wake-command"_s, u"Monthly"_s});
         const PmsetService::Command expected =
             PmsetService::wakeCommand(monthly.schedule, QDateTime::currentDateTime());
         QCOMPARE(result.out, expected.text->toUtf8() + '\n');
         QVERIFY(result.out.startsWith("pmset schedule wakeorpoweron \""));
-        result = world.sandbox.runCli({u"wake-command"_qs, u"Every"_qs});
+        result = world.sandbox.runCli({u"wake-command"_s, u"Every"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.out, QByteArray());
         QCOMPARE(result.err, QByteArray("moxley: This schedule type does not support wake.\n"));
@@ -464,12 +464,12 @@ private Q_SLOTS:
     void changingCommand_sweepsStrayJobsAsTheAppDoes()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"T"_qs, TaskSchedule::daily({{7, 0}}), false);
-        const ScheduledTask stray = StoreWorld::task(u"Stray"_qs, TaskSchedule::daily({{7, 0}}));
+        const ScheduledTask task = StoreWorld::task(u"T"_s, TaskSchedule::daily({{7, 0}}), false);
+        const ScheduledTask stray = StoreWorld::task(u"Stray"_s, TaskSchedule::daily({{7, 0}}));
         QVERIFY(!LaunchdService().install(stray));
         world.writeTasks({task});
         world.mark();
-        const auto result = world.sandbox.runCli({u"enable"_qs, u"T"_qs});
+        const auto result = world.sandbox.runCli({u"enable"_s, u"T"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(world.calls(), (QStringList{unload(stray), load(task)}));
         QVERIFY(!world.plistExists(stray));
@@ -478,3 +478,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliChangesTest)
 #include "test_cli_changes.moc"
+
+using namespace Qt::StringLiterals;

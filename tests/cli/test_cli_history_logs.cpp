@@ -15,13 +15,13 @@ ScheduledTask makeTask(const char *id, const QString &name)
     ScheduledTask task;
     task.id = QUuid::fromString(QLatin1String(id));
     task.name = name;
-    task.command = u"echo hi"_qs;
+    task.command = u"echo hi"_s;
     task.schedule = TaskSchedule::daily({TimeOfDay{6, 0}});
     return task;
 }
 
-const ScheduledTask kBackup = makeTask("0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9", u"Backup"_qs);
-const ScheduledTask kReport = makeTask("5E6F7A8B-0000-4000-8000-000000000001", u"Report"_qs);
+const ScheduledTask kBackup = makeTask("0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9", u"Backup"_s);
+const ScheduledTask kReport = makeTask("5E6F7A8B-0000-4000-8000-000000000001", u"Report"_s);
 
 const QByteArray kTwoRuns = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"
                             "not a run\n"
@@ -53,7 +53,7 @@ private Q_SLOTS:
         Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.runs", kTwoRuns);
         {
             ScopedTimeZone zone("Europe/Berlin");
-            const auto result = sandbox.runCli({u"history"_qs, u"Backup"_qs});
+            const auto result = sandbox.runCli({u"history"_s, u"Backup"_s});
             QCOMPARE(result.err, QByteArray());
             QCOMPARE(result.exitCode, 0);
             QCOMPARE(result.out, QByteArray("2025-03-01 07:00:00  5s      exit 0\n"
@@ -61,7 +61,7 @@ private Q_SLOTS:
                                             "2025-03-03 00:30:00  0s      exit 1\n"));
         }
         ScopedTimeZone zone("America/New_York");
-        const auto result = sandbox.runCli({u"history"_qs, u"0a1b2c3d"_qs});
+        const auto result = sandbox.runCli({u"history"_s, u"0a1b2c3d"_s});
         QCOMPARE(result.out, QByteArray("2025-03-01 01:00:00  5s      exit 0\n"
                                         "2025-03-01 01:00:00  2m 05s  exit -15\n"
                                         "2025-03-02 18:30:00  0s      exit 1\n"));
@@ -73,26 +73,26 @@ private Q_SLOTS:
         prepare(sandbox);
         Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.runs", kTwoRuns);
         ScopedTimeZone zone("Asia/Tokyo");
-        const auto result = sandbox.runCli({u"history"_qs, u"backup"_qs, u"--json"_qs});
+        const auto result = sandbox.runCli({u"history"_s, u"backup"_s, u"--json"_s});
         QCOMPARE(result.exitCode, 1); // names match exactly; "backup" is no task
         QCOMPARE(result.err, QByteArray("moxley: no task matches backup\n"));
 
-        const auto json = sandbox.runCli({u"history"_qs, kBackup.fullId().toLower(), u"--json"_qs});
+        const auto json = sandbox.runCli({u"history"_s, kBackup.fullId().toLower(), u"--json"_s});
         QCOMPARE(json.exitCode, 0);
         QCOMPARE(json.err, QByteArray());
         QJsonParseError error;
         const QJsonDocument document = QJsonDocument::fromJson(json.out, &error);
         QCOMPARE(error.error, QJsonParseError::NoError);
         const QJsonArray expected{
-            QJsonObject{{u"startedAt"_qs, u"2025-03-01T06:00:00Z"_qs},
-                        {u"endedAt"_qs, u"2025-03-01T06:00:05Z"_qs},
-                        {u"exitCode"_qs, 0}},
-            QJsonObject{{u"startedAt"_qs, u"2025-03-01T06:00:00Z"_qs},
-                        {u"endedAt"_qs, u"2025-03-01T06:02:05Z"_qs},
-                        {u"exitCode"_qs, -15}},
-            QJsonObject{{u"startedAt"_qs, u"2025-03-02T23:30:00Z"_qs},
-                        {u"endedAt"_qs, u"2025-03-02T23:30:00Z"_qs},
-                        {u"exitCode"_qs, 1}},
+            QJsonObject{{u"startedAt"_s, u"2025-03-01T06:00:00Z"_s},
+                        {u"endedAt"_s, u"2025-03-01T06:00:05Z"_s},
+                        {u"exitCode"_s, 0}},
+            QJsonObject{{u"startedAt"_s, u"2025-03-01T06:00:00Z"_s},
+                        {u"endedAt"_s, u"2025-03-01T06:02:05Z"_s},
+                        {u"exitCode"_s, -15}},
+            QJsonObject{{u"startedAt"_s, u"2025-03-02T23:30:00Z"_s},
+                        {u"endedAt"_s, u"2025-03-02T23:30:00Z"_s},
+                        {u"exitCode"_s, 1}},
         };
         QCOMPARE(document.array(), expected);
         QVERIFY(json.out.endsWith("]\n"));
@@ -102,10 +102,10 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         prepare(sandbox);
-        auto result = sandbox.runCli({u"history"_qs, u"Report"_qs});
+        auto result = sandbox.runCli({u"history"_s, u"Report"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray());
-        result = sandbox.runCli({u"history"_qs, u"Report"_qs, u"--json"_qs});
+        result = sandbox.runCli({u"history"_s, u"Report"_s, u"--json"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("[]\n"));
         QVERIFY(!QFile::exists(sandbox.logDir())); // read-only: nothing made
@@ -121,12 +121,12 @@ private Q_SLOTS:
         const QString script = u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)\n"
                                "(exit 3)\n"
                                "_mx_exit=$?\n"
-                               "echo \"$_mx_start\t$(date -u +%Y-%m-%dT%H:%M:%SZ)\t$_mx_exit\" >> \"$1\"\n"_qs;
+                               "echo \"$_mx_start\t$(date -u +%Y-%m-%dT%H:%M:%SZ)\t$_mx_exit\" >> \"$1\"\n"_s;
         for (int i = 0; i < 2; ++i) {
-            const auto shell = sandbox.run(u"/bin/bash"_qs, {u"-c"_qs, script, u"bash"_qs, runs});
+            const auto shell = sandbox.run(u"/bin/bash"_s, {u"-c"_s, script, u"bash"_s, runs});
             QCOMPARE(shell.exitCode, 0);
         }
-        const auto result = sandbox.runCli({u"history"_qs, u"Report"_qs, u"--json"_qs});
+        const auto result = sandbox.runCli({u"history"_s, u"Report"_s, u"--json"_s});
         QCOMPARE(result.exitCode, 0);
         const QJsonArray array = QJsonDocument::fromJson(result.out).array();
         QCOMPARE(array.size(), 2);
@@ -142,10 +142,10 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile("{not json");
-        const auto result = sandbox.runCli({u"history"_qs, u"Backup"_qs});
+        const auto result = sandbox.runCli({u"history"_s, u"Backup"_s});
         QCOMPARE(result.exitCode, 1);
         QVERIFY(result.err.startsWith("moxley: Failed to load tasks: "));
-        QCOMPARE(sandbox.runCli({u"history"_qs}).exitCode, 2);
+        QCOMPARE(sandbox.runCli({u"history"_s}).exitCode, 2);
     }
 
     void logs_default100Lines()
@@ -162,7 +162,7 @@ private Q_SLOTS:
             }
         }
         Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.stdout.log", log);
-        const auto result = sandbox.runCli({u"logs"_qs, u"Backup"_qs});
+        const auto result = sandbox.runCli({u"logs"_s, u"Backup"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.out, expected);
@@ -175,18 +175,18 @@ private Q_SLOTS:
         Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.stdout.log", "one\ntwo\nthree\n\n\n");
         Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.stderr.log", "  warning: x\nerror: y  \n");
         // Six pieces: one, two, three and three empty ones.
-        auto result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, u"5"_qs});
+        auto result = sandbox.runCli({u"logs"_s, u"Backup"_s, u"--lines"_s, u"5"_s});
         QCOMPARE(result.out, QByteArray("two\nthree\n"));
-        result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, u"4"_qs});
+        result = sandbox.runCli({u"logs"_s, u"Backup"_s, u"--lines"_s, u"4"_s});
         QCOMPARE(result.out, QByteArray("three\n"));
-        result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, u"3"_qs});
+        result = sandbox.runCli({u"logs"_s, u"Backup"_s, u"--lines"_s, u"3"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray()); // the last three pieces are blank
-        result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, u"0"_qs});
+        result = sandbox.runCli({u"logs"_s, u"Backup"_s, u"--lines"_s, u"0"_s});
         QCOMPARE(result.out, QByteArray());
-        result = sandbox.runCli({u"logs"_qs, u"--stderr"_qs, u"Backup"_qs});
+        result = sandbox.runCli({u"logs"_s, u"--stderr"_s, u"Backup"_s});
         QCOMPARE(result.out, QByteArray("warning: x\nerror: y\n"));
-        result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--stderr"_qs, u"--lines"_qs, u"2"_qs});
+        result = sandbox.runCli({u"logs"_s, u"Backup"_s, u"--stderr"_s, u"--lines"_s, u"2"_s});
         QCOMPARE(result.out, QByteArray("error: y\n"));
     }
 
@@ -194,27 +194,27 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         prepare(sandbox);
-        auto result = sandbox.runCli({u"logs"_qs, u"Report"_qs});
+        auto result = sandbox.runCli({u"logs"_s, u"Report"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray());
         Sandbox::writeFile(sandbox.logDir() + u"/5e6f7a8b.stdout.log", "caf\xE9\nfine\n");
-        result = sandbox.runCli({u"logs"_qs, u"Report"_qs});
+        result = sandbox.runCli({u"logs"_s, u"Report"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray());
         Sandbox::writeFile(sandbox.logDir() + u"/5e6f7a8b.stdout.log", "caf\xC3\xA9\n");
-        result = sandbox.runCli({u"logs"_qs, u"Report"_qs});
+        result = sandbox.runCli({u"logs"_s, u"Report"_s});
         QCOMPARE(result.out, QByteArray("caf\xC3\xA9\n"));
     }
 
     void logs_badLineCount_isUsageError_data()
     {
         QTest::addColumn<QString>("value");
-        QTest::newRow("negative") << u"-1"_qs;
-        QTest::newRow("word") << u"ten"_qs;
-        QTest::newRow("fraction") << u"1.5"_qs;
+        QTest::newRow("negative") << u"-1"_s;
+        QTest::newRow("word") << u"ten"_s;
+        QTest::newRow("fraction") << u"1.5"_s;
         QTest::newRow("empty") << QString();
-        QTest::newRow("plus") << u"+3"_qs;
-        QTest::newRow("too large") << u"99999999999"_qs;
+        QTest::newRow("plus") << u"+3"_s;
+        QTest::newRow("too large") << u"99999999999"_s;
     }
 
     void logs_badLineCount_isUsageError()
@@ -222,7 +222,7 @@ private Q_SLOTS:
         QFETCH(QString, value);
         Sandbox sandbox;
         prepare(sandbox);
-        const auto result = sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs, value});
+        const auto result = sandbox.runCli({u"logs"_s, u"Backup"_s, u"--lines"_s, value});
         QCOMPARE(result.exitCode, 2);
         QCOMPARE(result.out, QByteArray());
         QCOMPARE(result.err, QByteArray("moxley: --lines needs a non-negative integer, not '" + value.toUtf8() + "'\n" +
@@ -233,9 +233,9 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         prepare(sandbox);
-        QCOMPARE(sandbox.runCli({u"logs"_qs, u"Backup"_qs, u"--lines"_qs}).exitCode, 2);
-        QCOMPARE(sandbox.runCli({u"logs"_qs}).exitCode, 2);
-        const auto unknown = sandbox.runCli({u"logs"_qs, u"Nothing"_qs});
+        QCOMPARE(sandbox.runCli({u"logs"_s, u"Backup"_s, u"--lines"_s}).exitCode, 2);
+        QCOMPARE(sandbox.runCli({u"logs"_s}).exitCode, 2);
+        const auto unknown = sandbox.runCli({u"logs"_s, u"Nothing"_s});
         QCOMPARE(unknown.exitCode, 1);
         QCOMPARE(unknown.err, QByteArray("moxley: no task matches Nothing\n"));
     }
@@ -243,3 +243,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliHistoryLogsTest)
 #include "test_cli_history_logs.moc"
+
+using namespace Qt::StringLiterals;

@@ -44,10 +44,10 @@ struct Paths {
 Paths writeJobs(const Sandbox &sandbox)
 {
     const QString user = sandbox.launchAgentsDir();
-    const QString agents = sandbox.sysroot() + u"/Library/LaunchAgents"_qs;
-    const QString daemons = sandbox.sysroot() + u"/Library/LaunchDaemons"_qs;
-    Paths paths{user + u"/org.example.backup.plist"_qs, daemons + u"/com.example.daemon.plist"_qs,
-                daemons + u"/a.interval.plist"_qs, agents + u"/Com.moxley.task.backup.plist"_qs};
+    const QString agents = sandbox.sysroot() + u"/Library/LaunchAgents"_s;
+    const QString daemons = sandbox.sysroot() + u"/Library/LaunchDaemons"_s;
+    Paths paths{user + u"/org.example.backup.plist"_s, daemons + u"/com.example.daemon.plist"_s,
+                daemons + u"/a.interval.plist"_s, agents + u"/Com.moxley.task.backup.plist"_s};
     Sandbox::writeFile(paths.backup, xmlPlist("<key>Label</key><string>org.example.backup</string>\n"
                                               "<key>ProgramArguments</key><array><string>/usr/bin/rsync</string>"
                                               "<string>-a</string><string>/src dir</string></array>\n"
@@ -61,10 +61,10 @@ Paths writeJobs(const Sandbox &sandbox)
                                                 "<key>RunAtLoad</key><true/>\n"));
     Sandbox::writeFile(paths.own, binaryJob("Com.moxley.task.backup", "RunAtLoad"));
     // Left out: the app's own job, a file with the wrong extension, a file that is not a job.
-    Sandbox::writeFile(user + u"/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_qs,
+    Sandbox::writeFile(user + u"/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_s,
                        binaryJob("com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9", "RunAtLoad"));
-    Sandbox::writeFile(user + u"/x.PLIST"_qs, binaryJob("upper.case", "RunAtLoad"));
-    Sandbox::writeFile(agents + u"/notes.plist"_qs, "just some notes\n");
+    Sandbox::writeFile(user + u"/x.PLIST"_s, binaryJob("upper.case", "RunAtLoad"));
+    Sandbox::writeFile(agents + u"/notes.plist"_s, "just some notes\n");
     return paths;
 }
 
@@ -79,7 +79,7 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         writeJobs(sandbox);
-        const auto result = sandbox.runCli({u"jobs"_qs});
+        const auto result = sandbox.runCli({u"jobs"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.out, QByteArray("a.interval              Global Daemons  Every 30 sec\n"
@@ -92,7 +92,7 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         const Paths paths = writeJobs(sandbox);
-        const auto result = sandbox.runCli({u"jobs"_qs, u"--json"_qs});
+        const auto result = sandbox.runCli({u"jobs"_s, u"--json"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         QVERIFY(result.out.endsWith("]\n"));
@@ -101,19 +101,19 @@ private Q_SLOTS:
         QCOMPARE(error.error, QJsonParseError::NoError);
         const auto job = [](const QString &label, const QString &source, const QString &path, const QString &command,
                             const QString &schedule, bool disabled, bool runAtLoad, bool keepAlive) {
-            return QJsonObject{{u"label"_qs, label},         {u"source"_qs, source},
-                               {u"path"_qs, path},           {u"command"_qs, command},
-                               {u"schedule"_qs, schedule},   {u"disabled"_qs, disabled},
-                               {u"runAtLoad"_qs, runAtLoad}, {u"keepAlive"_qs, keepAlive}};
+            return QJsonObject{{u"label"_s, label},         {u"source"_s, source},
+                               {u"path"_s, path},           {u"command"_s, command},
+                               {u"schedule"_s, schedule},   {u"disabled"_s, disabled},
+                               {u"runAtLoad"_s, runAtLoad}, {u"keepAlive"_s, keepAlive}};
         };
         const QJsonArray expected{
-            job(u"a.interval"_qs, u"Global Daemons"_qs, paths.interval, u"(unknown)"_qs, u"Every 30 sec"_qs, false,
+            job(u"a.interval"_s, u"Global Daemons"_s, paths.interval, u"(unknown)"_s, u"Every 30 sec"_s, false,
                 true, false),
-            job(u"com.example.daemon"_qs, u"Global Daemons"_qs, paths.daemon, u"/usr/sbin/daemon"_qs, u"Keep alive"_qs,
+            job(u"com.example.daemon"_s, u"Global Daemons"_s, paths.daemon, u"/usr/sbin/daemon"_s, u"Keep alive"_s,
                 true, false, true),
-            job(u"Com.moxley.task.backup"_qs, u"Global Agents"_qs, paths.own, u"(unknown)"_qs, u"Run at load"_qs, false,
+            job(u"Com.moxley.task.backup"_s, u"Global Agents"_s, paths.own, u"(unknown)"_s, u"Run at load"_s, false,
                 true, false),
-            job(u"org.example.backup"_qs, u"User Agents"_qs, paths.backup, u"/usr/bin/rsync -a /src dir"_qs, u"3:15"_qs,
+            job(u"org.example.backup"_s, u"User Agents"_s, paths.backup, u"/usr/bin/rsync -a /src dir"_s, u"3:15"_s,
                 false, false, false)};
         QCOMPARE(document.array(), expected);
     }
@@ -121,10 +121,10 @@ private Q_SLOTS:
     void jobs_noneFound()
     {
         Sandbox sandbox;
-        auto result = sandbox.runCli({u"jobs"_qs});
+        auto result = sandbox.runCli({u"jobs"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray());
-        result = sandbox.runCli({u"jobs"_qs, u"--json"_qs});
+        result = sandbox.runCli({u"jobs"_s, u"--json"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("[]\n"));
     }
@@ -132,23 +132,23 @@ private Q_SLOTS:
     void jobs_readOnlyEvenWithABrokenTasksFile()
     {
         Sandbox sandbox;
-        const StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
+        const StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
         writeJobs(sandbox);
         sandbox.writeTasksFile("not json");
-        const auto result = sandbox.runCli({u"jobs"_qs});
+        const auto result = sandbox.runCli({u"jobs"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out.count('\n'), 4);
         QVERIFY(launchctl.calls().isEmpty());
         QCOMPARE(sandbox.readTasksFile(), QByteArray("not json"));
-        QVERIFY(QFile::exists(sandbox.launchAgentsDir() + u"/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_qs));
+        QVERIFY(QFile::exists(sandbox.launchAgentsDir() + u"/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_s));
     }
 
     void jobs_usageErrors()
     {
         Sandbox sandbox;
-        auto result = sandbox.runCli({u"jobs"_qs, u"extra"_qs});
+        auto result = sandbox.runCli({u"jobs"_s, u"extra"_s});
         QCOMPARE(result.exitCode, 2);
-        result = sandbox.runCli({u"jobs"_qs, u"--yaml"_qs});
+        result = sandbox.runCli({u"jobs"_s, u"--yaml"_s});
         QCOMPARE(result.exitCode, 2);
         QCOMPARE(result.err, QByteArray("moxley: unknown option 'yaml'\nTry 'moxley jobs --help' for more information.\n"));
     }
@@ -156,3 +156,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliJobsTest)
 #include "test_cli_jobs.moc"
+
+using namespace Qt::StringLiterals;

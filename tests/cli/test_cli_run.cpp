@@ -16,12 +16,12 @@ QByteArray tasksFile(const QString &command, bool useLoginShell, const QString &
 {
     const auto quoted = [](const QString &text) {
         QString escaped = text;
-        escaped.replace(u'\\', u"\\\\"_qs).replace(u'"', u"\\\""_qs).replace(u'\n', u"\\n"_qs);
+        escaped.replace(u'\\', u"\\\\"_s).replace(u'"', u"\\\""_s).replace(u'\n', u"\\n"_s);
         return QString(u'"' % escaped % u'"');
     };
     QString task = u"{\"id\": \"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9\", \"name\": \"Probe\", \"command\": " %
                    quoted(command) % u", \"useLoginShell\": " %
-                   (useLoginShell ? u"true"_qs : u"false"_qs) %
+                   (useLoginShell ? u"true"_s : u"false"_s) %
                    u", \"wakeBeforeRun\": false, \"schedule\": {\"daily\": {\"times\": [{\"hour\": 7, \"minute\": 0}]}}, "
                    u"\"isEnabled\": true, \"logs\": []";
     if (!workingDirectory.isEmpty()) {
@@ -62,10 +62,10 @@ private Q_SLOTS:
     void run_printsBothStreamsAndExitsWithTheCommandsStatus()
     {
         Sandbox sandbox;
-        const StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
-        sandbox.writeTasksFile(tasksFile(u"echo out; echo err >&2; echo 'caf\u00e9'; exit 3"_qs, false));
+        const StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
+        sandbox.writeTasksFile(tasksFile(u"echo out; echo err >&2; echo 'caf\u00e9'; exit 3"_s, false));
         const QMap<QString, QByteArray> before = snapshot(sandbox);
-        const auto result = sandbox.runCli({u"run"_qs, u"Probe"_qs});
+        const auto result = sandbox.runCli({u"run"_s, u"Probe"_s});
         QCOMPARE(result.exitCode, 3);
         QCOMPARE(result.out, QByteArray("out\nerr\ncaf\xc3\xa9\n"));
         QCOMPARE(result.err, QByteArray());
@@ -78,12 +78,12 @@ private Q_SLOTS:
     void run_byShortIdWithLoginShellFolderAndEnvFile()
     {
         Sandbox sandbox;
-        const QString folder = sandbox.root() + u"/it's here"_qs;
+        const QString folder = sandbox.root() + u"/it's here"_s;
         QVERIFY(QDir().mkpath(folder));
-        const QString envFile = sandbox.root() + u"/vars.env"_qs;
+        const QString envFile = sandbox.root() + u"/vars.env"_s;
         Sandbox::writeFile(envFile, "WHO='the env file'\n");
-        sandbox.writeTasksFile(tasksFile(u"pwd; echo \"$WHO\"; echo $ZSH_NAME >&2"_qs, true, folder, envFile));
-        const auto result = sandbox.runCli({u"run"_qs, u"0a1b2c3d"_qs});
+        sandbox.writeTasksFile(tasksFile(u"pwd; echo \"$WHO\"; echo $ZSH_NAME >&2"_s, true, folder, envFile));
+        const auto result = sandbox.runCli({u"run"_s, u"0a1b2c3d"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QString(QDir(folder).canonicalPath() % u"\nthe env file\nzsh\n").toUtf8());
         QCOMPARE(result.err, QByteArray());
@@ -92,8 +92,8 @@ private Q_SLOTS:
     void run_signalledCommandGives128PlusSignal()
     {
         Sandbox sandbox;
-        sandbox.writeTasksFile(tasksFile(u"echo before; kill -TERM $$; echo after"_qs, false));
-        const auto result = sandbox.runCli({u"run"_qs, u"Probe"_qs});
+        sandbox.writeTasksFile(tasksFile(u"echo before; kill -TERM $$; echo after"_s, false));
+        const auto result = sandbox.runCli({u"run"_s, u"Probe"_s});
         QCOMPARE(result.exitCode, 143);
         QCOMPARE(result.out, QByteArray("before\n"));
     }
@@ -101,10 +101,10 @@ private Q_SLOTS:
     void run_outputArrivesWhileTheCommandRuns()
     {
         Sandbox sandbox;
-        sandbox.writeTasksFile(tasksFile(u"echo first; sleep 3; echo second"_qs, false));
+        sandbox.writeTasksFile(tasksFile(u"echo first; sleep 3; echo second"_s, false));
         QProcess process;
         process.setProcessEnvironment(sandbox.environment());
-        process.start(QStringLiteral(MOXLEY_CLI_PATH), {u"run"_qs, u"Probe"_qs});
+        process.start(QStringLiteral(MOXLEY_CLI_PATH), {u"run"_s, u"Probe"_s});
         QVERIFY(process.waitForStarted(10000));
         QElapsedTimer timer;
         timer.start();
@@ -124,8 +124,8 @@ private Q_SLOTS:
     void run_unknownTaskFails()
     {
         Sandbox sandbox;
-        sandbox.writeTasksFile(tasksFile(u"echo never"_qs, false));
-        const auto result = sandbox.runCli({u"run"_qs, u"Nothing"_qs});
+        sandbox.writeTasksFile(tasksFile(u"echo never"_s, false));
+        const auto result = sandbox.runCli({u"run"_s, u"Nothing"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.out, QByteArray());
         QCOMPARE(result.err, QByteArray("moxley: no task matches Nothing\n"));
@@ -136,7 +136,7 @@ private Q_SLOTS:
         Sandbox sandbox;
         sandbox.writeTasksFile("{\"version\": 0, \"tasks\": []}");
         const QMap<QString, QByteArray> before = snapshot(sandbox);
-        const auto result = sandbox.runCli({u"run"_qs, u"Probe"_qs});
+        const auto result = sandbox.runCli({u"run"_s, u"Probe"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.out, QByteArray());
         QVERIFY2(result.err.startsWith("moxley: Failed to load tasks: "), result.err.constData());
@@ -146,12 +146,12 @@ private Q_SLOTS:
     void run_usageErrors()
     {
         Sandbox sandbox;
-        auto result = sandbox.runCli({u"run"_qs});
+        auto result = sandbox.runCli({u"run"_s});
         QCOMPARE(result.exitCode, 2);
         QVERIFY(result.err.contains("Try 'moxley run --help' for more information.\n"));
-        result = sandbox.runCli({u"run"_qs, u"a"_qs, u"b"_qs});
+        result = sandbox.runCli({u"run"_s, u"a"_s, u"b"_s});
         QCOMPARE(result.exitCode, 2);
-        result = sandbox.runCli({u"run"_qs, u"--help"_qs});
+        result = sandbox.runCli({u"run"_s, u"--help"_s});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(result.out.startsWith("Usage: moxley run TASK\n"));
     }
@@ -159,3 +159,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliRunTest)
 #include "test_cli_run.moc"
+
+using namespace Qt::StringLiterals;

@@ -45,12 +45,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("command");
         QTest::addColumn<QString>("query");
         QTest::addColumn<int>("index");
-        QTest::newRow("script, disabled, by short id") << u"script"_qs << u"0a1b2c3d"_qs << 0;
-        QTest::newRow("plist, disabled, by full id") << u"plist"_qs << u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_qs << 0;
-        QTest::newRow("script by name") << u"script"_qs << u"Report"_qs << 1;
-        QTest::newRow("plist by prefix") << u"plist"_qs << u"FEDC"_qs << 1;
-        QTest::newRow("plist, at load") << u"plist"_qs << u"At login"_qs << 2;
-        QTest::newRow("script, at load") << u"script"_qs << u"1111"_qs << 2;
+        QTest::newRow("script, disabled, by short id") << u"script"_s << u"0a1b2c3d"_s << 0;
+        QTest::newRow("plist, disabled, by full id") << u"plist"_s << u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_s << 0;
+        QTest::newRow("script by name") << u"script"_s << u"Report"_s << 1;
+        QTest::newRow("plist by prefix") << u"plist"_s << u"FEDC"_s << 1;
+        QTest::newRow("plist, at load") << u"plist"_s << u"At login"_s << 2;
+        QTest::newRow("script, at load") << u"script"_s << u"1111"_s << 2;
     }
 
     void printsGeneratedTextsByteForByte()
@@ -59,7 +59,7 @@ private Q_SLOTS:
         QFETCH(QString, query);
         QFETCH(int, index);
         Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
+        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
         sandbox.writeTasksFile(kTasks);
         const TaskMigration::ReadResult read = TaskMigration::read(kTasks);
         QVERIFY(read.ok());
@@ -82,13 +82,13 @@ private Q_SLOTS:
     void script_matchesTheInstalledFile()
     {
         Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
+        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
         sandbox.writeTasksFile(kTasks);
         const ScheduledTask task = TaskMigration::read(kTasks).tasks.at(0);
         const LaunchdService service;
         QCOMPARE(service.install(task), std::nullopt);
-        QCOMPARE(sandbox.runCli({u"script"_qs, u"Backup"_qs}).out, Sandbox::readFile(service.scriptPath(task)));
-        QCOMPARE(sandbox.runCli({u"plist"_qs, u"Backup"_qs}).out, Sandbox::readFile(service.plistPath(task)));
+        QCOMPARE(sandbox.runCli({u"script"_s, u"Backup"_s}).out, Sandbox::readFile(service.scriptPath(task)));
+        QCOMPARE(sandbox.runCli({u"plist"_s, u"Backup"_s}).out, Sandbox::readFile(service.plistPath(task)));
         // Spot checks that the text really is the task's, not merely equal to itself.
         const QByteArray script = Sandbox::readFile(service.scriptPath(task));
         QVERIFY(script.contains("cd '/Users/a/it'\\''s \"here\" $x'\n"));
@@ -101,8 +101,8 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kTasks);
-        for (const QString &command : {u"script"_qs, u"plist"_qs}) {
-            const auto result = sandbox.runCli({command, u"nope"_qs});
+        for (const QString &command : {u"script"_s, u"plist"_s}) {
+            const auto result = sandbox.runCli({command, u"nope"_s});
             QCOMPARE(result.exitCode, 1);
             QCOMPARE(result.out, QByteArray());
             QCOMPARE(result.err, QByteArray("moxley: no task matches nope\n"));
@@ -112,7 +112,7 @@ private Q_SLOTS:
     void missingArgument_isUsageError()
     {
         Sandbox sandbox;
-        for (const QString &command : {u"script"_qs, u"plist"_qs}) {
+        for (const QString &command : {u"script"_s, u"plist"_s}) {
             const auto result = sandbox.runCli({command});
             QCOMPARE(result.exitCode, 2);
             QCOMPARE(result.out, QByteArray());
@@ -124,7 +124,7 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(R"({"version": 0, "tasks": []})");
-        const auto result = sandbox.runCli({u"plist"_qs, u"Backup"_qs});
+        const auto result = sandbox.runCli({u"plist"_s, u"Backup"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.out, QByteArray());
         QCOMPARE(result.err, QByteArray("moxley: Failed to load tasks: Unknown tasks.json version: 0\n"));
@@ -133,13 +133,15 @@ private Q_SLOTS:
     void help_listsBothCommands()
     {
         Sandbox sandbox;
-        const auto result = sandbox.runCli({u"--help"_qs});
+        const auto result = sandbox.runCli({u"--help"_s});
         QVERIFY(result.out.contains("\n  script "));
         QVERIFY(result.out.contains("\n  plist "));
-        QVERIFY(sandbox.runCli({u"script"_qs, u"--help"_qs}).out.startsWith("Usage: moxley script TASK\n"));
-        QVERIFY(sandbox.runCli({u"plist"_qs, u"--help"_qs}).out.startsWith("Usage: moxley plist TASK\n"));
+        QVERIFY(sandbox.runCli({u"script"_s, u"--help"_s}).out.startsWith("Usage: moxley script TASK\n"));
+        QVERIFY(sandbox.runCli({u"plist"_s, u"--help"_s}).out.startsWith("Usage: moxley plist TASK\n"));
     }
 };
 
 QTEST_GUILESS_MAIN(CliScriptPlistTest)
 #include "test_cli_script_plist.moc"
+
+using namespace Qt::StringLiterals;

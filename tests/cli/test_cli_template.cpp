@@ -39,11 +39,11 @@ private Q_SLOTS:
     void shortcut_printsRunCommand()
     {
         Sandbox sandbox;
-        auto result = sandbox.runCli({u"template"_qs, u"shortcut"_qs, u"Morning Brief"_qs});
+        auto result = sandbox.runCli({u"template"_s, u"shortcut"_s, u"Morning Brief"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("shortcuts run 'Morning Brief'\n"));
         QCOMPARE(result.err, QByteArray());
-        result = sandbox.runCli({u"template"_qs, u"shortcut"_qs, u"Tom's backup"_qs});
+        result = sandbox.runCli({u"template"_s, u"shortcut"_s, u"Tom's backup"_s});
         QCOMPARE(result.out, QByteArray("shortcuts run 'Tom'\\''s backup'\n"));
     }
 
@@ -51,7 +51,7 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         const auto result =
-            sandbox.runCli({u"template"_qs, u"gmail"_qs, u"--from"_qs, u"me@gmail.com"_qs, u"--to"_qs, u"you@x.org"_qs});
+            sandbox.runCli({u"template"_s, u"gmail"_s, u"--from"_s, u"me@gmail.com"_s, u"--to"_s, u"you@x.org"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.out, linuxSnippet("me@gmail.com", "you@x.org", "Daily Reminder",
@@ -61,9 +61,9 @@ private Q_SLOTS:
     void gmail_givenSubjectAndBody_trimmedLikeTheApp()
     {
         Sandbox sandbox;
-        const auto result = sandbox.runCli({u"template"_qs, u"gmail"_qs, u"--from"_qs, u" me@gmail.com\t"_qs,
-                                            u"--to"_qs, u"you@x.org "_qs, u"--subject"_qs, u" Say \"hi\" "_qs,
-                                            u"--body"_qs, u"Line 1\nLine \"2\""_qs});
+        const auto result = sandbox.runCli({u"template"_s, u"gmail"_s, u"--from"_s, u" me@gmail.com\t"_s,
+                                            u"--to"_s, u"you@x.org "_s, u"--subject"_s, u" Say \"hi\" "_s,
+                                            u"--body"_s, u"Line 1\nLine \"2\""_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, linuxSnippet("me@gmail.com", "you@x.org", "Say \\\"hi\\\"", "Line 1\nLine \"2\""));
     }
@@ -71,8 +71,8 @@ private Q_SLOTS:
     void gmail_emptySubjectIsKept()
     {
         Sandbox sandbox;
-        const auto result = sandbox.runCli({u"template"_qs, u"gmail"_qs, u"--from"_qs, u"a@gmail.com"_qs, u"--to"_qs,
-                                            u"b@x.org"_qs, u"--subject"_qs, QString()});
+        const auto result = sandbox.runCli({u"template"_s, u"gmail"_s, u"--from"_s, u"a@gmail.com"_s, u"--to"_s,
+                                            u"b@x.org"_s, u"--subject"_s, QString()});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(result.out.contains("\nSubject: \nFrom: a@gmail.com\n"));
     }
@@ -81,17 +81,17 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         const QList<QStringList> cases{
-            {u"template"_qs},
-            {u"template"_qs, u"gmail"_qs, u"--to"_qs, u"b@x.org"_qs},
-            {u"template"_qs, u"gmail"_qs, u"--from"_qs, u"a@gmail.com"_qs},
-            {u"template"_qs, u"gmail"_qs, u"--from"_qs, u"  "_qs, u"--to"_qs, u"b@x.org"_qs},
-            {u"template"_qs, u"gmail"_qs, u"--from"_qs},
-            {u"template"_qs, u"gmail"_qs, u"extra"_qs, u"--from"_qs, u"a@gmail.com"_qs, u"--to"_qs, u"b@x.org"_qs},
-            {u"template"_qs, u"shortcut"_qs},
-            {u"template"_qs, u"shortcut"_qs, QString()},
-            {u"template"_qs, u"shortcut"_qs, u"X"_qs, u"--from"_qs, u"a@gmail.com"_qs},
-            {u"template"_qs, u"shortcut"_qs, u"X"_qs, u"Y"_qs},
-            {u"template"_qs, u"telegram"_qs},
+            {u"template"_s},
+            {u"template"_s, u"gmail"_s, u"--to"_s, u"b@x.org"_s},
+            {u"template"_s, u"gmail"_s, u"--from"_s, u"a@gmail.com"_s},
+            {u"template"_s, u"gmail"_s, u"--from"_s, u"  "_s, u"--to"_s, u"b@x.org"_s},
+            {u"template"_s, u"gmail"_s, u"--from"_s},
+            {u"template"_s, u"gmail"_s, u"extra"_s, u"--from"_s, u"a@gmail.com"_s, u"--to"_s, u"b@x.org"_s},
+            {u"template"_s, u"shortcut"_s},
+            {u"template"_s, u"shortcut"_s, QString()},
+            {u"template"_s, u"shortcut"_s, u"X"_s, u"--from"_s, u"a@gmail.com"_s},
+            {u"template"_s, u"shortcut"_s, u"X"_s, u"Y"_s},
+            {u"template"_s, u"telegram"_s},
         };
         for (const QStringList &arguments : cases) {
             const auto result = sandbox.runCli(arguments);
@@ -105,8 +105,8 @@ private Q_SLOTS:
     void readOnly_writesNothing()
     {
         Sandbox sandbox;
-        sandbox.runCli({u"template"_qs, u"shortcut"_qs, u"X"_qs});
-        sandbox.runCli({u"template"_qs, u"gmail"_qs, u"--from"_qs, u"a@gmail.com"_qs, u"--to"_qs, u"b@x.org"_qs});
+        sandbox.runCli({u"template"_s, u"shortcut"_s, u"X"_s});
+        sandbox.runCli({u"template"_s, u"gmail"_s, u"--from"_s, u"a@gmail.com"_s, u"--to"_s, u"b@x.org"_s});
         QVERIFY(!QFileInfo::exists(sandbox.dataDir()));
         QVERIFY(!QFileInfo::exists(sandbox.launchAgentsDir()));
     }
@@ -114,13 +114,15 @@ private Q_SLOTS:
     void help_namesBothTemplates()
     {
         Sandbox sandbox;
-        const auto result = sandbox.runCli({u"template"_qs, u"--help"_qs});
+        const auto result = sandbox.runCli({u"template"_s, u"--help"_s});
         QCOMPARE(result.exitCode, 0);
         QVERIFY(result.out.startsWith("Usage: moxley template shortcut NAME | template gmail --from ADDRESS"));
         QVERIFY(result.out.contains("--subject S"));
-        QVERIFY(sandbox.runCli({u"--help"_qs}).out.contains("\n  template"));
+        QVERIFY(sandbox.runCli({u"--help"_s}).out.contains("\n  template"));
     }
 };
 
 QTEST_GUILESS_MAIN(CliTemplateTest)
 #include "test_cli_template.moc"
+
+using namespace Qt::StringLiterals;

@@ -11,8 +11,8 @@ ScheduledTask makeTask(const QString &id)
 {
     ScheduledTask task;
     task.id = QUuid::fromString(id);
-    task.name = u"T"_qs;
-    task.command = u"true"_qs;
+    task.name = u"T"_s;
+    task.command = u"true"_s;
     return task;
 }
 
@@ -37,22 +37,22 @@ class JobNamesTest : public QObject
 private Q_SLOTS:
     void example_labelPlistScriptRuns()
     {
-        const LaunchdService service(u"/LA"_qs, u"/S"_qs, u"/L"_qs);
-        const ScheduledTask task = makeTask(u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_qs);
-        QCOMPARE(LaunchdService::jobLabel(task), u"com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
-        QCOMPARE(service.plistPath(task), u"/LA/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_qs);
-        QCOMPARE(service.scriptPath(task), u"/S/Moxley_0a1b2c3d.sh"_qs);
-        QCOMPARE(service.runsPath(task), u"/L/0a1b2c3d.runs"_qs);
-        QCOMPARE(service.stdoutLogPath(task), u"/L/0a1b2c3d.stdout.log"_qs);
-        QCOMPARE(service.stderrLogPath(task), u"/L/0a1b2c3d.stderr.log"_qs);
-        QCOMPARE(service.legacyScriptPath(task.id), u"/S/0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.sh"_qs);
+        const LaunchdService service(u"/LA"_s, u"/S"_s, u"/L"_s);
+        const ScheduledTask task = makeTask(u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_s);
+        QCOMPARE(LaunchdService::jobLabel(task), u"com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
+        QCOMPARE(service.plistPath(task), u"/LA/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_s);
+        QCOMPARE(service.scriptPath(task), u"/S/Moxley_0a1b2c3d.sh"_s);
+        QCOMPARE(service.runsPath(task), u"/L/0a1b2c3d.runs"_s);
+        QCOMPARE(service.stdoutLogPath(task), u"/L/0a1b2c3d.stdout.log"_s);
+        QCOMPARE(service.stderrLogPath(task), u"/L/0a1b2c3d.stderr.log"_s);
+        QCOMPARE(service.legacyScriptPath(task.id), u"/S/0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.sh"_s);
     }
 
     void sharedShortId_sameFileNamesDifferentLabels()
     {
-        const LaunchdService service(u"/LA"_qs, u"/S"_qs, u"/L"_qs);
-        const ScheduledTask a = makeTask(u"0A1B2C3D-0000-4000-8000-000000000001"_qs);
-        const ScheduledTask b = makeTask(u"0A1B2C3D-FFFF-4000-8000-000000000002"_qs);
+        const LaunchdService service(u"/LA"_s, u"/S"_s, u"/L"_s);
+        const ScheduledTask a = makeTask(u"0A1B2C3D-0000-4000-8000-000000000001"_s);
+        const ScheduledTask b = makeTask(u"0A1B2C3D-FFFF-4000-8000-000000000002"_s);
         QCOMPARE(service.scriptPath(a), service.scriptPath(b));
         QCOMPARE(service.runsPath(a), service.runsPath(b));
         QCOMPARE(service.stdoutLogPath(a), service.stdoutLogPath(b));
@@ -75,20 +75,22 @@ private Q_SLOTS:
     void allFoldersGiven_neverTouchesHome()
     {
         Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
-        const QString elsewhere = sandbox.root() + u"/elsewhere"_qs;
-        const LaunchdService service(elsewhere + u"/Agents"_qs, elsewhere + u"/Scripts"_qs, elsewhere + u"/Logs"_qs);
+        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
+        const QString elsewhere = sandbox.root() + u"/elsewhere"_s;
+        const LaunchdService service(elsewhere + u"/Agents"_s, elsewhere + u"/Scripts"_s, elsewhere + u"/Logs"_s);
         for (const QString &path : {service.launchAgentsDir(), service.scriptsDir(), service.logDir()}) {
             QVERIFY(!path.startsWith(sandbox.home()));
         }
-        const ScheduledTask task = makeTask(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
+        const ScheduledTask task = makeTask(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
         QCOMPARE(service.install(task), std::nullopt);
         service.removeOrphans({task.id});
         QCOMPARE(service.uninstall(task), std::nullopt);
         QCOMPARE(filesUnder(sandbox.home()), QStringList());
-        QVERIFY(QFileInfo(elsewhere + u"/Scripts"_qs).isDir());
+        QVERIFY(QFileInfo(elsewhere + u"/Scripts"_s).isDir());
     }
 };
 
 QTEST_GUILESS_MAIN(JobNamesTest)
 #include "test_job_names.moc"
+
+using namespace Qt::StringLiterals;

@@ -5,16 +5,16 @@
 
 namespace {
 
-const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
-const QString kLabel = u"com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs;
-const LaunchdService kService(u"/LA"_qs, u"/S"_qs, u"/L"_qs);
+const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
+const QString kLabel = u"com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s;
+const LaunchdService kService(u"/LA"_s, u"/S"_s, u"/L"_s);
 
 ScheduledTask makeTask(TaskSchedule schedule)
 {
     ScheduledTask task;
     task.id = kId;
-    task.name = u"Job"_qs;
-    task.command = u"true"_qs;
+    task.name = u"Job"_s;
+    task.command = u"true"_s;
     task.schedule = std::move(schedule);
     return task;
 }
@@ -57,25 +57,25 @@ QByteArray entry(std::optional<int> weekday, std::optional<int> day, int hour, i
 
 QVariantMap calendar(std::optional<int> weekday, std::optional<int> day, int hour, int minute)
 {
-    QVariantMap map{{u"Hour"_qs, qint64(hour)}, {u"Minute"_qs, qint64(minute)}};
+    QVariantMap map{{u"Hour"_s, qint64(hour)}, {u"Minute"_s, qint64(minute)}};
     if (weekday) {
-        map.insert(u"Weekday"_qs, qint64(*weekday));
+        map.insert(u"Weekday"_s, qint64(*weekday));
     }
     if (day) {
-        map.insert(u"Day"_qs, qint64(*day));
+        map.insert(u"Day"_s, qint64(*day));
     }
     return map;
 }
 
 // The whole job as launchd would read it, with `schedule` holding the schedule keys.
 QVariantMap job(const QVariantMap &schedule, bool runAtLoad = false,
-                const QString &script = u"/S/Moxley_0a1b2c3d.sh"_qs)
+                const QString &script = u"/S/Moxley_0a1b2c3d.sh"_s)
 {
-    QVariantMap map{{u"Label"_qs, kLabel},
-                    {u"ProgramArguments"_qs, QVariantList{script}},
-                    {u"StandardOutPath"_qs, u"/L/0a1b2c3d.stdout.log"_qs},
-                    {u"StandardErrorPath"_qs, u"/L/0a1b2c3d.stderr.log"_qs},
-                    {u"RunAtLoad"_qs, runAtLoad}};
+    QVariantMap map{{u"Label"_s, kLabel},
+                    {u"ProgramArguments"_s, QVariantList{script}},
+                    {u"StandardOutPath"_s, u"/L/0a1b2c3d.stdout.log"_s},
+                    {u"StandardErrorPath"_s, u"/L/0a1b2c3d.stderr.log"_s},
+                    {u"RunAtLoad"_s, runAtLoad}};
     map.insert(schedule);
     return map;
 }
@@ -112,7 +112,7 @@ private Q_SLOTS:
                                     tail(false);
         QCOMPARE(kService.plistText(task).toUtf8(), expected);
         QCOMPARE(parsed(kService.plistText(task)),
-                 job({{u"StartCalendarInterval"_qs, calendar(std::nullopt, std::nullopt, 9, 30)}}));
+                 job({{u"StartCalendarInterval"_s, calendar(std::nullopt, std::nullopt, 9, 30)}}));
     }
 
     void weekly_weekdaysOutermost_weekdayMinusOne()
@@ -143,14 +143,14 @@ private Q_SLOTS:
                                                   "    </dict>\n"));
         const QVariantList entries{calendar(1, std::nullopt, 8, 0), calendar(1, std::nullopt, 17, 15),
                                    calendar(5, std::nullopt, 8, 0), calendar(5, std::nullopt, 17, 15)};
-        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_qs, entries}}));
+        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_s, entries}}));
     }
 
     void weekly_sundayIsZeroSaturdaySix()
     {
         const ScheduledTask task = makeTask(TaskSchedule::weekly({1, 7}, {{6, 5}}));
         const QVariantList entries{calendar(0, std::nullopt, 6, 5), calendar(6, std::nullopt, 6, 5)};
-        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_qs, entries}}));
+        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_s, entries}}));
         QVERIFY(kService.plistText(task).contains(u"<key>Weekday</key>\n        <integer>0</integer>\n"));
         QVERIFY(kService.plistText(task).contains(u"<key>Weekday</key>\n        <integer>6</integer>\n"));
     }
@@ -162,7 +162,7 @@ private Q_SLOTS:
             kHead + "    <key>StartCalendarInterval</key>\n" + entry(3, std::nullopt, 12, 0) + '\n' + tail(false);
         QCOMPARE(kService.plistText(task).toUtf8(), expected);
         QCOMPARE(parsed(kService.plistText(task)),
-                 job({{u"StartCalendarInterval"_qs, calendar(3, std::nullopt, 12, 0)}}));
+                 job({{u"StartCalendarInterval"_s, calendar(3, std::nullopt, 12, 0)}}));
     }
 
     void interval_isSecondsAndNotAtLoad()
@@ -173,7 +173,7 @@ private Q_SLOTS:
                                     "    <integer>900</integer>\n" +
                                     tail(false);
         QCOMPARE(kService.plistText(task).toUtf8(), expected);
-        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartInterval"_qs, qint64(900)}}, false));
+        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartInterval"_s, qint64(900)}}, false));
     }
 
     void runAtLoad_emptyLineNoScheduleKeyAndTrue()
@@ -194,7 +194,7 @@ private Q_SLOTS:
                                     "    </array>\n" +
                                     tail(false);
         QCOMPARE(kService.plistText(task).toUtf8(), expected);
-        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_qs, QVariantList()}}));
+        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_s, QVariantList()}}));
     }
 
     void daily_timesInListOrder()
@@ -202,7 +202,7 @@ private Q_SLOTS:
         const ScheduledTask task = makeTask(TaskSchedule::daily({{18, 0}, {7, 45}}));
         const QVariantList entries{calendar(std::nullopt, std::nullopt, 18, 0),
                                    calendar(std::nullopt, std::nullopt, 7, 45)};
-        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_qs, entries}}));
+        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_s, entries}}));
     }
 
     void monthly_dayEntryPerTime()
@@ -213,14 +213,14 @@ private Q_SLOTS:
                                     "\n    </array>\n" + tail(false);
         QCOMPARE(kService.plistText(task).toUtf8(), expected);
         const QVariantList entries{calendar(std::nullopt, 15, 6, 0), calendar(std::nullopt, 15, 20, 30)};
-        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_qs, entries}}));
+        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_s, entries}}));
     }
 
     void monthly_oneTime_isOneDictionary()
     {
         const ScheduledTask task = makeTask(TaskSchedule::monthly(1, {{0, 5}}));
         QCOMPARE(parsed(kService.plistText(task)),
-                 job({{u"StartCalendarInterval"_qs, calendar(std::nullopt, 1, 0, 5)}}));
+                 job({{u"StartCalendarInterval"_s, calendar(std::nullopt, 1, 0, 5)}}));
     }
 
     void lastDay_oneTime_isArrayOfFourDays()
@@ -233,7 +233,7 @@ private Q_SLOTS:
         QCOMPARE(kService.plistText(task).toUtf8(), expected);
         const QVariantList entries{calendar(std::nullopt, 28, 23, 0), calendar(std::nullopt, 29, 23, 0),
                                    calendar(std::nullopt, 30, 23, 0), calendar(std::nullopt, 31, 23, 0)};
-        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_qs, entries}}));
+        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_s, entries}}));
     }
 
     void lastDay_twoTimes_dayOutermost()
@@ -243,7 +243,7 @@ private Q_SLOTS:
         for (int day = 28; day <= 31; ++day) {
             entries << calendar(std::nullopt, day, 8, 0) << calendar(std::nullopt, day, 20, 0);
         }
-        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_qs, entries}}));
+        QCOMPARE(parsed(kService.plistText(task)), job({{u"StartCalendarInterval"_s, entries}}));
     }
 
     void nthWeekday_weekdayEntriesWithoutWeek()
@@ -254,21 +254,21 @@ private Q_SLOTS:
         QCOMPARE(kService.plistText(oneTime).toUtf8(), expected);
         const ScheduledTask twoTimes = makeTask(TaskSchedule::monthlyNthWeekday(1, 7, {{9, 0}, {10, 0}}));
         const QVariantList entries{calendar(6, std::nullopt, 9, 0), calendar(6, std::nullopt, 10, 0)};
-        QCOMPARE(parsed(kService.plistText(twoTimes)), job({{u"StartCalendarInterval"_qs, entries}}));
+        QCOMPARE(parsed(kService.plistText(twoTimes)), job({{u"StartCalendarInterval"_s, entries}}));
     }
 
     void ampersandInScriptPath_escapedThereOnly()
     {
-        const LaunchdService service(u"/LA"_qs, u"/S&<\"'>"_qs, u"/L&s"_qs);
+        const LaunchdService service(u"/LA"_s, u"/S&<\"'>"_s, u"/L&s"_s);
         const ScheduledTask task = makeTask(TaskSchedule::interval(1));
         const QString text = service.plistText(task);
         QVERIFY(text.contains(u"        <string>/S&amp;&lt;&quot;&apos;&gt;/Moxley_0a1b2c3d.sh</string>\n"));
         QVERIFY(text.contains(u"    <string>/L&s/0a1b2c3d.stdout.log</string>\n"));
         QVERIFY(text.contains(u"    <string>/L&s/0a1b2c3d.stderr.log</string>\n"));
         // The script path round-trips through a real parser.
-        const LaunchdService parsable(u"/LA"_qs, u"/Tom & Jerry's <jobs>"_qs, u"/L"_qs);
+        const LaunchdService parsable(u"/LA"_s, u"/Tom & Jerry's <jobs>"_s, u"/L"_s);
         QCOMPARE(parsed(parsable.plistText(task)),
-                 job({{u"StartInterval"_qs, qint64(60)}}, false, u"/Tom & Jerry's <jobs>/Moxley_0a1b2c3d.sh"_qs));
+                 job({{u"StartInterval"_s, qint64(60)}}, false, u"/Tom & Jerry's <jobs>/Moxley_0a1b2c3d.sh"_s));
     }
 
     void text_hasNoFinalLineFeed()
@@ -280,3 +280,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(JobPropertyListTest)
 #include "test_job_property_list.moc"
+
+using namespace Qt::StringLiterals;

@@ -49,8 +49,8 @@ QByteArray arrayRootBytes()
     return result;
 }
 
-QString globalAgents(const Sandbox &sandbox) { return sandbox.sysroot() + u"/Library/LaunchAgents"_qs; }
-QString globalDaemons(const Sandbox &sandbox) { return sandbox.sysroot() + u"/Library/LaunchDaemons"_qs; }
+QString globalAgents(const Sandbox &sandbox) { return sandbox.sysroot() + u"/Library/LaunchAgents"_s; }
+QString globalDaemons(const Sandbox &sandbox) { return sandbox.sysroot() + u"/Library/LaunchDaemons"_s; }
 
 QStringList labels(const QList<LaunchdJob> &jobs)
 {
@@ -86,81 +86,81 @@ private Q_SLOTS:
         Sandbox sandbox;
         QVERIFY(LaunchdBrowser().scan().isEmpty());
         // One folder present, the others missing.
-        Sandbox::writeFile(globalDaemons(sandbox) + u"/d.plist"_qs, jobBytes("only.daemon", Form::xml));
+        Sandbox::writeFile(globalDaemons(sandbox) + u"/d.plist"_s, jobBytes("only.daemon", Form::xml));
         const QList<LaunchdJob> jobs = LaunchdBrowser().scan();
-        QCOMPARE(labels(jobs), QStringList{u"only.daemon"_qs});
+        QCOMPARE(labels(jobs), QStringList{u"only.daemon"_s});
         QCOMPARE(jobs.first().source, LaunchdJob::Source::globalDaemons);
     }
 
     void scan_readsAllThreeFoldersInBothForms()
     {
         Sandbox sandbox;
-        const QString user = sandbox.launchAgentsDir() + u"/org.user.job.plist"_qs;
-        const QString agent = globalAgents(sandbox) + u"/org.global.agent.plist"_qs;
-        const QString daemon = globalDaemons(sandbox) + u"/org.global.daemon.plist"_qs;
+        const QString user = sandbox.launchAgentsDir() + u"/org.user.job.plist"_s;
+        const QString agent = globalAgents(sandbox) + u"/org.global.agent.plist"_s;
+        const QString daemon = globalDaemons(sandbox) + u"/org.global.daemon.plist"_s;
         Sandbox::writeFile(user, jobBytes("org.user.job", Form::xml, "RunAtLoad"));
         Sandbox::writeFile(agent, jobBytes("org.global.agent", Form::binary, "KeepAlive"));
         Sandbox::writeFile(daemon, jobBytes("org.global.daemon", Form::binary));
         const QList<LaunchdJob> jobs = LaunchdBrowser().scan();
-        QCOMPARE(labels(jobs), (QStringList{u"org.global.agent"_qs, u"org.global.daemon"_qs, u"org.user.job"_qs}));
+        QCOMPARE(labels(jobs), (QStringList{u"org.global.agent"_s, u"org.global.daemon"_s, u"org.user.job"_s}));
         QCOMPARE(jobs.at(0).source, LaunchdJob::Source::globalAgents);
         QCOMPARE(jobs.at(0).id, agent);
-        QCOMPARE(jobs.at(0).scheduleSummary(), u"Keep alive"_qs);
+        QCOMPARE(jobs.at(0).scheduleSummary(), u"Keep alive"_s);
         QCOMPARE(jobs.at(1).source, LaunchdJob::Source::globalDaemons);
         QCOMPARE(jobs.at(1).id, daemon);
-        QCOMPARE(jobs.at(1).scheduleSummary(), u"Manual"_qs);
+        QCOMPARE(jobs.at(1).scheduleSummary(), u"Manual"_s);
         QCOMPARE(jobs.at(2).source, LaunchdJob::Source::userAgents);
         QCOMPARE(jobs.at(2).id, user);
         QCOMPARE(jobs.at(2).url, user);
-        QCOMPARE(jobs.at(2).scheduleSummary(), u"Run at load"_qs);
+        QCOMPARE(jobs.at(2).scheduleSummary(), u"Run at load"_s);
     }
 
     void scan_skipsWhatIsNotAJobFile()
     {
         Sandbox sandbox;
         const QString dir = sandbox.launchAgentsDir();
-        Sandbox::writeFile(dir + u"/good.plist"_qs, jobBytes("good", Form::xml));
-        Sandbox::writeFile(dir + u"/x.PLIST"_qs, jobBytes("upper.case.extension", Form::xml));
-        Sandbox::writeFile(dir + u"/y.Plist"_qs, jobBytes("mixed.case.extension", Form::binary));
-        Sandbox::writeFile(dir + u"/z.plist.bak"_qs, jobBytes("backup.copy", Form::xml));
-        Sandbox::writeFile(dir + u"/plist"_qs, jobBytes("no.extension", Form::xml));
-        Sandbox::writeFile(dir + u"/z.xml"_qs, jobBytes("other.extension", Form::xml));
-        Sandbox::writeFile(dir + u"/x.plist"_qs, arrayRootBytes());
-        Sandbox::writeFile(dir + u"/garbage.plist"_qs, "not a property list");
-        Sandbox::writeFile(dir + u"/empty.plist"_qs, {});
-        Sandbox::writeFile(dir + u"/nolabel.plist"_qs, jobBytes("", Form::xml).replace("<key>Label</key>", "<key>Name</key>"));
-        QVERIFY(QDir().mkpath(dir + u"/folder.plist"_qs));
-        Sandbox::writeFile(dir + u"/sub/nested.plist"_qs, jobBytes("nested.not.read", Form::xml));
-        Sandbox::writeFile(globalAgents(sandbox) + u"/.hidden.plist"_qs, jobBytes("hidden.file", Form::binary));
+        Sandbox::writeFile(dir + u"/good.plist"_s, jobBytes("good", Form::xml));
+        Sandbox::writeFile(dir + u"/x.PLIST"_s, jobBytes("upper.case.extension", Form::xml));
+        Sandbox::writeFile(dir + u"/y.Plist"_s, jobBytes("mixed.case.extension", Form::binary));
+        Sandbox::writeFile(dir + u"/z.plist.bak"_s, jobBytes("backup.copy", Form::xml));
+        Sandbox::writeFile(dir + u"/plist"_s, jobBytes("no.extension", Form::xml));
+        Sandbox::writeFile(dir + u"/z.xml"_s, jobBytes("other.extension", Form::xml));
+        Sandbox::writeFile(dir + u"/x.plist"_s, arrayRootBytes());
+        Sandbox::writeFile(dir + u"/garbage.plist"_s, "not a property list");
+        Sandbox::writeFile(dir + u"/empty.plist"_s, {});
+        Sandbox::writeFile(dir + u"/nolabel.plist"_s, jobBytes("", Form::xml).replace("<key>Label</key>", "<key>Name</key>"));
+        QVERIFY(QDir().mkpath(dir + u"/folder.plist"_s));
+        Sandbox::writeFile(dir + u"/sub/nested.plist"_s, jobBytes("nested.not.read", Form::xml));
+        Sandbox::writeFile(globalAgents(sandbox) + u"/.hidden.plist"_s, jobBytes("hidden.file", Form::binary));
         const QList<LaunchdJob> jobs = LaunchdBrowser().scan();
-        QCOMPARE(labels(jobs), (QStringList{u"good"_qs, u"hidden.file"_qs}));
+        QCOMPARE(labels(jobs), (QStringList{u"good"_s, u"hidden.file"_s}));
     }
 
     void scan_skipsUnreadableFile()
     {
         Sandbox sandbox;
         const QString dir = sandbox.launchAgentsDir();
-        Sandbox::writeFile(dir + u"/open.plist"_qs, jobBytes("open", Form::xml));
+        Sandbox::writeFile(dir + u"/open.plist"_s, jobBytes("open", Form::xml));
         // A link to nothing cannot be read, whoever runs the test.
-        QVERIFY(QFile::link(sandbox.root() + u"/nowhere.plist"_qs, dir + u"/dangling.plist"_qs));
+        QVERIFY(QFile::link(sandbox.root() + u"/nowhere.plist"_s, dir + u"/dangling.plist"_s));
         if (::geteuid() != 0) {
-            Sandbox::writeFile(dir + u"/locked.plist"_qs, jobBytes("locked", Form::xml), 0000);
+            Sandbox::writeFile(dir + u"/locked.plist"_s, jobBytes("locked", Form::xml), 0000);
         }
-        QCOMPARE(labels(LaunchdBrowser().scan()), QStringList{u"open"_qs});
+        QCOMPARE(labels(LaunchdBrowser().scan()), QStringList{u"open"_s});
     }
 
     void scan_leavesOutOwnJobsCaseSensitively()
     {
         Sandbox sandbox;
         const QString dir = sandbox.launchAgentsDir();
-        Sandbox::writeFile(dir + u"/1.plist"_qs, jobBytes("com.moxley.task.backup", Form::xml));
-        Sandbox::writeFile(dir + u"/2.plist"_qs, jobBytes("Com.moxley.task.backup", Form::xml));
-        Sandbox::writeFile(dir + u"/3.plist"_qs, jobBytes("com.moxley.", Form::binary));
-        Sandbox::writeFile(dir + u"/4.plist"_qs, jobBytes("com.moxley", Form::binary));
-        Sandbox::writeFile(dir + u"/5.plist"_qs, jobBytes("com.moxleyx.other", Form::binary));
-        Sandbox::writeFile(globalDaemons(sandbox) + u"/6.plist"_qs, jobBytes("com.moxley.helper", Form::xml));
+        Sandbox::writeFile(dir + u"/1.plist"_s, jobBytes("com.moxley.task.backup", Form::xml));
+        Sandbox::writeFile(dir + u"/2.plist"_s, jobBytes("Com.moxley.task.backup", Form::xml));
+        Sandbox::writeFile(dir + u"/3.plist"_s, jobBytes("com.moxley.", Form::binary));
+        Sandbox::writeFile(dir + u"/4.plist"_s, jobBytes("com.moxley", Form::binary));
+        Sandbox::writeFile(dir + u"/5.plist"_s, jobBytes("com.moxleyx.other", Form::binary));
+        Sandbox::writeFile(globalDaemons(sandbox) + u"/6.plist"_s, jobBytes("com.moxley.helper", Form::xml));
         const QList<LaunchdJob> jobs = LaunchdBrowser().scan();
-        QCOMPARE(labels(jobs), (QStringList{u"com.moxley"_qs, u"Com.moxley.task.backup"_qs, u"com.moxleyx.other"_qs}));
+        QCOMPARE(labels(jobs), (QStringList{u"com.moxley"_s, u"Com.moxley.task.backup"_s, u"com.moxleyx.other"_s}));
     }
 
     void scan_sortsCaseInsensitivelyKeepingScanOrder()
@@ -168,25 +168,25 @@ private Q_SLOTS:
         Sandbox sandbox;
         const QString dir = sandbox.launchAgentsDir();
         // Listed by file name: b, A, a.
-        Sandbox::writeFile(dir + u"/1.plist"_qs, jobBytes("b", Form::xml));
-        Sandbox::writeFile(dir + u"/2.plist"_qs, jobBytes("A", Form::binary));
-        Sandbox::writeFile(dir + u"/3.plist"_qs, jobBytes("a", Form::xml));
+        Sandbox::writeFile(dir + u"/1.plist"_s, jobBytes("b", Form::xml));
+        Sandbox::writeFile(dir + u"/2.plist"_s, jobBytes("A", Form::binary));
+        Sandbox::writeFile(dir + u"/3.plist"_s, jobBytes("a", Form::xml));
         const QList<LaunchdJob> jobs = LaunchdBrowser().scan();
-        QCOMPARE(labels(jobs), (QStringList{u"A"_qs, u"a"_qs, u"b"_qs}));
-        QCOMPARE(jobs.at(0).id, dir + u"/2.plist"_qs);
-        QCOMPARE(jobs.at(1).id, dir + u"/3.plist"_qs);
+        QCOMPARE(labels(jobs), (QStringList{u"A"_s, u"a"_s, u"b"_s}));
+        QCOMPARE(jobs.at(0).id, dir + u"/2.plist"_s);
+        QCOMPARE(jobs.at(1).id, dir + u"/3.plist"_s);
     }
 
     void scan_equalLabelsKeepFolderOrder()
     {
         Sandbox sandbox;
         // The daemon folder comes last in the scan, so its "A" stays after the user agent's "a".
-        Sandbox::writeFile(globalDaemons(sandbox) + u"/1.plist"_qs, jobBytes("A", Form::xml));
-        Sandbox::writeFile(globalAgents(sandbox) + u"/1.plist"_qs, jobBytes("B", Form::xml));
-        Sandbox::writeFile(sandbox.launchAgentsDir() + u"/9.plist"_qs, jobBytes("a", Form::xml));
-        Sandbox::writeFile(sandbox.launchAgentsDir() + u"/8.plist"_qs, jobBytes("c", Form::xml));
+        Sandbox::writeFile(globalDaemons(sandbox) + u"/1.plist"_s, jobBytes("A", Form::xml));
+        Sandbox::writeFile(globalAgents(sandbox) + u"/1.plist"_s, jobBytes("B", Form::xml));
+        Sandbox::writeFile(sandbox.launchAgentsDir() + u"/9.plist"_s, jobBytes("a", Form::xml));
+        Sandbox::writeFile(sandbox.launchAgentsDir() + u"/8.plist"_s, jobBytes("c", Form::xml));
         const QList<LaunchdJob> jobs = LaunchdBrowser().scan();
-        QCOMPARE(labels(jobs), (QStringList{u"a"_qs, u"A"_qs, u"B"_qs, u"c"_qs}));
+        QCOMPARE(labels(jobs), (QStringList{u"a"_s, u"A"_s, u"B"_s, u"c"_s}));
         QCOMPARE(jobs.at(0).source, LaunchdJob::Source::userAgents);
         QCOMPARE(jobs.at(1).source, LaunchdJob::Source::globalDaemons);
         QCOMPARE(jobs.at(2).source, LaunchdJob::Source::globalAgents);
@@ -197,9 +197,9 @@ private Q_SLOTS:
         Sandbox sandbox;
         const LaunchdBrowser browser;
         QVERIFY(browser.scan().isEmpty());
-        const QString path = sandbox.launchAgentsDir() + u"/later.plist"_qs;
+        const QString path = sandbox.launchAgentsDir() + u"/later.plist"_s;
         Sandbox::writeFile(path, jobBytes("later", Form::xml));
-        QCOMPARE(labels(browser.scan()), QStringList{u"later"_qs});
+        QCOMPARE(labels(browser.scan()), QStringList{u"later"_s});
         QVERIFY(QFile::remove(path));
         QVERIFY(browser.scan().isEmpty());
     }
@@ -207,3 +207,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(LaunchdBrowserTest)
 #include "test_launchd_browser.moc"
+
+using namespace Qt::StringLiterals;

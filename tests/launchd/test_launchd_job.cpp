@@ -96,9 +96,9 @@ private:
 private Q_SLOTS:
     void sourceTitles_areTheDisplayNames()
     {
-        QCOMPARE(LaunchdJob::sourceTitle(LaunchdJob::Source::userAgents), u"User Agents"_qs);
-        QCOMPARE(LaunchdJob::sourceTitle(LaunchdJob::Source::globalAgents), u"Global Agents"_qs);
-        QCOMPARE(LaunchdJob::sourceTitle(LaunchdJob::Source::globalDaemons), u"Global Daemons"_qs);
+        QCOMPARE(LaunchdJob::sourceTitle(LaunchdJob::Source::userAgents), u"User Agents"_s);
+        QCOMPARE(LaunchdJob::sourceTitle(LaunchdJob::Source::globalAgents), u"Global Agents"_s);
+        QCOMPARE(LaunchdJob::sourceTitle(LaunchdJob::Source::globalDaemons), u"Global Daemons"_s);
     }
 
     void summary_data()
@@ -106,37 +106,37 @@ private Q_SLOTS:
         using Calendar = QMap<QString, qint64>;
         QTest::addColumn<LaunchdJob>("job");
         QTest::addColumn<QString>("summary");
-        QTest::newRow("30 s") << jobWith(30, {}) << u"Every 30 sec"_qs;
-        QTest::newRow("59 s") << jobWith(59, {}) << u"Every 59 sec"_qs;
-        QTest::newRow("60 s") << jobWith(60, {}) << u"Every 1 min"_qs;
-        QTest::newRow("90 s") << jobWith(90, {}) << u"Every 1 min"_qs;
-        QTest::newRow("119 s") << jobWith(119, {}) << u"Every 1 min"_qs;
-        QTest::newRow("3600 s") << jobWith(3600, {}) << u"Every 60 min"_qs;
-        QTest::newRow("no grouping") << jobWith(6000000, {}) << u"Every 100000 min"_qs;
-        QTest::newRow("0 s") << jobWith(0, {}) << u"Every 0 sec"_qs;
-        QTest::newRow("interval beats run at load") << jobWith(300, {}, true, true) << u"Every 5 min"_qs;
+        QTest::newRow("30 s") << jobWith(30, {}) << u"Every 30 sec"_s;
+        QTest::newRow("59 s") << jobWith(59, {}) << u"Every 59 sec"_s;
+        QTest::newRow("60 s") << jobWith(60, {}) << u"Every 1 min"_s;
+        QTest::newRow("90 s") << jobWith(90, {}) << u"Every 1 min"_s;
+        QTest::newRow("119 s") << jobWith(119, {}) << u"Every 1 min"_s;
+        QTest::newRow("3600 s") << jobWith(3600, {}) << u"Every 60 min"_s;
+        QTest::newRow("no grouping") << jobWith(6000000, {}) << u"Every 100000 min"_s;
+        QTest::newRow("0 s") << jobWith(0, {}) << u"Every 0 sec"_s;
+        QTest::newRow("interval beats run at load") << jobWith(300, {}, true, true) << u"Every 5 min"_s;
         QTest::newRow("interval beats calendar")
-            << jobWith(120, Calendar{{u"Hour"_qs, 9}}) << u"Every 2 min"_qs;
+            << jobWith(120, Calendar{{u"Hour"_s, 9}}) << u"Every 2 min"_s;
         QTest::newRow("weekday 9:30")
-            << jobWith({}, Calendar{{u"Weekday"_qs, 1}, {u"Hour"_qs, 9}, {u"Minute"_qs, 30}}) << u"Weekday 1, 9:30"_qs;
-        QTest::newRow("6:05") << jobWith({}, Calendar{{u"Hour"_qs, 6}, {u"Minute"_qs, 5}}) << u"6:05"_qs;
+            << jobWith({}, Calendar{{u"Weekday"_s, 1}, {u"Hour"_s, 9}, {u"Minute"_s, 30}}) << u"Weekday 1, 9:30"_s;
+        QTest::newRow("6:05") << jobWith({}, Calendar{{u"Hour"_s, 6}, {u"Minute"_s, 5}}) << u"6:05"_s;
         QTest::newRow("day weekday time")
-            << jobWith({}, Calendar{{u"Minute"_qs, 30}, {u"Hour"_qs, 9}, {u"Weekday"_qs, 2}, {u"Day"_qs, 1}})
-            << u"Day 1, Weekday 2, 9:30"_qs;
-        QTest::newRow("hour only") << jobWith({}, Calendar{{u"Hour"_qs, 9}}) << u"9:00"_qs;
-        QTest::newRow("day only") << jobWith({}, Calendar{{u"Day"_qs, 15}}) << u"Day 15"_qs;
-        QTest::newRow("weekday 0 as stored") << jobWith({}, Calendar{{u"Weekday"_qs, 0}}) << u"Weekday 0"_qs;
-        QTest::newRow("minute only") << jobWith({}, Calendar{{u"Minute"_qs, 15}}) << u"Calendar interval"_qs;
-        QTest::newRow("month only") << jobWith({}, Calendar{{u"Month"_qs, 3}}) << u"Calendar interval"_qs;
+            << jobWith({}, Calendar{{u"Minute"_s, 30}, {u"Hour"_s, 9}, {u"Weekday"_s, 2}, {u"Day"_s, 1}})
+            << u"Day 1, Weekday 2, 9:30"_s;
+        QTest::newRow("hour only") << jobWith({}, Calendar{{u"Hour"_s, 9}}) << u"9:00"_s;
+        QTest::newRow("day only") << jobWith({}, Calendar{{u"Day"_s, 15}}) << u"Day 15"_s;
+        QTest::newRow("weekday 0 as stored") << jobWith({}, Calendar{{u"Weekday"_s, 0}}) << u"Weekday 0"_s;
+        QTest::newRow("minute only") << jobWith({}, Calendar{{u"Minute"_s, 15}}) << u"Calendar interval"_s;
+        QTest::newRow("month only") << jobWith({}, Calendar{{u"Month"_s, 3}}) << u"Calendar interval"_s;
         QTest::newRow("month not shown")
-            << jobWith({}, Calendar{{u"Month"_qs, 3}, {u"Day"_qs, 2}, {u"Hour"_qs, 23}, {u"Minute"_qs, 59}})
-            << u"Day 2, 23:59"_qs;
-        QTest::newRow("empty calendar") << jobWith({}, Calendar{}) << u"Calendar interval"_qs;
+            << jobWith({}, Calendar{{u"Month"_s, 3}, {u"Day"_s, 2}, {u"Hour"_s, 23}, {u"Minute"_s, 59}})
+            << u"Day 2, 23:59"_s;
+        QTest::newRow("empty calendar") << jobWith({}, Calendar{}) << u"Calendar interval"_s;
         QTest::newRow("calendar beats run at load")
-            << jobWith({}, Calendar{{u"Hour"_qs, 7}}, true) << u"7:00"_qs;
-        QTest::newRow("run at load") << jobWith({}, {}, true, true) << u"Run at load"_qs;
-        QTest::newRow("keep alive") << jobWith({}, {}, false, true) << u"Keep alive"_qs;
-        QTest::newRow("manual") << jobWith({}, {}) << u"Manual"_qs;
+            << jobWith({}, Calendar{{u"Hour"_s, 7}}, true) << u"7:00"_s;
+        QTest::newRow("run at load") << jobWith({}, {}, true, true) << u"Run at load"_s;
+        QTest::newRow("keep alive") << jobWith({}, {}, false, true) << u"Keep alive"_s;
+        QTest::newRow("manual") << jobWith({}, {}) << u"Manual"_s;
     }
 
     void summary()
@@ -149,11 +149,11 @@ private Q_SLOTS:
     void commandLine_argumentsThenProgramThenUnknown()
     {
         LaunchdJob job;
-        QCOMPARE(job.commandLine(), u"(unknown)"_qs);
-        job.program = u"/usr/bin/true"_qs;
-        QCOMPARE(job.commandLine(), u"/usr/bin/true"_qs);
-        job.programArguments = QStringList{u"/bin/echo"_qs, u"two words"_qs, u"x"_qs};
-        QCOMPARE(job.commandLine(), u"/bin/echo two words x"_qs);
+        QCOMPARE(job.commandLine(), u"(unknown)"_s);
+        job.program = u"/usr/bin/true"_s;
+        QCOMPARE(job.commandLine(), u"/usr/bin/true"_s);
+        job.programArguments = QStringList{u"/bin/echo"_s, u"two words"_s, u"x"_s};
+        QCOMPARE(job.commandLine(), u"/bin/echo two words x"_s);
     }
 
     void parse_everyField_data() { addForms(); }
@@ -162,7 +162,7 @@ private Q_SLOTS:
         QFETCH(Form, form);
         QTemporaryDir dir;
         const QString path = writePlist(
-            dir.filePath(u"org.example.full.plist"_qs),
+            dir.filePath(u"org.example.full.plist"_s),
             dict({{"Label", str("org.example.full")},
                   {"ProgramArguments", array({str("/bin/sh"), str("-c"), str("echo hi")})},
                   {"Program", str("/bin/sh")},
@@ -177,21 +177,21 @@ private Q_SLOTS:
         QVERIFY(job);
         QCOMPARE(job->id, path);
         QCOMPARE(job->url, path);
-        QCOMPARE(job->label, u"org.example.full"_qs);
+        QCOMPARE(job->label, u"org.example.full"_s);
         QCOMPARE(job->source, LaunchdJob::Source::globalDaemons);
-        QCOMPARE(job->programArguments, std::optional<QStringList>({u"/bin/sh"_qs, u"-c"_qs, u"echo hi"_qs}));
-        QCOMPARE(job->program, std::optional<QString>(u"/bin/sh"_qs));
+        QCOMPARE(job->programArguments, std::optional<QStringList>({u"/bin/sh"_s, u"-c"_s, u"echo hi"_s}));
+        QCOMPARE(job->program, std::optional<QString>(u"/bin/sh"_s));
         QVERIFY(!job->startInterval);
-        const QMap<QString, qint64> calendar{{u"Hour"_qs, 6}, {u"Minute"_qs, 5}, {u"Weekday"_qs, 3}};
+        const QMap<QString, qint64> calendar{{u"Hour"_s, 6}, {u"Minute"_s, 5}, {u"Weekday"_s, 3}};
         QCOMPARE(job->startCalendarInterval, std::optional(calendar));
-        QCOMPARE(job->standardOutPath, std::optional<QString>(u"/tmp/out.log"_qs));
-        QCOMPARE(job->standardErrorPath, std::optional<QString>(u"/tmp/err.log"_qs));
+        QCOMPARE(job->standardOutPath, std::optional<QString>(u"/tmp/out.log"_s));
+        QCOMPARE(job->standardErrorPath, std::optional<QString>(u"/tmp/err.log"_s));
         QVERIFY(job->disabled);
         QVERIFY(job->runAtLoad);
         QVERIFY(job->keepAlive);
-        QCOMPARE(job->scheduleSummary(), u"Weekday 3, 6:05"_qs);
-        QCOMPARE(job->commandLine(), u"/bin/sh -c echo hi"_qs);
-        QCOMPARE(job->raw.value(u"Label"_qs), QVariant(u"org.example.full"_qs));
+        QCOMPARE(job->scheduleSummary(), u"Weekday 3, 6:05"_s);
+        QCOMPARE(job->commandLine(), u"/bin/sh -c echo hi"_s);
+        QCOMPARE(job->raw.value(u"Label"_s), QVariant(u"org.example.full"_s));
         QCOMPARE(job->raw.size(), 9);
     }
 
@@ -200,7 +200,7 @@ private Q_SLOTS:
     {
         QFETCH(Form, form);
         QTemporaryDir dir;
-        const QString path = writePlist(dir.filePath(u"i.plist"_qs),
+        const QString path = writePlist(dir.filePath(u"i.plist"_s),
                                         dict({{"Label", str("i")}, {"StartInterval", integer(90)},
                                               {"RunAtLoad", boolean(true)}}),
                                         form);
@@ -208,10 +208,10 @@ private Q_SLOTS:
         QVERIFY(job);
         QCOMPARE(job->startInterval, std::optional<qint64>(90));
         QVERIFY(job->runAtLoad);
-        QCOMPARE(job->scheduleSummary(), u"Every 1 min"_qs);
+        QCOMPARE(job->scheduleSummary(), u"Every 1 min"_s);
         QVERIFY(!job->disabled);
         QVERIFY(!job->keepAlive);
-        QCOMPARE(job->commandLine(), u"(unknown)"_qs);
+        QCOMPARE(job->commandLine(), u"(unknown)"_s);
     }
 
     void parse_wrongTypesCountAsAbsent_data() { addForms(); }
@@ -220,7 +220,7 @@ private Q_SLOTS:
         QFETCH(Form, form);
         QTemporaryDir dir;
         const QString path = writePlist(
-            dir.filePath(u"w.plist"_qs),
+            dir.filePath(u"w.plist"_s),
             dict({{"Label", str("w")},
                   {"ProgramArguments", array({str("/bin/echo"), integer(3)})},
                   {"Program", integer(1)},
@@ -234,22 +234,22 @@ private Q_SLOTS:
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QCOMPARE(typedFieldsSet(*job), QStringList());
-        QCOMPARE(job->scheduleSummary(), u"Manual"_qs);
-        QCOMPARE(job->commandLine(), u"(unknown)"_qs);
+        QCOMPARE(job->scheduleSummary(), u"Manual"_s);
+        QCOMPARE(job->commandLine(), u"(unknown)"_s);
         // The raw view still shows what was there.
-        QCOMPARE(job->raw.value(u"Program"_qs), QVariant(qint64(1)));
-        QCOMPARE(job->raw.value(u"KeepAlive"_qs).toMap().value(u"SuccessfulExit"_qs), QVariant(false));
+        QCOMPARE(job->raw.value(u"Program"_s), QVariant(qint64(1)));
+        QCOMPARE(job->raw.value(u"KeepAlive"_s).toMap().value(u"SuccessfulExit"_s), QVariant(false));
     }
 
     void parse_realIntervalIsNotAnInteger()
     {
         QTemporaryDir dir;
         const QString path =
-            writePlist(dir.filePath(u"r.plist"_qs), dict({{"Label", str("r")}, {"StartInterval", real(60.0)}}), Form::xml);
+            writePlist(dir.filePath(u"r.plist"_s), dict({{"Label", str("r")}, {"StartInterval", real(60.0)}}), Form::xml);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QVERIFY(!job->startInterval);
-        QCOMPARE(job->scheduleSummary(), u"Manual"_qs);
+        QCOMPARE(job->scheduleSummary(), u"Manual"_s);
     }
 
     void parse_calendarKeepsOnlyIntegers_data() { addForms(); }
@@ -257,7 +257,7 @@ private Q_SLOTS:
     {
         QFETCH(Form, form);
         QTemporaryDir dir;
-        const QString path = writePlist(dir.filePath(u"c.plist"_qs),
+        const QString path = writePlist(dir.filePath(u"c.plist"_s),
                                         dict({{"Label", str("c")},
                                               {"StartCalendarInterval",
                                                dict({{"Hour", integer(9)}, {"Minute", str("30")}, {"Weekday", real(2.0)},
@@ -265,9 +265,9 @@ private Q_SLOTS:
                                         form);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
-        const QMap<QString, qint64> expected{{u"Hour"_qs, 9}, {u"Month"_qs, 4}};
+        const QMap<QString, qint64> expected{{u"Hour"_s, 9}, {u"Month"_s, 4}};
         QCOMPARE(job->startCalendarInterval, std::optional(expected));
-        QCOMPARE(job->scheduleSummary(), u"9:00"_qs);
+        QCOMPARE(job->scheduleSummary(), u"9:00"_s);
     }
 
     void parse_calendarArrayIsAbsent_data()
@@ -278,9 +278,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("summary");
         for (const Form form : {Form::xml, Form::binary}) {
             const char *name = form == Form::xml ? "xml" : "binary";
-            QTest::addRow("%s run at load", name) << form << true << true << u"Run at load"_qs;
-            QTest::addRow("%s keep alive", name) << form << false << true << u"Keep alive"_qs;
-            QTest::addRow("%s manual", name) << form << false << false << u"Manual"_qs;
+            QTest::addRow("%s run at load", name) << form << true << true << u"Run at load"_s;
+            QTest::addRow("%s keep alive", name) << form << false << true << u"Keep alive"_s;
+            QTest::addRow("%s manual", name) << form << false << false << u"Manual"_s;
         }
     }
     void parse_calendarArrayIsAbsent()
@@ -291,7 +291,7 @@ private Q_SLOTS:
         QFETCH(QString, summary);
         QTemporaryDir dir;
         const QString path = writePlist(
-            dir.filePath(u"a.plist"_qs),
+            dir.filePath(u"a.plist"_s),
             dict({{"Label", str("a")},
                   {"StartCalendarInterval", array({dict({{"Hour", integer(9)}}), dict({{"Hour", integer(17)}})})},
                   {"RunAtLoad", boolean(runAtLoad)},
@@ -306,12 +306,12 @@ private Q_SLOTS:
     void parse_emptyCalendarDictionary()
     {
         QTemporaryDir dir;
-        const QString path = writePlist(dir.filePath(u"e.plist"_qs),
+        const QString path = writePlist(dir.filePath(u"e.plist"_s),
                                         dict({{"Label", str("e")}, {"StartCalendarInterval", dict({})}}), Form::binary);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QCOMPARE(job->startCalendarInterval, std::optional(QMap<QString, qint64>{}));
-        QCOMPARE(job->scheduleSummary(), u"Calendar interval"_qs);
+        QCOMPARE(job->scheduleSummary(), u"Calendar interval"_s);
     }
 
     void parse_labelRequiredAsString_data() { addForms(); }
@@ -320,14 +320,14 @@ private Q_SLOTS:
         QFETCH(Form, form);
         QTemporaryDir dir;
         const QString missing =
-            writePlist(dir.filePath(u"m.plist"_qs), dict({{"Program", str("/bin/true")}, {"RunAtLoad", boolean(true)}}), form);
+            writePlist(dir.filePath(u"m.plist"_s), dict({{"Program", str("/bin/true")}, {"RunAtLoad", boolean(true)}}), form);
         QVERIFY(!LaunchdJob::fromFile(missing, LaunchdJob::Source::userAgents));
-        const QString number = writePlist(dir.filePath(u"n.plist"_qs), dict({{"Label", integer(5)}}), form);
+        const QString number = writePlist(dir.filePath(u"n.plist"_s), dict({{"Label", integer(5)}}), form);
         QVERIFY(!LaunchdJob::fromFile(number, LaunchdJob::Source::userAgents));
-        const QString list = writePlist(dir.filePath(u"l.plist"_qs), dict({{"Label", array({str("x")})}}), form);
+        const QString list = writePlist(dir.filePath(u"l.plist"_s), dict({{"Label", array({str("x")})}}), form);
         QVERIFY(!LaunchdJob::fromFile(list, LaunchdJob::Source::userAgents));
         // An empty text is still a string.
-        const QString empty = writePlist(dir.filePath(u"e.plist"_qs), dict({{"Label", str("")}}), form);
+        const QString empty = writePlist(dir.filePath(u"e.plist"_s), dict({{"Label", str("")}}), form);
         const auto job = LaunchdJob::fromFile(empty, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QCOMPARE(job->label, QString());
@@ -338,27 +338,27 @@ private Q_SLOTS:
     {
         QFETCH(Form, form);
         QTemporaryDir dir;
-        const QString list = writePlist(dir.filePath(u"a.plist"_qs), array({dict({{"Label", str("x")}})}), form);
+        const QString list = writePlist(dir.filePath(u"a.plist"_s), array({dict({{"Label", str("x")}})}), form);
         QVERIFY(!LaunchdJob::fromFile(list, LaunchdJob::Source::userAgents));
-        const QString text = writePlist(dir.filePath(u"s.plist"_qs), str("Label"), form);
+        const QString text = writePlist(dir.filePath(u"s.plist"_s), str("Label"), form);
         QVERIFY(!LaunchdJob::fromFile(text, LaunchdJob::Source::userAgents));
     }
 
     void parse_unreadableOrMalformedGivesNothing()
     {
         QTemporaryDir dir;
-        QVERIFY(!LaunchdJob::fromFile(dir.filePath(u"missing.plist"_qs), LaunchdJob::Source::userAgents));
-        const QString empty = dir.filePath(u"empty.plist"_qs);
+        QVERIFY(!LaunchdJob::fromFile(dir.filePath(u"missing.plist"_s), LaunchdJob::Source::userAgents));
+        const QString empty = dir.filePath(u"empty.plist"_s);
         Sandbox::writeFile(empty, {});
         QVERIFY(!LaunchdJob::fromFile(empty, LaunchdJob::Source::userAgents));
-        const QString garbage = dir.filePath(u"garbage.plist"_qs);
+        const QString garbage = dir.filePath(u"garbage.plist"_s);
         Sandbox::writeFile(garbage, "this is not a property list\n");
         QVERIFY(!LaunchdJob::fromFile(garbage, LaunchdJob::Source::userAgents));
-        const QString truncated = dir.filePath(u"truncated.plist"_qs);
+        const QString truncated = dir.filePath(u"truncated.plist"_s);
         const QByteArray whole = encode(dict({{"Label", str("t")}, {"Program", str("/bin/true")}}), Form::binary);
         Sandbox::writeFile(truncated, whole.left(whole.size() / 2));
         QVERIFY(!LaunchdJob::fromFile(truncated, LaunchdJob::Source::userAgents));
-        const QString brokenXml = dir.filePath(u"broken.plist"_qs);
+        const QString brokenXml = dir.filePath(u"broken.plist"_s);
         Sandbox::writeFile(brokenXml, "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Label</key><string>x");
         QVERIFY(!LaunchdJob::fromFile(brokenXml, LaunchdJob::Source::userAgents));
         QVERIFY(!LaunchdJob::fromFile(dir.path(), LaunchdJob::Source::userAgents));
@@ -368,7 +368,7 @@ private Q_SLOTS:
     {
         // The form a person or another tool writes, with comments, a doctype and negative numbers.
         QTemporaryDir dir;
-        const QString path = dir.filePath(u"h.plist"_qs);
+        const QString path = dir.filePath(u"h.plist"_s);
         Sandbox::writeFile(path,
                            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                            "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
@@ -385,9 +385,9 @@ private Q_SLOTS:
                            "</plist>\n");
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::globalAgents);
         QVERIFY(job);
-        QCOMPARE(job->label, u"org.example.café & more"_qs);
+        QCOMPARE(job->label, u"org.example.café & more"_s);
         QCOMPARE(job->startInterval, std::optional<qint64>(-5));
-        QCOMPARE(job->scheduleSummary(), u"Every -5 sec"_qs);
+        QCOMPARE(job->scheduleSummary(), u"Every -5 sec"_s);
     }
 
     void raw_holdsEveryValueKind_data() { addForms(); }
@@ -397,7 +397,7 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const QByteArray blob("\x00\x01\xfe\xff", 4);
         const QString path = writePlist(
-            dir.filePath(u"k.plist"_qs),
+            dir.filePath(u"k.plist"_s),
             dict({{"Label", str("kinds")},
                   {"Text", str("héllo")},
                   {"Number", integer(42)},
@@ -414,24 +414,24 @@ private Q_SLOTS:
         QVERIFY(job);
         const QVariantMap &raw = job->raw;
         QCOMPARE(raw.size(), 11);
-        QCOMPARE(raw.value(u"Text"_qs), QVariant(u"héllo"_qs));
-        QCOMPARE(raw.value(u"Number"_qs), QVariant(qint64(42)));
-        QCOMPARE(raw.value(u"Negative"_qs), QVariant(qint64(-7)));
-        QCOMPARE(raw.value(u"Real"_qs), QVariant(2.5));
-        QCOMPARE(raw.value(u"Yes"_qs), QVariant(true));
-        QCOMPARE(raw.value(u"No"_qs), QVariant(false));
-        QCOMPARE(raw.value(u"When"_qs).toDateTime(), QDateTime(QDate(2001, 1, 2), QTime(0, 0), QTimeZone::utc()));
-        QCOMPARE(raw.value(u"Blob"_qs), QVariant(blob));
-        const QVariantList list{QVariant(u"a"_qs), QVariant(qint64(1)), QVariant(QVariantList{})};
-        QCOMPARE(raw.value(u"List"_qs), QVariant(list));
-        QCOMPARE(raw.value(u"Nested"_qs).toMap().value(u"Inner"_qs).toMap().value(u"Deep"_qs), QVariant(true));
+        QCOMPARE(raw.value(u"Text"_s), QVariant(u"héllo"_s));
+        QCOMPARE(raw.value(u"Number"_s), QVariant(qint64(42)));
+        QCOMPARE(raw.value(u"Negative"_s), QVariant(qint64(-7)));
+        QCOMPARE(raw.value(u"Real"_s), QVariant(2.5));
+        QCOMPARE(raw.value(u"Yes"_s), QVariant(true));
+        QCOMPARE(raw.value(u"No"_s), QVariant(false));
+        QCOMPARE(raw.value(u"When"_s).toDateTime(), QDateTime(QDate(2001, 1, 2), QTime(0, 0), QTimeZone::utc()));
+        QCOMPARE(raw.value(u"Blob"_s), QVariant(blob));
+        const QVariantList list{QVariant(u"a"_s), QVariant(qint64(1)), QVariant(QVariantList{})};
+        QCOMPARE(raw.value(u"List"_s), QVariant(list));
+        QCOMPARE(raw.value(u"Nested"_s).toMap().value(u"Inner"_s).toMap().value(u"Deep"_s), QVariant(true));
     }
 
     void rawXml_roundTripsThroughTheParser()
     {
         QTemporaryDir dir;
         const QString path = writePlist(
-            dir.filePath(u"k.plist"_qs),
+            dir.filePath(u"k.plist"_s),
             dict({{"Label", str("round <&> trip")},
                   {"Number", integer(-42)},
                   {"Real", real(0.25)},
@@ -445,31 +445,33 @@ private Q_SLOTS:
         QVERIFY(job);
         const std::optional<QString> xml = LaunchdBrowser::rawXml(job->raw);
         QVERIFY(xml);
-        QVERIFY(xml->startsWith(u"<?xml"_qs));
-        QVERIFY(xml->contains(u"<key>Label</key>"_qs));
-        QVERIFY(xml->contains(u"round &lt;&amp;&gt; trip"_qs));
-        QVERIFY(xml->contains(u"<integer>-42</integer>"_qs));
-        QVERIFY(xml->contains(u"<string>é</string>"_qs));
+        QVERIFY(xml->startsWith(u"<?xml"_s));
+        QVERIFY(xml->contains(u"<key>Label</key>"_s));
+        QVERIFY(xml->contains(u"round &lt;&amp;&gt; trip"_s));
+        QVERIFY(xml->contains(u"<integer>-42</integer>"_s));
+        QVERIFY(xml->contains(u"<string>é</string>"_s));
         QVERIFY(!xml->contains(QChar(0)));
         const auto again = LaunchdJob::fromData(xml->toUtf8(), path, LaunchdJob::Source::userAgents);
         QVERIFY(again);
         QCOMPARE(again->raw, job->raw);
         QCOMPARE(again->label, job->label);
-        QCOMPARE(again->scheduleSummary(), u"9:00"_qs);
+        QCOMPARE(again->scheduleSummary(), u"9:00"_s);
     }
 
     void rawXml_valueWithoutPlistFormGivesNothing()
     {
-        QVERIFY(LaunchdBrowser::rawXml({{u"Label"_qs, u"x"_qs}}));
-        QVERIFY(!LaunchdBrowser::rawXml({{u"Label"_qs, u"x"_qs}, {u"Null"_qs, QVariant()}}));
-        QVERIFY(!LaunchdBrowser::rawXml({{u"Point"_qs, QPoint(1, 2)}}));
-        QVERIFY(!LaunchdBrowser::rawXml({{u"Deep"_qs, QVariantList{QVariantMap{{u"P"_qs, QPoint(1, 2)}}}}}));
-        QVERIFY(!LaunchdBrowser::rawXml({{u"Bad date"_qs, QDateTime()}}));
+        QVERIFY(LaunchdBrowser::rawXml({{u"Label"_s, u"x"_s}}));
+        QVERIFY(!LaunchdBrowser::rawXml({{u"Label"_s, u"x"_s}, {u"Null"_s, QVariant()}}));
+        QVERIFY(!LaunchdBrowser::rawXml({{u"Point"_s, QPoint(1, 2)}}));
+        QVERIFY(!LaunchdBrowser::rawXml({{u"Deep"_s, QVariantList{QVariantMap{{u"P"_s, QPoint(1, 2)}}}}}));
+        QVERIFY(!LaunchdBrowser::rawXml({{u"Bad date"_s, QDateTime()}}));
         QVERIFY(!LaunchdBrowser::rawXml(
-            {{u"Far date"_qs, QDateTime(QDate(2200, 1, 1), QTime(0, 0), QTimeZone::utc())}}));
-        QVERIFY(!LaunchdBrowser::rawXml({{u"Huge"_qs, QVariant(qulonglong(1) << 63)}}));
+            {{u"Far date"_s, QDateTime(QDate(2200, 1, 1), QTime(0, 0), QTimeZone::utc())}}));
+        QVERIFY(!LaunchdBrowser::rawXml({{u"Huge"_s, QVariant(qulonglong(1) << 63)}}));
     }
 };
 
 QTEST_GUILESS_MAIN(LaunchdJobTest)
 #include "test_launchd_job.moc"
+
+using namespace Qt::StringLiterals;

@@ -12,26 +12,26 @@ QStringList expectedLines(const QString &from, const QString &to, const QString 
                           const QString &passwordLookup)
 {
     return {
-        u"_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \"smtps://smtp.gmail.com:465\" \\"_qs,
+        u"_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \"smtps://smtp.gmail.com:465\" \\"_s,
         u"  --user \"" % from % u":$(" % passwordLookup % u")\" \\",
         u"  --mail-from \"" % from % u"\" \\",
         u"  --mail-rcpt \"" % to % u"\" \\",
-        u"  -T - <<'MOXLEYMAIL'"_qs,
+        u"  -T - <<'MOXLEYMAIL'"_s,
         u"Subject: " % subject,
         u"From: " % from,
         u"To: " % to,
-        u"Content-Type: text/plain; charset=UTF-8"_qs,
+        u"Content-Type: text/plain; charset=UTF-8"_s,
         QString(),
         body,
-        u"MOXLEYMAIL"_qs,
-        u")"_qs,
+        u"MOXLEYMAIL"_s,
+        u")"_s,
         QString(),
-        u"if [ $? -eq 0 ]; then"_qs,
+        u"if [ $? -eq 0 ]; then"_s,
         u"  echo \"[$_smtp_code] Email sent to " % to % u"\"",
-        u"else"_qs,
-        u"  echo \"Failed to send email\" >&2"_qs,
-        u"  exit 1"_qs,
-        u"fi"_qs,
+        u"else"_s,
+        u"  echo \"Failed to send email\" >&2"_s,
+        u"  exit 1"_s,
+        u"fi"_s,
     };
 }
 
@@ -53,24 +53,24 @@ struct FakeMailTools {
     QString curlArgs;
 
     explicit FakeMailTools(const Sandbox &sandbox, int curlStatus = 0, const QByteArray &password = "s3cret pw")
-        : bin(sandbox.root() + u"/mailbin"_qs),
-          curlStdin(sandbox.root() + u"/curl.stdin"_qs),
-          curlArgs(sandbox.root() + u"/curl.args"_qs)
+        : bin(sandbox.root() + u"/mailbin"_s),
+          curlStdin(sandbox.root() + u"/curl.stdin"_s),
+          curlArgs(sandbox.root() + u"/curl.args"_s)
     {
-        Sandbox::writeFile(bin + u"/curl"_qs,
+        Sandbox::writeFile(bin + u"/curl"_s,
                            QByteArray("#!/bin/bash\nprintf '%s\\n' \"$@\" > '") + curlArgs.toUtf8()
                                + "'\ncat > '" + curlStdin.toUtf8() + "'\nprintf 250\nexit "
                                + QByteArray::number(curlStatus) + "\n",
                            0755);
         const QByteArray answer = "#!/bin/bash\nprintf '%s\\n' '" + password + "'\n";
-        Sandbox::writeFile(bin + u"/security"_qs, answer, 0755);
-        Sandbox::writeFile(bin + u"/secret-tool"_qs, answer, 0755);
+        Sandbox::writeFile(bin + u"/security"_s, answer, 0755);
+        Sandbox::writeFile(bin + u"/secret-tool"_s, answer, 0755);
     }
 
     Sandbox::Result run(const Sandbox &sandbox, const QString &snippet) const
     {
         const QString script = u"PATH='" % bin % u"':\"$PATH\"\n" % snippet % u'\n';
-        return sandbox.run(u"/bin/bash"_qs, {u"-c"_qs, script});
+        return sandbox.run(u"/bin/bash"_s, {u"-c"_s, script});
     }
 };
 
@@ -84,27 +84,27 @@ private Q_SLOTS:
     void macOS_linesExactly()
     {
         const QString snippet = MailSnippet::build(
-            {u"me@gmail.com"_qs, u"you@example.com"_qs, u"Daily Reminder"_qs, u"Hello there."_qs}, Platform::macOS);
+            {u"me@gmail.com"_s, u"you@example.com"_s, u"Daily Reminder"_s, u"Hello there."_s}, Platform::macOS);
         compareLines(snippet,
-                     expectedLines(u"me@gmail.com"_qs, u"you@example.com"_qs, u"Daily Reminder"_qs, u"Hello there."_qs,
-                                   u"security find-generic-password -s com.moxley.gmail -a me@gmail.com -w"_qs));
+                     expectedLines(u"me@gmail.com"_s, u"you@example.com"_s, u"Daily Reminder"_s, u"Hello there."_s,
+                                   u"security find-generic-password -s com.moxley.gmail -a me@gmail.com -w"_s));
         QVERIFY(!snippet.endsWith(u'\n'));
     }
 
     void linux_linesExactly()
     {
         const QString snippet = MailSnippet::build(
-            {u"me@gmail.com"_qs, u"you@example.com"_qs, u"Daily Reminder"_qs, u"Hello there."_qs},
+            {u"me@gmail.com"_s, u"you@example.com"_s, u"Daily Reminder"_s, u"Hello there."_s},
             Platform::linuxDesktop);
         compareLines(snippet,
-                     expectedLines(u"me@gmail.com"_qs, u"you@example.com"_qs, u"Daily Reminder"_qs, u"Hello there."_qs,
-                                   u"secret-tool lookup service com.moxley.gmail account me@gmail.com"_qs));
+                     expectedLines(u"me@gmail.com"_s, u"you@example.com"_s, u"Daily Reminder"_s, u"Hello there."_s,
+                                   u"secret-tool lookup service com.moxley.gmail account me@gmail.com"_s));
         QVERIFY(!snippet.endsWith(u'\n'));
     }
 
     void platforms_differOnlyInPasswordLine()
     {
-        const MailSnippet::Message message{u"a@gmail.com"_qs, u"b@x.org"_qs, u"S"_qs, u"B"_qs};
+        const MailSnippet::Message message{u"a@gmail.com"_s, u"b@x.org"_s, u"S"_s, u"B"_s};
         const QStringList mac = MailSnippet::build(message, Platform::macOS).split(u'\n');
         const QStringList onLinux = MailSnippet::build(message, Platform::linuxDesktop).split(u'\n');
         QCOMPARE(mac.size(), onLinux.size());
@@ -116,44 +116,44 @@ private Q_SLOTS:
     void subjectQuote_escapedOnce_bodyAndAddressesUnchanged()
     {
         const QString snippet =
-            MailSnippet::build({u"\"me\"@gmail.com"_qs, u"\"you\"@x.org"_qs, u"Say \"hi\" now"_qs,
-                                u"Body with \"quotes\" and $HOME"_qs},
+            MailSnippet::build({u"\"me\"@gmail.com"_s, u"\"you\"@x.org"_s, u"Say \"hi\" now"_s,
+                                u"Body with \"quotes\" and $HOME"_s},
                                Platform::macOS);
         const QStringList lines = snippet.split(u'\n');
-        QCOMPARE(lines.at(5), u"Subject: Say \\\"hi\\\" now"_qs);
-        QCOMPARE(lines.at(6), u"From: \"me\"@gmail.com"_qs);
-        QCOMPARE(lines.at(7), u"To: \"you\"@x.org"_qs);
-        QCOMPARE(lines.at(10), u"Body with \"quotes\" and $HOME"_qs);
-        QCOMPARE(lines.at(2), u"  --mail-from \"\"me\"@gmail.com\" \\"_qs);
+        QCOMPARE(lines.at(5), u"Subject: Say \\\"hi\\\" now"_s);
+        QCOMPARE(lines.at(6), u"From: \"me\"@gmail.com"_s);
+        QCOMPARE(lines.at(7), u"To: \"you\"@x.org"_s);
+        QCOMPARE(lines.at(10), u"Body with \"quotes\" and $HOME"_s);
+        QCOMPARE(lines.at(2), u"  --mail-from \"\"me\"@gmail.com\" \\"_s);
     }
 
     void multiLineBody_keptAsTyped()
     {
         const QString snippet =
-            MailSnippet::build({u"a@gmail.com"_qs, u"b@x.org"_qs, u"S"_qs, u"line one\n\n  line three"_qs},
+            MailSnippet::build({u"a@gmail.com"_s, u"b@x.org"_s, u"S"_s, u"line one\n\n  line three"_s},
                                Platform::linuxDesktop);
-        QVERIFY(snippet.contains(u"charset=UTF-8\n\nline one\n\n  line three\nMOXLEYMAIL\n)"_qs));
+        QVERIFY(snippet.contains(u"charset=UTF-8\n\nline one\n\n  line three\nMOXLEYMAIL\n)"_s));
     }
 
     void defaultsAndSuggestedName()
     {
-        QCOMPARE(MailSnippet::defaultSubject(), u"Daily Reminder"_qs);
-        QCOMPARE(MailSnippet::defaultBody(), u"Don't forget to check the report."_qs);
-        QCOMPARE(MailSnippet::suggestedTaskName(u" \tWeekly report\t "_qs), u"Email: Weekly report"_qs);
-        QCOMPARE(MailSnippet::suggestedTaskName(QString()), u"Email: "_qs);
+        QCOMPARE(MailSnippet::defaultSubject(), u"Daily Reminder"_s);
+        QCOMPARE(MailSnippet::defaultBody(), u"Don't forget to check the report."_s);
+        QCOMPARE(MailSnippet::suggestedTaskName(u" \tWeekly report\t "_s), u"Email: Weekly report"_s);
+        QCOMPARE(MailSnippet::suggestedTaskName(QString()), u"Email: "_s);
     }
 
     void trimming_onlyBlanksAndTabs()
     {
-        QCOMPARE(MailSnippet::trimBlanks(u" \t a b \t "_qs), u"a b"_qs);
-        QCOMPARE(MailSnippet::trimBlanks(u"\nx\n"_qs), u"\nx\n"_qs);
-        QCOMPARE(MailSnippet::trimBlanks(u" \t "_qs), QString());
+        QCOMPARE(MailSnippet::trimBlanks(u" \t a b \t "_s), u"a b"_s);
+        QCOMPARE(MailSnippet::trimBlanks(u"\nx\n"_s), u"\nx\n"_s);
+        QCOMPARE(MailSnippet::trimBlanks(u" \t "_s), QString());
         const MailSnippet::Message trimmed =
-            MailSnippet::Message{u" a@gmail.com "_qs, u"\tb@x.org"_qs, u" S "_qs, u" B\t"_qs}.trimmed();
-        QCOMPARE(trimmed.from, u"a@gmail.com"_qs);
-        QCOMPARE(trimmed.to, u"b@x.org"_qs);
-        QCOMPARE(trimmed.subject, u"S"_qs);
-        QCOMPARE(trimmed.body, u"B"_qs);
+            MailSnippet::Message{u" a@gmail.com "_s, u"\tb@x.org"_s, u" S "_s, u" B\t"_s}.trimmed();
+        QCOMPARE(trimmed.from, u"a@gmail.com"_s);
+        QCOMPARE(trimmed.to, u"b@x.org"_s);
+        QCOMPARE(trimmed.subject, u"S"_s);
+        QCOMPARE(trimmed.body, u"B"_s);
     }
 
     // The snippet as bash runs it: curl gets the message on standard input, the password from the
@@ -170,7 +170,7 @@ private Q_SLOTS:
         Sandbox sandbox;
         const FakeMailTools tools(sandbox);
         const QString snippet = MailSnippet::build(
-            {u"me@gmail.com"_qs, u"you@example.com"_qs, u"It's \"done\""_qs, u"Costs $5 `now`\nBye"_qs},
+            {u"me@gmail.com"_s, u"you@example.com"_s, u"It's \"done\""_s, u"Costs $5 `now`\nBye"_s},
             Platform(platform));
         const auto result = tools.run(sandbox, snippet);
         QCOMPARE(result.exitCode, 0);
@@ -192,7 +192,7 @@ private Q_SLOTS:
         Sandbox sandbox;
         const FakeMailTools tools(sandbox, 67);
         const auto result = tools.run(
-            sandbox, MailSnippet::build({u"me@gmail.com"_qs, u"you@x.org"_qs, u"S"_qs, u"B"_qs}, Platform::macOS));
+            sandbox, MailSnippet::build({u"me@gmail.com"_s, u"you@x.org"_s, u"S"_s, u"B"_s}, Platform::macOS));
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.out, QByteArray());
         QCOMPARE(result.err, QByteArray("Failed to send email\n"));
@@ -203,8 +203,8 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         const FakeMailTools tools(sandbox);
-        const auto result = tools.run(sandbox, MailSnippet::build({u"me@gmail.com"_qs, u"you@x.org"_qs, u"S"_qs,
-                                                                    u"first\nMOXLEYMAIL\nsecond"_qs},
+        const auto result = tools.run(sandbox, MailSnippet::build({u"me@gmail.com"_s, u"you@x.org"_s, u"S"_s,
+                                                                    u"first\nMOXLEYMAIL\nsecond"_s},
                                                                    Platform::linuxDesktop));
         QVERIFY(Sandbox::readFile(tools.curlStdin).endsWith("\n\nfirst\n"));
         // "second" then runs as a command inside the substitution and fails, so the run fails.
@@ -215,3 +215,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(MailSnippetTest)
 #include "test_mail_snippet.moc"
+
+using namespace Qt::StringLiterals;

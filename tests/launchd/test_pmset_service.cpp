@@ -21,8 +21,8 @@ ScheduledTask wakeTask(const TaskSchedule &schedule)
 {
     ScheduledTask task;
     task.id = QUuid::createUuid();
-    task.name = u"Wake"_qs;
-    task.command = u"true"_qs;
+    task.name = u"Wake"_s;
+    task.command = u"true"_s;
     task.wakeBeforeRun = true;
     task.schedule = schedule;
     return task;
@@ -32,21 +32,21 @@ QString commandFor(const TaskSchedule &schedule, const QDateTime &now = local(20
 {
     const PmsetService::Command command = PmsetService::wakeCommand(schedule, now);
     if (command.error) {
-        return u"error: "_qs + command.error->description();
+        return u"error: "_s + command.error->description();
     }
-    return command.text.value_or(u"(none)"_qs);
+    return command.text.value_or(u"(none)"_s);
 }
 
 QString adminSource(const QString &command)
 {
-    return u"do shell script \""_qs + command + u"\" with administrator privileges"_qs;
+    return u"do shell script \""_s + command + u"\" with administrator privileges"_s;
 }
 
 // An osascript that fails the way the real one does: its message on standard error.
 void writeFailingOsascript(const Sandbox &sandbox, const QByteArray &standardError, int status)
 {
     Sandbox::writeFile(
-        sandbox.sysroot() + u"/usr/bin/osascript"_qs,
+        sandbox.sysroot() + u"/usr/bin/osascript"_s,
         "#!/bin/bash\nprintf '%s' '" + standardError + "' >&2\nexit " + QByteArray::number(status) + "\n", 0755);
 }
 
@@ -67,8 +67,8 @@ private Q_SLOTS:
 
     void errorTexts()
     {
-        QCOMPARE(PmsetError::scriptFailed(u"boom"_qs).description(), u"pmset failed: boom"_qs);
-        QCOMPARE(PmsetError::unsupportedSchedule().description(), u"This schedule type does not support wake."_qs);
+        QCOMPARE(PmsetError::scriptFailed(u"boom"_s).description(), u"pmset failed: boom"_s);
+        QCOMPARE(PmsetError::unsupportedSchedule().description(), u"This schedule type does not support wake."_s);
     }
 
     void wakeTime_earliestMinusFive()
@@ -83,42 +83,42 @@ private Q_SLOTS:
     void command_daily()
     {
         QCOMPARE(commandFor(TaskSchedule::daily({at(7, 0), at(6, 30)})),
-                 u"pmset repeat wakeorpoweron MTWRFSU 06:25:00"_qs);
-        QCOMPARE(commandFor(TaskSchedule::daily({at(0, 3)})), u"pmset repeat wakeorpoweron MTWRFSU 23:58:00"_qs);
-        QCOMPARE(commandFor(TaskSchedule::daily({at(14, 5)})), u"pmset repeat wakeorpoweron MTWRFSU 14:00:00"_qs);
+                 u"pmset repeat wakeorpoweron MTWRFSU 06:25:00"_s);
+        QCOMPARE(commandFor(TaskSchedule::daily({at(0, 3)})), u"pmset repeat wakeorpoweron MTWRFSU 23:58:00"_s);
+        QCOMPARE(commandFor(TaskSchedule::daily({at(14, 5)})), u"pmset repeat wakeorpoweron MTWRFSU 14:00:00"_s);
     }
 
     void command_lastDayIsEveryDay()
     {
         QCOMPARE(commandFor(TaskSchedule::monthlyLastDay({at(23, 0)})),
-                 u"pmset repeat wakeorpoweron MTWRFSU 22:55:00"_qs);
+                 u"pmset repeat wakeorpoweron MTWRFSU 22:55:00"_s);
     }
 
     void command_weeklyLettersInListOrder()
     {
-        QCOMPARE(commandFor(TaskSchedule::weekly({2, 6}, {at(9, 0)})), u"pmset repeat wakeorpoweron MF 08:55:00"_qs);
-        QCOMPARE(commandFor(TaskSchedule::weekly({1, 7}, {at(9, 0)})), u"pmset repeat wakeorpoweron US 08:55:00"_qs);
+        QCOMPARE(commandFor(TaskSchedule::weekly({2, 6}, {at(9, 0)})), u"pmset repeat wakeorpoweron MF 08:55:00"_s);
+        QCOMPARE(commandFor(TaskSchedule::weekly({1, 7}, {at(9, 0)})), u"pmset repeat wakeorpoweron US 08:55:00"_s);
         QCOMPARE(commandFor(TaskSchedule::weekly({7, 1, 4}, {at(9, 0)})),
-                 u"pmset repeat wakeorpoweron SUW 08:55:00"_qs);
+                 u"pmset repeat wakeorpoweron SUW 08:55:00"_s);
         QCOMPARE(commandFor(TaskSchedule::weekly({1, 2, 3, 4, 5, 6, 7}, {at(12, 0)})),
-                 u"pmset repeat wakeorpoweron UMTWRFS 11:55:00"_qs);
+                 u"pmset repeat wakeorpoweron UMTWRFS 11:55:00"_s);
         // The day is never moved when the wake falls before midnight.
-        QCOMPARE(commandFor(TaskSchedule::weekly({2}, {at(0, 2)})), u"pmset repeat wakeorpoweron M 23:57:00"_qs);
+        QCOMPARE(commandFor(TaskSchedule::weekly({2}, {at(0, 2)})), u"pmset repeat wakeorpoweron M 23:57:00"_s);
         QCOMPARE(commandFor(TaskSchedule::weekly({8}, {at(9, 0)})),
-                 u"error: This schedule type does not support wake."_qs);
+                 u"error: This schedule type does not support wake."_s);
     }
 
     void command_nthWeekdayWakesEveryWeek()
     {
         QCOMPARE(commandFor(TaskSchedule::monthlyNthWeekday(2, 3, {at(8, 30)})),
-                 u"pmset repeat wakeorpoweron T 08:25:00"_qs);
+                 u"pmset repeat wakeorpoweron T 08:25:00"_s);
         QCOMPARE(commandFor(TaskSchedule::monthlyNthWeekday(4, 1, {at(18, 0), at(7, 0)})),
-                 u"pmset repeat wakeorpoweron U 06:55:00"_qs);
+                 u"pmset repeat wakeorpoweron U 06:55:00"_s);
     }
 
     void command_unsupportedKinds()
     {
-        const QString unsupported = u"error: This schedule type does not support wake."_qs;
+        const QString unsupported = u"error: This schedule type does not support wake."_s;
         QCOMPARE(commandFor(TaskSchedule::interval(30)), unsupported);
         QCOMPARE(commandFor(TaskSchedule::runAtLoad()), unsupported);
         QCOMPARE(commandFor(TaskSchedule::daily({})), unsupported);
@@ -133,7 +133,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
         const auto row = [](const char *name, int day, TimeOfDay time, QDateTime now, const char16_t *date) {
             QTest::newRow(name) << day << time << now
-                                << (u"pmset schedule wakeorpoweron \""_qs + QString::fromUtf16(date) + u"\""_qs);
+                                << (u"pmset schedule wakeorpoweron \""_s + QString::fromUtf16(date) + u"\""_s);
         };
         row("later this month", 14, at(9, 0), local(2025, 3, 1, 10, 0), u"03/14/25 08:55:00");
         row("later today", 1, at(9, 0), local(2025, 3, 1, 8, 0), u"03/01/25 08:55:00");
@@ -171,33 +171,33 @@ private Q_SLOTS:
     {
         const PmsetService service([] { return local(2025, 6, 20, 12, 0); });
         QCOMPARE(service.wakeCommand(TaskSchedule::monthly(14, {at(9, 0)})).text,
-                 std::optional(u"pmset schedule wakeorpoweron \"07/14/25 08:55:00\""_qs));
+                 std::optional(u"pmset schedule wakeorpoweron \"07/14/25 08:55:00\""_s));
     }
 
     void escape_backslashesFirstThenQuotes()
     {
-        QCOMPARE(AdminShell::escapeForAppleScript(u"a\\b"_qs), u"a\\\\b"_qs);
-        QCOMPARE(AdminShell::escapeForAppleScript(u"say \"hi\""_qs), u"say \\\"hi\\\""_qs);
+        QCOMPARE(AdminShell::escapeForAppleScript(u"a\\b"_s), u"a\\\\b"_s);
+        QCOMPARE(AdminShell::escapeForAppleScript(u"say \"hi\""_s), u"say \\\"hi\\\""_s);
         // A backslash before a quote: doubled, and the quote escaped after it.
-        QCOMPARE(AdminShell::escapeForAppleScript(u"\\\""_qs), u"\\\\\\\""_qs);
-        QCOMPARE(AdminShell::appleScriptSource(u"echo 'x'"_qs),
-                 u"do shell script \"echo 'x'\" with administrator privileges"_qs);
+        QCOMPARE(AdminShell::escapeForAppleScript(u"\\\""_s), u"\\\\\\\""_s);
+        QCOMPARE(AdminShell::appleScriptSource(u"echo 'x'"_s),
+                 u"do shell script \"echo 'x'\" with administrator privileges"_s);
     }
 
     void adminShell_runsOsascriptWithExactSource()
     {
         Sandbox sandbox;
-        StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
+        StandInTool osascript(sandbox, u"/usr/bin/osascript"_s);
         QVERIFY(AdminShell::usesAppleScript());
-        const QString command = u"printf '%s\\n' \"a\\\\b\" \"c\\\"d\""_qs; // printf '%s\n' "a\\b" "c\"d"
+        const QString command = u"printf '%s\\n' \"a\\\\b\" \"c\\\"d\""_s; // printf '%s\n' "a\\b" "c\"d"
         QCOMPARE(AdminShell::runWithAdministratorPrivileges(command), std::nullopt);
         const QList<QStringList> expected{
-            {u"-e"_qs,
-             u"do shell script \"printf '%s\\\\n' \\\"a\\\\\\\\b\\\" \\\"c\\\\\\\"d\\\"\" with administrator privileges"_qs}};
+            {u"-e"_s,
+             u"do shell script \"printf '%s\\\\n' \\\"a\\\\\\\\b\\\" \\\"c\\\\\\\"d\\\"\" with administrator privileges"_s}};
         QCOMPARE(osascript.calls(), expected);
         // The same text, built the documented way.
         QString escaped = command;
-        escaped.replace(u"\\"_qs, u"\\\\"_qs).replace(u"\""_qs, u"\\\""_qs);
+        escaped.replace(u"\\"_s, u"\\\\"_s).replace(u"\""_s, u"\\\""_s);
         QCOMPARE(osascript.calls().constFirst().at(1), adminSource(escaped));
     }
 
@@ -217,11 +217,11 @@ private Q_SLOTS:
     void scheduleWake_daily_runsAdminScript()
     {
         Sandbox sandbox;
-        StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
-        StandInTool pmset(sandbox, u"/usr/bin/pmset"_qs);
+        StandInTool osascript(sandbox, u"/usr/bin/osascript"_s);
+        StandInTool pmset(sandbox, u"/usr/bin/pmset"_s);
         const PmsetService service;
         QCOMPARE(service.scheduleWake(wakeTask(TaskSchedule::daily({at(7, 0), at(6, 30)}))), std::nullopt);
-        const QList<QStringList> expected{{u"-e"_qs, adminSource(u"pmset repeat wakeorpoweron MTWRFSU 06:25:00"_qs)}};
+        const QList<QStringList> expected{{u"-e"_s, adminSource(u"pmset repeat wakeorpoweron MTWRFSU 06:25:00"_s)}};
         QCOMPARE(osascript.calls(), expected);
         QVERIFY(pmset.calls().isEmpty()); // pmset itself runs inside the administrator shell
     }
@@ -229,19 +229,19 @@ private Q_SLOTS:
     void scheduleWake_monthly_quotesEscaped()
     {
         Sandbox sandbox;
-        StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
+        StandInTool osascript(sandbox, u"/usr/bin/osascript"_s);
         const PmsetService service([] { return local(2025, 3, 1, 10, 0); });
         QCOMPARE(service.scheduleWake(wakeTask(TaskSchedule::monthly(14, {at(9, 0)}))), std::nullopt);
         const QList<QStringList> expected{
-            {u"-e"_qs,
-             u"do shell script \"pmset schedule wakeorpoweron \\\"03/14/25 08:55:00\\\"\" with administrator privileges"_qs}};
+            {u"-e"_s,
+             u"do shell script \"pmset schedule wakeorpoweron \\\"03/14/25 08:55:00\\\"\" with administrator privileges"_s}};
         QCOMPARE(osascript.calls(), expected);
     }
 
     void scheduleWake_unsupported_runsNothing()
     {
         Sandbox sandbox;
-        StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
+        StandInTool osascript(sandbox, u"/usr/bin/osascript"_s);
         const PmsetService service;
         QCOMPARE(service.scheduleWake(wakeTask(TaskSchedule::interval(30))), PmsetError::unsupportedSchedule());
         QCOMPARE(service.scheduleWake(wakeTask(TaskSchedule::runAtLoad())), PmsetError::unsupportedSchedule());
@@ -255,7 +255,7 @@ private Q_SLOTS:
         writeFailingOsascript(sandbox, "0:93: execution error: User canceled. (-128)\n", 1);
         const auto error = PmsetService().scheduleWake(wakeTask(TaskSchedule::daily({at(7, 0)})));
         QVERIFY(error);
-        QCOMPARE(error->description(), u"pmset failed: User canceled."_qs);
+        QCOMPARE(error->description(), u"pmset failed: User canceled."_s);
     }
 
     void scheduleWake_failingCommand_givesItsText()
@@ -263,21 +263,21 @@ private Q_SLOTS:
         Sandbox sandbox;
         writeFailingOsascript(sandbox, "0:70: execution error: pmset: Usage error (1)", 1);
         auto error = PmsetService().scheduleWake(wakeTask(TaskSchedule::daily({at(7, 0)})));
-        QCOMPARE(error->description(), u"pmset failed: pmset: Usage error"_qs);
+        QCOMPARE(error->description(), u"pmset failed: pmset: Usage error"_s);
 
         writeFailingOsascript(sandbox, "  something else went wrong \n", 1);
         error = PmsetService().scheduleWake(wakeTask(TaskSchedule::daily({at(7, 0)})));
-        QCOMPARE(error->description(), u"pmset failed: something else went wrong"_qs);
+        QCOMPARE(error->description(), u"pmset failed: something else went wrong"_s);
     }
 
     void scheduleWake_failureWithoutText_unknownError()
     {
         Sandbox sandbox;
-        StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
+        StandInTool osascript(sandbox, u"/usr/bin/osascript"_s);
         osascript.setExitStatus(1);
         const auto error = PmsetService().scheduleWake(wakeTask(TaskSchedule::daily({at(7, 0)})));
-        QCOMPARE(error, PmsetError::scriptFailed(u"Unknown error"_qs));
-        QCOMPARE(error->description(), u"pmset failed: Unknown error"_qs);
+        QCOMPARE(error, PmsetError::scriptFailed(u"Unknown error"_s));
+        QCOMPARE(error->description(), u"pmset failed: Unknown error"_s);
         QCOMPARE(osascript.calls().size(), 1);
     }
 
@@ -286,36 +286,36 @@ private Q_SLOTS:
         Sandbox sandbox;
         writeFailingOsascript(sandbox, "0:12: syntax error: Expected end of line but found identifier. (-2741)", 1);
         auto error = PmsetService().scheduleWake(wakeTask(TaskSchedule::daily({at(7, 0)})));
-        QCOMPARE(error->description(), u"pmset failed: Failed to create script"_qs);
+        QCOMPARE(error->description(), u"pmset failed: Failed to create script"_s);
 
-        StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
+        StandInTool osascript(sandbox, u"/usr/bin/osascript"_s);
         osascript.makeUnstartable();
         error = PmsetService().scheduleWake(wakeTask(TaskSchedule::daily({at(7, 0)})));
-        QCOMPARE(error->description(), u"pmset failed: Failed to create script"_qs);
+        QCOMPARE(error->description(), u"pmset failed: Failed to create script"_s);
     }
 
     void twelveHourText()
     {
-        QCOMPARE(PmsetService::twelveHourText(at(6, 55)), u"6:55AM"_qs);
-        QCOMPARE(PmsetService::twelveHourText(at(12, 3)), u"12:03PM"_qs);
-        QCOMPARE(PmsetService::twelveHourText(at(0, 5)), u"12:05AM"_qs);
-        QCOMPARE(PmsetService::twelveHourText(at(23, 59)), u"11:59PM"_qs);
-        QCOMPARE(PmsetService::twelveHourText(at(11, 59)), u"11:59AM"_qs);
-        QCOMPARE(PmsetService::twelveHourText(at(13, 0)), u"1:00PM"_qs);
+        QCOMPARE(PmsetService::twelveHourText(at(6, 55)), u"6:55AM"_s);
+        QCOMPARE(PmsetService::twelveHourText(at(12, 3)), u"12:03PM"_s);
+        QCOMPARE(PmsetService::twelveHourText(at(0, 5)), u"12:05AM"_s);
+        QCOMPARE(PmsetService::twelveHourText(at(23, 59)), u"11:59PM"_s);
+        QCOMPARE(PmsetService::twelveHourText(at(11, 59)), u"11:59AM"_s);
+        QCOMPARE(PmsetService::twelveHourText(at(13, 0)), u"1:00PM"_s);
     }
 
     void isWakeActive_daily_readsSchedule()
     {
         Sandbox sandbox;
-        StandInTool pmset(sandbox, u"/usr/bin/pmset"_qs);
-        pmset.setOutput("Repeating power events:\n  wakepoweron at 6:55AM every day\n", u"-g"_qs);
+        StandInTool pmset(sandbox, u"/usr/bin/pmset"_s);
+        pmset.setOutput("Repeating power events:\n  wakepoweron at 6:55AM every day\n", u"-g"_s);
         const PmsetService service;
         QVERIFY(service.isWakeActive(wakeTask(TaskSchedule::daily({at(7, 0)}))));
         QVERIFY(!service.isWakeActive(wakeTask(TaskSchedule::daily({at(8, 0)}))));
-        const QList<QStringList> expected{{u"-g"_qs, u"sched"_qs}, {u"-g"_qs, u"sched"_qs}};
+        const QList<QStringList> expected{{u"-g"_s, u"sched"_s}, {u"-g"_s, u"sched"_s}};
         QCOMPARE(pmset.calls(), expected);
 
-        pmset.setOutput("Repeating power events:\n  wakepoweron at 12:03PM every day\n", u"-g"_qs);
+        pmset.setOutput("Repeating power events:\n  wakepoweron at 12:03PM every day\n", u"-g"_s);
         QVERIFY(service.isWakeActive(wakeTask(TaskSchedule::daily({at(12, 8)}))));
         QVERIFY(!service.isWakeActive(wakeTask(TaskSchedule::daily({}))));
     }
@@ -323,22 +323,22 @@ private Q_SLOTS:
     void isWakeActive_monthly_anyWakeEvent()
     {
         Sandbox sandbox;
-        StandInTool pmset(sandbox, u"/usr/bin/pmset"_qs);
+        StandInTool pmset(sandbox, u"/usr/bin/pmset"_s);
         const PmsetService service;
         const ScheduledTask monthly = wakeTask(TaskSchedule::monthly(14, {at(9, 0)}));
-        pmset.setOutput("Scheduled power events:\n [0]  wakeorpoweron at 03/14/25 08:55:00 by 'pmset'\n", u"-g"_qs);
+        pmset.setOutput("Scheduled power events:\n [0]  wakeorpoweron at 03/14/25 08:55:00 by 'pmset'\n", u"-g"_s);
         QVERIFY(service.isWakeActive(monthly));
-        pmset.setOutput("Scheduled power events:\n [0]  wakepoweron at 03/14/25 08:55:00\n", u"-g"_qs);
+        pmset.setOutput("Scheduled power events:\n [0]  wakepoweron at 03/14/25 08:55:00\n", u"-g"_s);
         QVERIFY(service.isWakeActive(monthly));
-        pmset.setOutput("Scheduled power events:\n [0]  sleep at 03/14/25 08:55:00\n", u"-g"_qs);
+        pmset.setOutput("Scheduled power events:\n [0]  sleep at 03/14/25 08:55:00\n", u"-g"_s);
         QVERIFY(!service.isWakeActive(monthly));
     }
 
     void isWakeActive_otherKindsNever()
     {
         Sandbox sandbox;
-        StandInTool pmset(sandbox, u"/usr/bin/pmset"_qs);
-        pmset.setOutput("wakeorpoweron wakepoweron 8:55AM 6:55AM\n", u"-g"_qs);
+        StandInTool pmset(sandbox, u"/usr/bin/pmset"_s);
+        pmset.setOutput("wakeorpoweron wakepoweron 8:55AM 6:55AM\n", u"-g"_s);
         const PmsetService service;
         QVERIFY(!service.isWakeActive(wakeTask(TaskSchedule::weekly({2}, {at(9, 0)}))));
         QVERIFY(!service.isWakeActive(wakeTask(TaskSchedule::monthlyLastDay({at(7, 0)}))));
@@ -357,3 +357,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(PmsetServiceTest)
 #include "test_pmset_service.moc"
+
+using namespace Qt::StringLiterals;

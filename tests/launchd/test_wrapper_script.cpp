@@ -6,19 +6,19 @@
 
 namespace {
 
-const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
+const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
 
-ScheduledTask makeTask(TaskSchedule schedule, const QString &command = u"make backup"_qs)
+ScheduledTask makeTask(TaskSchedule schedule, const QString &command = u"make backup"_s)
 {
     ScheduledTask task;
     task.id = kId;
-    task.name = u"Backup"_qs;
+    task.name = u"Backup"_s;
     task.command = command;
     task.schedule = std::move(schedule);
     return task;
 }
 
-const LaunchdService kService(u"/LA"_qs, u"/S"_qs, u"/L"_qs);
+const LaunchdService kService(u"/LA"_s, u"/S"_s, u"/L"_s);
 
 const QByteArray kRunsTail = "_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)\n";
 const QByteArray kEcho = "echo \"$_mx_start\t$(date -u +%Y-%m-%dT%H:%M:%SZ)\t$_mx_exit\" >> '/L/0a1b2c3d.runs'\n";
@@ -36,8 +36,8 @@ private Q_SLOTS:
     {
         ScheduledTask task = makeTask(TaskSchedule::monthlyNthWeekday(2, 3, {{9, 0}}));
         task.useLoginShell = true;
-        task.envFilePath = u"/Users/a/.env"_qs;
-        task.workingDirectory = u"/Users/a/it's here"_qs;
+        task.envFilePath = u"/Users/a/.env"_s;
+        task.workingDirectory = u"/Users/a/it's here"_s;
         const QByteArray expected = "#!/bin/zsh\n"
                                     "# Moxley script v3\n"
                                     "source ~/.zprofile 2>/dev/null\n"
@@ -62,7 +62,7 @@ private Q_SLOTS:
     void header_isVersion3()
     {
         QCOMPARE(LaunchdService::kScriptVersion, 3);
-        QCOMPARE(LaunchdService::scriptHeader(), u"# Moxley script v3"_qs);
+        QCOMPARE(LaunchdService::scriptHeader(), u"# Moxley script v3"_s);
     }
 
     void tabs_areRealTabCharacters()
@@ -98,7 +98,7 @@ private Q_SLOTS:
     {
         QFETCH(TaskSchedule, schedule);
         ScheduledTask task = makeTask(schedule);
-        task.workingDirectory = u"/w"_qs;
+        task.workingDirectory = u"/w"_s;
         const QByteArray expected = "#!/bin/zsh\n"
                                     "# Moxley script v3\n"
                                     "source ~/.zprofile 2>/dev/null\n"
@@ -126,18 +126,18 @@ private Q_SLOTS:
         QTest::addColumn<int>("nth");
         QTest::addColumn<QString>("comment");
         QTest::addColumn<QString>("guard");
-        QTest::newRow("1") << 1 << u"# Guard: only run on the 1st occurrence this month"_qs
-                           << u"[ \"$_day\" -lt 1 ] || [ \"$_day\" -gt 7 ] && exit 0"_qs;
-        QTest::newRow("2") << 2 << u"# Guard: only run on the 2nd occurrence this month"_qs
-                           << u"[ \"$_day\" -lt 8 ] || [ \"$_day\" -gt 14 ] && exit 0"_qs;
-        QTest::newRow("3") << 3 << u"# Guard: only run on the 3rd occurrence this month"_qs
-                           << u"[ \"$_day\" -lt 15 ] || [ \"$_day\" -gt 21 ] && exit 0"_qs;
-        QTest::newRow("4") << 4 << u"# Guard: only run on the 4th occurrence this month"_qs
-                           << u"[ \"$_day\" -lt 22 ] || [ \"$_day\" -gt 28 ] && exit 0"_qs;
-        QTest::newRow("5") << 5 << u"# Guard: only run on the 5th occurrence this month"_qs
-                           << u"[ \"$_day\" -lt 29 ] || [ \"$_day\" -gt 35 ] && exit 0"_qs;
-        QTest::newRow("11") << 11 << u"# Guard: only run on the 11th occurrence this month"_qs
-                            << u"[ \"$_day\" -lt 71 ] || [ \"$_day\" -gt 77 ] && exit 0"_qs;
+        QTest::newRow("1") << 1 << u"# Guard: only run on the 1st occurrence this month"_s
+                           << u"[ \"$_day\" -lt 1 ] || [ \"$_day\" -gt 7 ] && exit 0"_s;
+        QTest::newRow("2") << 2 << u"# Guard: only run on the 2nd occurrence this month"_s
+                           << u"[ \"$_day\" -lt 8 ] || [ \"$_day\" -gt 14 ] && exit 0"_s;
+        QTest::newRow("3") << 3 << u"# Guard: only run on the 3rd occurrence this month"_s
+                           << u"[ \"$_day\" -lt 15 ] || [ \"$_day\" -gt 21 ] && exit 0"_s;
+        QTest::newRow("4") << 4 << u"# Guard: only run on the 4th occurrence this month"_s
+                           << u"[ \"$_day\" -lt 22 ] || [ \"$_day\" -gt 28 ] && exit 0"_s;
+        QTest::newRow("5") << 5 << u"# Guard: only run on the 5th occurrence this month"_s
+                           << u"[ \"$_day\" -lt 29 ] || [ \"$_day\" -gt 35 ] && exit 0"_s;
+        QTest::newRow("11") << 11 << u"# Guard: only run on the 11th occurrence this month"_s
+                            << u"[ \"$_day\" -lt 71 ] || [ \"$_day\" -gt 77 ] && exit 0"_s;
     }
 
     void nthWeekday_ordinalAndBounds()
@@ -148,8 +148,8 @@ private Q_SLOTS:
         ScheduledTask task = makeTask(TaskSchedule::monthlyNthWeekday(nth, 2, {{9, 0}}));
         task.useLoginShell = false;
         const QStringList lines = kService.scriptText(task).split(u'\n');
-        const QStringList expected{u"#!/bin/bash"_qs, u"# Moxley script v3"_qs, QString(), comment,
-                                   u"_day=$(date +%d)"_qs, guard, u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)"_qs};
+        const QStringList expected{u"#!/bin/bash"_s, u"# Moxley script v3"_s, QString(), comment,
+                                   u"_day=$(date +%d)"_s, guard, u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)"_s};
         QCOMPARE(lines.mid(0, expected.size()), expected);
     }
 
@@ -169,33 +169,33 @@ private Q_SLOTS:
     {
         ScheduledTask task = makeTask(TaskSchedule::interval(5));
         task.useLoginShell = false;
-        task.envFilePath = u"/e/.env"_qs;
+        task.envFilePath = u"/e/.env"_s;
         const QStringList lines = kService.scriptText(task).split(u'\n');
-        QCOMPARE(lines.mid(2, 4), (QStringList{u"set -a"_qs, u"source '/e/.env'"_qs, u"set +a"_qs,
-                                                u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)"_qs}));
+        QCOMPARE(lines.mid(2, 4), (QStringList{u"set -a"_s, u"source '/e/.env'"_s, u"set +a"_s,
+                                                u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)"_s}));
     }
 
     void pathsWithShellCharacters_onlySingleQuoteEscaped()
     {
         ScheduledTask task = makeTask(TaskSchedule::interval(5));
         task.useLoginShell = false;
-        task.workingDirectory = u"/a \"b\" $HOME \\n 'c'"_qs;
-        task.envFilePath = u"/x/it's.env"_qs;
+        task.workingDirectory = u"/a \"b\" $HOME \\n 'c'"_s;
+        task.envFilePath = u"/x/it's.env"_s;
         const QStringList lines = kService.scriptText(task).split(u'\n');
-        QVERIFY(lines.contains(u"cd '/a \"b\" $HOME \\n '\\''c'\\'''"_qs));
-        QVERIFY(lines.contains(u"source '/x/it'\\''s.env'"_qs));
+        QVERIFY(lines.contains(u"cd '/a \"b\" $HOME \\n '\\''c'\\'''"_s));
+        QVERIFY(lines.contains(u"source '/x/it'\\''s.env'"_s));
     }
 
     void runsPathWithSingleQuote_isQuoted()
     {
-        const LaunchdService service(u"/LA"_qs, u"/S"_qs, u"/Users/o'neil/Logs"_qs);
+        const LaunchdService service(u"/LA"_s, u"/S"_s, u"/Users/o'neil/Logs"_s);
         const QString text = service.scriptText(makeTask(TaskSchedule::interval(5)));
         QVERIFY(text.contains(u"$_mx_exit\" >> '/Users/o'\\''neil/Logs/0a1b2c3d.runs'\nexit $_mx_exit\n"));
     }
 
     void multiLineCommand_embeddedVerbatim()
     {
-        ScheduledTask task = makeTask(TaskSchedule::interval(5), u"echo 'a  b'\n  cd /tmp && ls\t-l\nfalse"_qs);
+        ScheduledTask task = makeTask(TaskSchedule::interval(5), u"echo 'a  b'\n  cd /tmp && ls\t-l\nfalse"_s);
         task.useLoginShell = false;
         const QByteArray expected = "#!/bin/bash\n"
                                     "# Moxley script v3\n" +
@@ -207,13 +207,13 @@ private Q_SLOTS:
     void writeScript_createsFoldersAndMode700()
     {
         Sandbox sandbox;
-        const QString scripts = sandbox.root() + u"/deep/er/Scripts"_qs;
-        const QString logs = sandbox.root() + u"/deep/Logs"_qs;
+        const QString scripts = sandbox.root() + u"/deep/er/Scripts"_s;
+        const QString logs = sandbox.root() + u"/deep/Logs"_s;
         const LaunchdService service(sandbox.launchAgentsDir(), scripts, logs);
         const ScheduledTask task = makeTask(TaskSchedule::daily({{7, 0}}));
         QCOMPARE(service.writeScript(task), std::nullopt);
         QVERIFY(QFileInfo(logs).isDir());
-        const QString path = scripts + u"/Moxley_0a1b2c3d.sh"_qs;
+        const QString path = scripts + u"/Moxley_0a1b2c3d.sh"_s;
         QCOMPARE(service.scriptPath(task), path);
         QCOMPARE(Sandbox::readFile(path), service.scriptText(task).toUtf8());
         const auto permissions = QFileInfo(path).permissions() &
@@ -222,7 +222,7 @@ private Q_SLOTS:
                                   QFile::ExeOther);
         QCOMPARE(permissions, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         // Nothing is left behind from the atomic write.
-        QCOMPARE(QDir(scripts).entryList(QDir::Files | QDir::Hidden), QStringList{u"Moxley_0a1b2c3d.sh"_qs});
+        QCOMPARE(QDir(scripts).entryList(QDir::Files | QDir::Hidden), QStringList{u"Moxley_0a1b2c3d.sh"_s});
     }
 
     void writeScript_replacesOlderFileAndItsMode()
@@ -245,7 +245,7 @@ private Q_SLOTS:
         const auto failure = service.writeScript(makeTask(TaskSchedule::daily({{7, 0}})));
         QVERIFY(failure);
         QVERIFY2(failure->contains(sandbox.scriptsDir()), qPrintable(*failure));
-        QVERIFY2(failure->contains(u"Not a directory"_qs) || failure->contains(u"File exists"_qs),
+        QVERIFY2(failure->contains(u"Not a directory"_s) || failure->contains(u"File exists"_s),
                  qPrintable(*failure));
     }
 
@@ -257,9 +257,11 @@ private Q_SLOTS:
         const auto failure = service.writeScript(makeTask(TaskSchedule::daily({{7, 0}})));
         QVERIFY(failure);
         QVERIFY2(failure->contains(sandbox.logDir()), qPrintable(*failure));
-        QVERIFY(!QFile::exists(sandbox.scriptsDir() + u"/Moxley_0a1b2c3d.sh"_qs));
+        QVERIFY(!QFile::exists(sandbox.scriptsDir() + u"/Moxley_0a1b2c3d.sh"_s));
     }
 };
 
 QTEST_GUILESS_MAIN(WrapperScriptTest)
 #include "test_wrapper_script.moc"
+
+using namespace Qt::StringLiterals;

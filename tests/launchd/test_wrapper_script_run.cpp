@@ -8,13 +8,13 @@
 
 namespace {
 
-const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
+const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
 
 ScheduledTask makeTask(const QString &command, bool loginShell, TaskSchedule schedule = TaskSchedule::daily({{7, 0}}))
 {
     ScheduledTask task;
     task.id = kId;
-    task.name = u"Run"_qs;
+    task.name = u"Run"_s;
     task.command = command;
     task.useLoginShell = loginShell;
     task.schedule = std::move(schedule);
@@ -51,16 +51,16 @@ ScriptRun writeAndRun(const Sandbox &sandbox, const ScheduledTask &task, Start s
     const QProcessEnvironment env = cleanEnvironment(environment.isEmpty() ? sandbox.environment() : environment);
     ScriptRun run;
     // The runs line has whole seconds.
-    run.before = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), Qt::UTC);
+    run.before = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), QTimeZone::utc());
     switch (start) {
     case Start::direct:
         run.result = ScriptHarness::run(env, script, {}, sandbox.root());
         break;
     case Start::bash:
-        run.result = ScriptHarness::run(env, u"/bin/bash"_qs, {script}, sandbox.root());
+        run.result = ScriptHarness::run(env, u"/bin/bash"_s, {script}, sandbox.root());
         break;
     case Start::zsh:
-        run.result = ScriptHarness::run(env, u"/bin/zsh"_qs, {script}, sandbox.root());
+        run.result = ScriptHarness::run(env, u"/bin/zsh"_s, {script}, sandbox.root());
         break;
     }
     run.after = QDateTime::currentDateTimeUtc();
@@ -72,13 +72,13 @@ ScriptRun writeAndRun(const Sandbox &sandbox, const ScheduledTask &task, Start s
 void verifyRunsLine(const QByteArray &line, const QDateTime &before, const QDateTime &after, int exitStatus)
 {
     static const QRegularExpression format(
-        u"^(\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ)\t(\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ)\t(\\d+)\n$"_qs);
+        u"^(\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ)\t(\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ)\t(\\d+)\n$"_s);
     const auto match = format.match(QString::fromUtf8(line));
     QVERIFY2(match.hasMatch(), line.constData());
     const QDateTime start = QDateTime::fromString(match.captured(1), Qt::ISODate);
     const QDateTime end = QDateTime::fromString(match.captured(2), Qt::ISODate);
     QVERIFY(start.isValid() && end.isValid());
-    QCOMPARE(start.timeSpec(), Qt::UTC);
+    QCOMPARE(start.offsetFromUtc(), 0);
     QVERIFY(before <= start);
     QVERIFY(start <= end);
     QVERIFY(end <= after);
@@ -104,10 +104,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<bool>("loginShell");
         QTest::addColumn<QString>("folderName");
-        QTest::newRow("zsh plain") << true << u"work"_qs;
-        QTest::newRow("bash plain") << false << u"work"_qs;
-        QTest::newRow("zsh awkward") << true << u"it's a \"quoted\" $HOME dir"_qs;
-        QTest::newRow("bash awkward") << false << u"it's a \"quoted\" $HOME dir"_qs;
+        QTest::newRow("zsh plain") << true << u"work"_s;
+        QTest::newRow("bash plain") << false << u"work"_s;
+        QTest::newRow("zsh awkward") << true << u"it's a \"quoted\" $HOME dir"_s;
+        QTest::newRow("bash awkward") << false << u"it's a \"quoted\" $HOME dir"_s;
     }
 
     void command_runsInWorkingFolder()
@@ -117,9 +117,9 @@ private Q_SLOTS:
         Sandbox sandbox;
         const QString folder = sandbox.root() + u'/' + folderName;
         QVERIFY(QDir().mkpath(folder));
-        ScheduledTask task = makeTask(u"pwd\nls"_qs, loginShell);
+        ScheduledTask task = makeTask(u"pwd\nls"_s, loginShell);
         task.workingDirectory = folder;
-        Sandbox::writeFile(folder + u"/marker.txt"_qs, "x");
+        Sandbox::writeFile(folder + u"/marker.txt"_s, "x");
         const ScriptRun run = writeAndRun(sandbox, task);
         QCOMPARE(run.result.err, QByteArray());
         QCOMPARE(run.result.exitCode, 0);
@@ -132,8 +132,8 @@ private Q_SLOTS:
     {
         QFETCH(bool, loginShell);
         Sandbox sandbox;
-        ScheduledTask task = makeTask(u"echo ran"_qs, loginShell);
-        task.workingDirectory = sandbox.root() + u"/gone"_qs;
+        ScheduledTask task = makeTask(u"echo ran"_s, loginShell);
+        task.workingDirectory = sandbox.root() + u"/gone"_s;
         const ScriptRun run = writeAndRun(sandbox, task);
         QCOMPARE(run.result.out, QByteArray("ran\n"));
         QCOMPARE(run.result.exitCode, 0);
@@ -146,9 +146,9 @@ private Q_SLOTS:
     {
         QFETCH(bool, loginShell);
         Sandbox sandbox;
-        const QString envFile = sandbox.root() + u"/my $env's.env"_qs;
+        const QString envFile = sandbox.root() + u"/my $env's.env"_s;
         Sandbox::writeFile(envFile, "GREETING='hello world'\nCOUNT=3\n");
-        ScheduledTask task = makeTask(u"printenv GREETING\nprintenv COUNT"_qs, loginShell);
+        ScheduledTask task = makeTask(u"printenv GREETING\nprintenv COUNT"_s, loginShell);
         task.envFilePath = envFile;
         const ScriptRun run = writeAndRun(sandbox, task);
         QCOMPARE(run.result.err, QByteArray());
@@ -162,13 +162,13 @@ private Q_SLOTS:
     {
         QFETCH(bool, loginShell);
         Sandbox sandbox;
-        ScriptRun run = writeAndRun(sandbox, makeTask(u"echo one\nfalse\necho two\n(exit 5)"_qs, loginShell));
+        ScriptRun run = writeAndRun(sandbox, makeTask(u"echo one\nfalse\necho two\n(exit 5)"_s, loginShell));
         QCOMPARE(run.result.out, QByteArray("one\ntwo\n"));
         QCOMPARE(run.result.exitCode, 5);
         verifyRunsLine(run.runs, run.before, run.after, 5);
 
         Sandbox second;
-        run = writeAndRun(second, makeTask(u"false\necho ok"_qs, loginShell));
+        run = writeAndRun(second, makeTask(u"false\necho ok"_s, loginShell));
         QCOMPARE(run.result.out, QByteArray("ok\n"));
         QCOMPARE(run.result.exitCode, 0);
         verifyRunsLine(run.runs, run.before, run.after, 0);
@@ -180,7 +180,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, loginShell);
         Sandbox sandbox;
-        const ScriptRun run = writeAndRun(sandbox, makeTask(u"sh -c 'exit 7'"_qs, loginShell));
+        const ScriptRun run = writeAndRun(sandbox, makeTask(u"sh -c 'exit 7'"_s, loginShell));
         QCOMPARE(run.result.exitCode, 7);
         verifyRunsLine(run.runs, run.before, run.after, 7);
     }
@@ -191,7 +191,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, loginShell);
         Sandbox sandbox;
-        const ScheduledTask task = makeTask(u"echo out; echo err >&2"_qs, loginShell);
+        const ScheduledTask task = makeTask(u"echo out; echo err >&2"_s, loginShell);
         const ScriptRun first = writeAndRun(sandbox, task);
         QCOMPARE(first.result.out, QByteArray("out\n"));
         QCOMPARE(first.result.err, QByteArray("err\n"));
@@ -207,7 +207,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, loginShell);
         Sandbox sandbox;
-        const ScriptRun run = writeAndRun(sandbox, makeTask(u"kill -9 $$"_qs, loginShell));
+        const ScriptRun run = writeAndRun(sandbox, makeTask(u"kill -9 $$"_s, loginShell));
         QCOMPARE(run.result.exitCode, -1);
         QCOMPARE(run.runs, QByteArray());
     }
@@ -219,7 +219,7 @@ private Q_SLOTS:
         QFETCH(bool, loginShell);
         Sandbox sandbox;
         const ScriptRun run =
-            writeAndRun(sandbox, makeTask(u"echo \"zsh=${ZSH_VERSION:+yes} bash=${BASH_VERSION:+yes}\""_qs, loginShell));
+            writeAndRun(sandbox, makeTask(u"echo \"zsh=${ZSH_VERSION:+yes} bash=${BASH_VERSION:+yes}\""_s, loginShell));
         QCOMPARE(run.result.out, loginShell ? QByteArray("zsh=yes bash=\n") : QByteArray("zsh= bash=yes\n"));
     }
 
@@ -234,10 +234,10 @@ private Q_SLOTS:
     {
         QFETCH(int, start);
         Sandbox sandbox;
-        Sandbox::writeFile(sandbox.home() + u"/.zprofile"_qs, "export FROM_PROFILE=profile\n");
-        Sandbox::writeFile(sandbox.home() + u"/.zshrc"_qs, "export FROM_RC=\"rc after $FROM_PROFILE\"\n");
+        Sandbox::writeFile(sandbox.home() + u"/.zprofile"_s, "export FROM_PROFILE=profile\n");
+        Sandbox::writeFile(sandbox.home() + u"/.zshrc"_s, "export FROM_RC=\"rc after $FROM_PROFILE\"\n");
         const ScriptRun run =
-            writeAndRun(sandbox, makeTask(u"echo \"[$FROM_PROFILE][$FROM_RC]\""_qs, true), Start(start));
+            writeAndRun(sandbox, makeTask(u"echo \"[$FROM_PROFILE][$FROM_RC]\""_s, true), Start(start));
         QCOMPARE(run.result.err, QByteArray());
         QCOMPARE(run.result.out, QByteArray("[profile][rc after profile]\n"));
     }
@@ -245,7 +245,7 @@ private Q_SLOTS:
     void loginShell_missingProfile_isSilent()
     {
         Sandbox sandbox;
-        const ScriptRun run = writeAndRun(sandbox, makeTask(u"echo fine"_qs, true));
+        const ScriptRun run = writeAndRun(sandbox, makeTask(u"echo fine"_s, true));
         QCOMPARE(run.result.err, QByteArray());
         QCOMPARE(run.result.out, QByteArray("fine\n"));
     }
@@ -261,10 +261,10 @@ private Q_SLOTS:
     {
         QFETCH(int, start);
         Sandbox sandbox;
-        Sandbox::writeFile(sandbox.home() + u"/.zprofile"_qs, "export FROM_PROFILE=profile\n");
-        Sandbox::writeFile(sandbox.home() + u"/.zshrc"_qs, "export FROM_RC=rc\n");
+        Sandbox::writeFile(sandbox.home() + u"/.zprofile"_s, "export FROM_PROFILE=profile\n");
+        Sandbox::writeFile(sandbox.home() + u"/.zshrc"_s, "export FROM_RC=rc\n");
         const ScriptRun run =
-            writeAndRun(sandbox, makeTask(u"echo \"[$FROM_PROFILE][$FROM_RC]\""_qs, false), Start(start));
+            writeAndRun(sandbox, makeTask(u"echo \"[$FROM_PROFILE][$FROM_RC]\""_s, false), Start(start));
         QCOMPARE(run.result.out, QByteArray("[][]\n"));
     }
 
@@ -298,11 +298,11 @@ private Q_SLOTS:
         QFETCH(QString, day);
         QFETCH(bool, runs);
         Sandbox sandbox;
-        const ScriptHarness::FixedDate date(sandbox, day, u"02"_qs);
-        const ScriptRun run = writeAndRun(sandbox, makeTask(u"echo passed"_qs, loginShell,
+        const ScriptHarness::FixedDate date(sandbox, day, u"02"_s);
+        const ScriptRun run = writeAndRun(sandbox, makeTask(u"echo passed"_s, loginShell,
                                                             TaskSchedule::monthlyNthWeekday(nth, 3, {{9, 0}})),
                                           Start::direct, date.environment(sandbox));
-        QCOMPARE(date.questions(), QStringList{u"+%d"_qs});
+        QCOMPARE(date.questions(), QStringList{u"+%d"_s});
         QCOMPARE(run.result.err, QByteArray());
         QCOMPARE(run.result.exitCode, 0);
         if (runs) {
@@ -321,10 +321,10 @@ private Q_SLOTS:
         QTest::addColumn<bool>("runs");
         for (const bool login : {true, false}) {
             const char *shell = login ? "zsh" : "bash";
-            QTest::addRow("%s tomorrow 01", shell) << login << u"01"_qs << true;
-            QTest::addRow("%s tomorrow 29", shell) << login << u"29"_qs << false;
-            QTest::addRow("%s tomorrow 31", shell) << login << u"31"_qs << false;
-            QTest::addRow("%s tomorrow 1", shell) << login << u"1"_qs << false;
+            QTest::addRow("%s tomorrow 01", shell) << login << u"01"_s << true;
+            QTest::addRow("%s tomorrow 29", shell) << login << u"29"_s << false;
+            QTest::addRow("%s tomorrow 31", shell) << login << u"31"_s << false;
+            QTest::addRow("%s tomorrow 1", shell) << login << u"1"_s << false;
         }
     }
 
@@ -334,11 +334,11 @@ private Q_SLOTS:
         QFETCH(QString, tomorrow);
         QFETCH(bool, runs);
         Sandbox sandbox;
-        const ScriptHarness::FixedDate date(sandbox, u"15"_qs, tomorrow);
+        const ScriptHarness::FixedDate date(sandbox, u"15"_s, tomorrow);
         const ScriptRun run =
-            writeAndRun(sandbox, makeTask(u"echo passed"_qs, loginShell, TaskSchedule::monthlyLastDay({{23, 0}})),
+            writeAndRun(sandbox, makeTask(u"echo passed"_s, loginShell, TaskSchedule::monthlyLastDay({{23, 0}})),
                         Start::direct, date.environment(sandbox));
-        QCOMPARE(date.questions(), QStringList{u"-v+1d +%d"_qs});
+        QCOMPARE(date.questions(), QStringList{u"-v+1d +%d"_s});
         QCOMPARE(run.result.exitCode, 0);
         QCOMPARE(run.result.out, runs ? QByteArray("passed\n") : QByteArray());
         if (runs) {
@@ -351,3 +351,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(WrapperScriptRunTest)
 #include "test_wrapper_script_run.moc"
+
+using namespace Qt::StringLiterals;

@@ -45,16 +45,16 @@ private Q_SLOTS:
     void description_doesNotReorderStoredTimes()
     {
         const TaskSchedule schedule = TaskSchedule::daily({{14, 0}, {9, 5}});
-        QCOMPARE(schedule.description(), u"Daily at 9:05, 14:00"_qs);
+        QCOMPARE(schedule.description(), u"Daily at 9:05, 14:00"_s);
         const QList<TimeOfDay> stored{{14, 0}, {9, 5}};
         QCOMPARE(*schedule.times(), stored);
     }
 
     void timeFormatting()
     {
-        QCOMPARE((TimeOfDay{9, 5}).formatted(), u"9:05"_qs);
-        QCOMPARE((TimeOfDay{14, 0}).formatted(), u"14:00"_qs);
-        QCOMPARE((TimeOfDay{0, 0}).formatted(), u"0:00"_qs);
+        QCOMPARE((TimeOfDay{9, 5}).formatted(), u"9:05"_s);
+        QCOMPARE((TimeOfDay{14, 0}).formatted(), u"14:00"_s);
+        QCOMPARE((TimeOfDay{0, 0}).formatted(), u"0:00"_s);
         QCOMPARE((TimeOfDay{23, 59}).minuteOfDay(), 1439);
     }
 
@@ -77,30 +77,32 @@ private Q_SLOTS:
 
     void weekdayNames()
     {
-        QCOMPARE(Weekdays::abbreviation(1), u"Sun"_qs);
-        QCOMPARE(Weekdays::abbreviation(7), u"Sat"_qs);
-        QCOMPARE(Weekdays::abbreviation(8), u"?"_qs);
-        QCOMPARE(Weekdays::fullName(4), u"Wednesday"_qs);
-        QCOMPARE(Weekdays::fullName(0), u"Unknown"_qs);
-        QCOMPARE(Weekdays::ordinal(1), u"1st"_qs);
-        QCOMPARE(Weekdays::ordinal(3), u"3rd"_qs);
+        QCOMPARE(Weekdays::abbreviation(1), u"Sun"_s);
+        QCOMPARE(Weekdays::abbreviation(7), u"Sat"_s);
+        QCOMPARE(Weekdays::abbreviation(8), u"?"_s);
+        QCOMPARE(Weekdays::fullName(4), u"Wednesday"_s);
+        QCOMPARE(Weekdays::fullName(0), u"Unknown"_s);
+        QCOMPARE(Weekdays::ordinal(1), u"1st"_s);
+        QCOMPARE(Weekdays::ordinal(3), u"3rd"_s);
     }
 
     void ids()
     {
         ScheduledTask task;
-        task.id = QUuid::fromString(u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_qs);
-        QCOMPARE(task.fullId(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
-        QCOMPARE(task.shortId(), u"0a1b2c3d"_qs);
+        task.id = QUuid::fromString(u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_s);
+        QCOMPARE(task.fullId(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
+        QCOMPARE(task.shortId(), u"0a1b2c3d"_s);
     }
 
     void kindNames()
     {
-        QCOMPARE(TaskSchedule::interval(1).kindName(), u"interval"_qs);
-        QCOMPARE(TaskSchedule::monthlyNthWeekday(1, 2, {}).kindName(), u"monthlyNthWeekday"_qs);
-        QCOMPARE(TaskSchedule::runAtLoad().kindName(), u"runAtLoad"_qs);
+        QCOMPARE(TaskSchedule::interval(1).kindName(), u"interval"_s);
+        QCOMPARE(TaskSchedule::monthlyNthWeekday(1, 2, {}).kindName(), u"monthlyNthWeekday"_s);
+        QCOMPARE(TaskSchedule::runAtLoad().kindName(), u"runAtLoad"_s);
     }
 };
 
 QTEST_GUILESS_MAIN(ScheduleDescriptionTest)
 #include "test_schedule_description.moc"
+
+using namespace Qt::StringLiterals;

@@ -21,7 +21,7 @@ QJsonValue parse(const char *json)
 ScheduledTask sampleTask(TaskSchedule schedule)
 {
     ScheduledTask task;
-    task.id = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
+    task.id = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
     task.name = QStringLiteral("Backup");
     task.command = QStringLiteral("make backup");
     task.schedule = std::move(schedule);
@@ -110,7 +110,7 @@ private Q_SLOTS:
         task.useLoginShell = false;
         task.wakeBeforeRun = true;
         TaskLog log;
-        log.id = QUuid::fromString(u"11111111-2222-3333-4444-555555555555"_qs);
+        log.id = QUuid::fromString(u"11111111-2222-3333-4444-555555555555"_s);
         log.timestamp = 762000000.25;
         log.exitCode = -1;
         log.output = QStringLiteral("line\ttab\nnext é");
@@ -158,7 +158,7 @@ private Q_SLOTS:
     void strings_controlCharactersEscaped()
     {
         QCOMPARE(JsonWriter::quoted(QString(QChar(1))), QByteArray("\"\\u0001\""));
-        QCOMPARE(JsonWriter::quoted(u"a\\b\"c/d"_qs), QByteArray("\"a\\\\b\\\"c/d\""));
+        QCOMPARE(JsonWriter::quoted(u"a\\b\"c/d"_s), QByteArray("\"a\\\\b\\\"c/d\""));
     }
 
     void schedule_runAtLoadReads()
@@ -182,8 +182,8 @@ private Q_SLOTS:
         QFETCH(QString, json);
         TaskJson::DecodeError error;
         QVERIFY(!TaskJson::scheduleFromJson(parse(json.toUtf8().constData()), &error));
-        QCOMPARE(error.message, u"Invalid number of keys found, expected one."_qs);
-        QCOMPARE(error.path, u"schedule"_qs);
+        QCOMPARE(error.message, u"Invalid number of keys found, expected one."_s);
+        QCOMPARE(error.path, u"schedule"_s);
     }
 
     void schedule_unknownKeysBesideOneCaseAreIgnored()
@@ -234,7 +234,7 @@ private Q_SLOTS:
             &error);
         QVERIFY2(task, qPrintable(error.description()));
         QCOMPARE(task->wakeBeforeRun, false);
-        QCOMPARE(task->fullId(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
+        QCOMPARE(task->fullId(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
     }
 
     void task_withoutLogsFails()
@@ -243,9 +243,9 @@ private Q_SLOTS:
         const auto task = TaskJson::taskFromJson(
             parse(R"({"id": "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9", "name": "n", "command": "c",
                       "useLoginShell": false, "schedule": {"runAtLoad": {}}, "isEnabled": true})"),
-            &error, u"tasks[4]"_qs);
+            &error, u"tasks[4]"_s);
         QVERIFY(!task);
-        QCOMPARE(error.description(), uR"(Missing key "logs". (task 5))"_qs);
+        QCOMPARE(error.description(), uR"(Missing key "logs". (task 5))"_s);
     }
 
     void task_nullDirectoryReadsAbsentAndIsNotWritten()
@@ -260,8 +260,8 @@ private Q_SLOTS:
         QVERIFY(!task->workingDirectory);
         QVERIFY(!task->envFilePath);
         const QJsonObject written = TaskJson::toJson(*task);
-        QVERIFY(!written.contains(u"workingDirectory"_qs));
-        QVERIFY(!written.contains(u"envFilePath"_qs));
+        QVERIFY(!written.contains(u"workingDirectory"_s));
+        QVERIFY(!written.contains(u"envFilePath"_s));
     }
 
     void task_errorsSayWhere()
@@ -274,16 +274,16 @@ private Q_SLOTS:
              "isEnabled": true, "logs": []}]})";
         const auto result = TaskMigration::read(file);
         QVERIFY(!result.ok());
-        QCOMPARE(result.error->description, u"Invalid number of keys found, expected one. (task 2, at schedule)"_qs);
+        QCOMPARE(result.error->description, u"Invalid number of keys found, expected one. (task 2, at schedule)"_s);
 
         const auto badId = TaskMigration::read(R"([{"id": "nope", "name": "a"}])");
-        QCOMPARE(badId.error->description, uR"(Invalid UUID "nope". (task 1, at id))"_qs);
+        QCOMPARE(badId.error->description, uR"(Invalid UUID "nope". (task 1, at id))"_s);
 
         const auto badTime = TaskMigration::read(R"({"version": 2, "tasks": [
             {"id": "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9", "name": "a", "command": "c", "useLoginShell": true,
              "schedule": {"daily": {"times": [{"hour": 1, "minute": 2}, {"hour": 3}]}},
              "isEnabled": true, "logs": []}]})");
-        QCOMPARE(badTime.error->description, uR"(Missing key "minute". (task 1, at schedule.daily.times[1]))"_qs);
+        QCOMPARE(badTime.error->description, uR"(Missing key "minute". (task 1, at schedule.daily.times[1]))"_s);
     }
 
     void task_wrongTypesAtEveryKey_data()
@@ -324,7 +324,7 @@ private Q_SLOTS:
         QRandomGenerator random(20261121);
         const auto randomText = [&random]() {
             // Whole code points, so no surrogate pair is ever cut in half.
-            static const QList<uint> pool = u"abcXYZ 019'\"\\$`\n\t/&<>é漢🙂\x01"_qs.toUcs4();
+            static const QList<uint> pool = u"abcXYZ 019'\"\\$`\n\t/&<>é漢🙂\x01"_s.toUcs4();
             QList<uint> text;
             const int length = random.bounded(0, 12);
             for (int i = 0; i < length; ++i) {
@@ -387,3 +387,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskJsonTest)
 #include "test_task_json.moc"
+
+using namespace Qt::StringLiterals;

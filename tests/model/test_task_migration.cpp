@@ -75,7 +75,7 @@ private Q_SLOTS:
         const auto result = TaskMigration::read(file);
         QVERIFY(!result.ok());
         QCOMPARE(result.error->kind, TaskMigration::Error::Kind::unrecognizedFormat);
-        QCOMPARE(result.error->description, u"Unrecognized tasks.json format"_qs);
+        QCOMPARE(result.error->description, u"Unrecognized tasks.json format"_s);
     }
 
     void invalidJson_saysWhere()
@@ -83,11 +83,11 @@ private Q_SLOTS:
         const auto result = TaskMigration::read("{\n  \"version\": 2,\n  \"tasks\": [\n");
         QVERIFY(!result.ok());
         QCOMPARE(result.error->kind, TaskMigration::Error::Kind::invalidJson);
-        QVERIFY2(result.error->description.startsWith(u"Not valid JSON: "_qs), qPrintable(result.error->description));
-        QVERIFY2(result.error->description.contains(u"line 4"_qs), qPrintable(result.error->description));
+        QVERIFY2(result.error->description.startsWith(u"Not valid JSON: "_s), qPrintable(result.error->description));
+        QVERIFY2(result.error->description.contains(u"line 4"_s), qPrintable(result.error->description));
 
         const auto empty = TaskMigration::read("");
-        QCOMPARE(empty.error->description, u"The file is empty; it is not valid JSON."_qs);
+        QCOMPARE(empty.error->description, u"The file is empty; it is not valid JSON."_s);
     }
 
     void version1_singleTimeBecomesList()
@@ -136,7 +136,7 @@ private Q_SLOTS:
         const auto result = TaskMigration::read(v1WithSchedule(R"({"daily": {"hour": 9}})"));
         QVERIFY(!result.ok());
         QCOMPARE(result.error->kind, TaskMigration::Error::Kind::decoding);
-        QVERIFY2(result.error->description.startsWith(uR"(Missing key "times".)"_qs),
+        QVERIFY2(result.error->description.startsWith(uR"(Missing key "times".)"_s),
                  qPrintable(result.error->description));
     }
 
@@ -155,7 +155,7 @@ private Q_SLOTS:
         const auto result = TaskMigration::read(file);
         QVERIFY(!result.ok());
         QCOMPARE(result.error->kind, TaskMigration::Error::Kind::decoding);
-        QVERIFY(result.error->description.contains(uR"(Missing key "times".)"_qs));
+        QVERIFY(result.error->description.contains(uR"(Missing key "times".)"_s));
     }
 
     void version1_writtenBackAsVersion2()
@@ -178,3 +178,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskMigrationTest)
 #include "test_task_migration.moc"
+
+using namespace Qt::StringLiterals;

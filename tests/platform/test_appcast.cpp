@@ -20,19 +20,19 @@ private Q_SLOTS:
         const Appcast::Feed feed = Appcast::parse(twoReleases());
         QVERIFY(feed.error.isEmpty());
         QCOMPARE(feed.releases.size(), 2);
-        QCOMPARE(feed.releases.at(0).version, u"120"_qs);
-        QCOMPARE(feed.releases.at(0).displayVersion(), u"1.2.0"_qs);
-        QCOMPARE(feed.releases.at(0).releaseNotesLink, u"https://example.org/notes/1.2.0.html"_qs);
-        QCOMPARE(feed.releases.at(1).displayVersion(), u"1.10.0"_qs);
-        QCOMPARE(feed.releases.at(1).releaseNotesLink, u"https://example.org/notes/1.10.0.html"_qs);
-        QCOMPARE(feed.releases.at(1).downloadUrl, u"https://example.org/Moxley-1.10.0.zip"_qs);
-        QCOMPARE(Appcast::newest(feed)->displayVersion(), u"1.10.0"_qs);
+        QCOMPARE(feed.releases.at(0).version, u"120"_s);
+        QCOMPARE(feed.releases.at(0).displayVersion(), u"1.2.0"_s);
+        QCOMPARE(feed.releases.at(0).releaseNotesLink, u"https://example.org/notes/1.2.0.html"_s);
+        QCOMPARE(feed.releases.at(1).displayVersion(), u"1.10.0"_s);
+        QCOMPARE(feed.releases.at(1).releaseNotesLink, u"https://example.org/notes/1.10.0.html"_s);
+        QCOMPARE(feed.releases.at(1).downloadUrl, u"https://example.org/Moxley-1.10.0.zip"_s);
+        QCOMPARE(Appcast::newest(feed)->displayVersion(), u"1.10.0"_s);
     }
 
     void parse_brokenFeeds()
     {
-        QVERIFY(Appcast::parse("<rss><channel><item>").error.startsWith(u"The update feed is not valid XML: "_qs));
-        QCOMPARE(Appcast::parse("<html><body>Moved</body></html>").error, u"The update feed has no channel."_qs);
+        QVERIFY(Appcast::parse("<rss><channel><item>").error.startsWith(u"The update feed is not valid XML: "_s));
+        QCOMPARE(Appcast::parse("<html><body>Moved</body></html>").error, u"The update feed has no channel."_s);
         QVERIFY(!Appcast::newest(Appcast::parse("<rss><channel></channel></rss>")));
     }
 
@@ -62,3 +62,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(AppcastTest)
 #include "test_appcast.moc"
+
+using namespace Qt::StringLiterals;

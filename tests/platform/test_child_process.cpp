@@ -12,11 +12,11 @@ class ChildProcessTest : public QObject
 private Q_SLOTS:
     void argumentsReachTheChildUntouched()
     {
-        const QStringList arguments{u"a b"_qs, u"it's \"x\" $HOME *"_qs, QString(), u"line\nbreak"_qs};
+        const QStringList arguments{u"a b"_s, u"it's \"x\" $HOME *"_s, QString(), u"line\nbreak"_s};
         ChildProcess::Options options;
         options.output = ChildProcess::Output::capture;
         const auto result =
-            ChildProcess::run(u"/bin/sh"_qs, QStringList{u"-c"_qs, u"printf '[%s]' \"$@\""_qs, u"sh"_qs} + arguments,
+            ChildProcess::run(u"/bin/sh"_s, QStringList{u"-c"_s, u"printf '[%s]' \"$@\""_s, u"sh"_s} + arguments,
                               options);
         QVERIFY(result.started);
         QCOMPARE(result.exitStatus, 0);
@@ -26,7 +26,7 @@ private Q_SLOTS:
 
     void exitStatus_isReported()
     {
-        const auto result = ChildProcess::run(u"/bin/sh"_qs, {u"-c"_qs, u"exit 42"_qs});
+        const auto result = ChildProcess::run(u"/bin/sh"_s, {u"-c"_s, u"exit 42"_s});
         QVERIFY(result.started);
         QVERIFY(!result.crashed);
         QCOMPARE(result.exitStatus, 42);
@@ -35,7 +35,7 @@ private Q_SLOTS:
 
     void killedBySignal_isCrashWithSignalNumber()
     {
-        const auto result = ChildProcess::run(u"/bin/sh"_qs, {u"-c"_qs, u"kill -TERM $$"_qs});
+        const auto result = ChildProcess::run(u"/bin/sh"_s, {u"-c"_s, u"kill -TERM $$"_s});
         QVERIFY(result.started);
         QVERIFY(result.crashed);
         QCOMPARE(result.exitStatus, 15);
@@ -44,7 +44,7 @@ private Q_SLOTS:
 
     void discard_outputGoesNowhere()
     {
-        const auto result = ChildProcess::run(u"/bin/sh"_qs, {u"-c"_qs, u"echo out; echo err >&2"_qs});
+        const auto result = ChildProcess::run(u"/bin/sh"_s, {u"-c"_s, u"echo out; echo err >&2"_s});
         QCOMPARE(result.exitStatus, 0);
         QCOMPARE(result.standardOutput, QByteArray());
         QCOMPARE(result.standardError, QByteArray());
@@ -55,7 +55,7 @@ private Q_SLOTS:
         ChildProcess::Options options;
         options.output = ChildProcess::Output::capture;
         const auto result = ChildProcess::run(
-            u"/bin/sh"_qs, {u"-c"_qs, u"head -c 1000000 /dev/zero | tr '\\0' x; echo err >&2"_qs}, options);
+            u"/bin/sh"_s, {u"-c"_s, u"head -c 1000000 /dev/zero | tr '\\0' x; echo err >&2"_s}, options);
         QCOMPARE(result.exitStatus, 0);
         QCOMPARE(result.standardOutput, QByteArray(1000000, 'x'));
         QCOMPARE(result.standardError, QByteArray("err\n"));
@@ -66,7 +66,7 @@ private Q_SLOTS:
         ChildProcess::Options options;
         options.output = ChildProcess::Output::capture;
         options.input = QByteArray("one\ntwo\n");
-        const auto result = ChildProcess::run(u"/bin/cat"_qs, {}, options);
+        const auto result = ChildProcess::run(u"/bin/cat"_s, {}, options);
         QCOMPARE(result.standardOutput, QByteArray("one\ntwo\n"));
     }
 
@@ -74,7 +74,7 @@ private Q_SLOTS:
     {
         ChildProcess::Options options;
         options.output = ChildProcess::Output::capture;
-        const auto result = ChildProcess::run(u"/bin/cat"_qs, {}, options);
+        const auto result = ChildProcess::run(u"/bin/cat"_s, {}, options);
         QCOMPARE(result.exitStatus, 0);
         QCOMPARE(result.standardOutput, QByteArray());
     }
@@ -85,7 +85,7 @@ private Q_SLOTS:
         ChildProcess::Options options;
         options.output = ChildProcess::Output::capture;
         options.workingDirectory = sandbox.home();
-        const auto result = ChildProcess::run(u"/bin/pwd"_qs, {}, options);
+        const auto result = ChildProcess::run(u"/bin/pwd"_s, {}, options);
         QCOMPARE(result.standardOutput, QByteArray(sandbox.home().toUtf8() + '\n'));
     }
 
@@ -93,7 +93,7 @@ private Q_SLOTS:
     {
         QElapsedTimer timer;
         timer.start();
-        const auto result = ChildProcess::run(u"/bin/sleep"_qs, {u"0.5"_qs});
+        const auto result = ChildProcess::run(u"/bin/sleep"_s, {u"0.5"_s});
         QCOMPARE(result.exitStatus, 0);
         QVERIFY(timer.elapsed() >= 450);
     }
@@ -101,13 +101,13 @@ private Q_SLOTS:
     void missingOrNotExecutable_notStarted()
     {
         Sandbox sandbox;
-        auto result = ChildProcess::run(sandbox.root() + u"/nothing-here"_qs, {u"load"_qs});
+        auto result = ChildProcess::run(sandbox.root() + u"/nothing-here"_s, {u"load"_s});
         QVERIFY(!result.started);
         QCOMPARE(result.exitStatus, -1);
         QVERIFY(!result.errorText.isEmpty());
         QVERIFY(!result.succeeded());
 
-        const QString plain = sandbox.root() + u"/not-executable"_qs;
+        const QString plain = sandbox.root() + u"/not-executable"_s;
         Sandbox::writeFile(plain, "#!/bin/sh\nexit 0\n", 0644);
         result = ChildProcess::run(plain, {});
         QVERIFY(!result.started);
@@ -117,3 +117,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(ChildProcessTest)
 #include "test_child_process.moc"
+
+using namespace Qt::StringLiterals;

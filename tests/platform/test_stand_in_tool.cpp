@@ -12,11 +12,11 @@ private Q_SLOTS:
     void recordsArgumentsExactly()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/bin/launchctl"_qs);
-        const QStringList odd{u"load"_qs, u"/a b/it's \"x\"\n$HOME"_qs, QString(), u"-w"_qs};
+        StandInTool tool(sandbox, u"/bin/launchctl"_s);
+        const QStringList odd{u"load"_s, u"/a b/it's \"x\"\n$HOME"_s, QString(), u"-w"_s};
         QCOMPARE(sandbox.run(tool.path(), odd).exitCode, 0);
-        QCOMPARE(sandbox.run(tool.path(), {u"unload"_qs}).exitCode, 0);
-        const QList<QStringList> expected{odd, {u"unload"_qs}};
+        QCOMPARE(sandbox.run(tool.path(), {u"unload"_s}).exitCode, 0);
+        const QList<QStringList> expected{odd, {u"unload"_s}};
         QCOMPARE(tool.calls(), expected);
         tool.clearCalls();
         QVERIFY(tool.calls().isEmpty());
@@ -25,14 +25,14 @@ private Q_SLOTS:
     void answersPerFirstArgument()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/pmset"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/pmset"_s);
         tool.setExitStatus(3);
-        tool.setExitStatus(0, u"-g"_qs);
-        tool.setOutput("Scheduled power events:\n", u"-g"_qs);
-        const auto sched = sandbox.run(tool.path(), {u"-g"_qs, u"sched"_qs});
+        tool.setExitStatus(0, u"-g"_s);
+        tool.setOutput("Scheduled power events:\n", u"-g"_s);
+        const auto sched = sandbox.run(tool.path(), {u"-g"_s, u"sched"_s});
         QCOMPARE(sched.exitCode, 0);
         QCOMPARE(sched.out, QByteArray("Scheduled power events:\n"));
-        const auto other = sandbox.run(tool.path(), {u"repeat"_qs});
+        const auto other = sandbox.run(tool.path(), {u"repeat"_s});
         QCOMPARE(other.exitCode, 3);
         QCOMPARE(other.out, QByteArray());
     }
@@ -40,24 +40,24 @@ private Q_SLOTS:
     void sharedLogKeepsOrderAcrossTools()
     {
         Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
-        StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
-        sandbox.run(launchctl.path(), {u"unload"_qs, u"/p"_qs});
-        sandbox.run(osascript.path(), {u"-e"_qs, u"do shell script \"x\""_qs});
-        sandbox.run(launchctl.path(), {u"load"_qs, u"/p"_qs});
-        const QList<QStringList> expected{{u"launchctl"_qs, u"unload"_qs, u"/p"_qs},
-                                          {u"osascript"_qs, u"-e"_qs, u"do shell script \"x\""_qs},
-                                          {u"launchctl"_qs, u"load"_qs, u"/p"_qs}};
+        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
+        StandInTool osascript(sandbox, u"/usr/bin/osascript"_s);
+        sandbox.run(launchctl.path(), {u"unload"_s, u"/p"_s});
+        sandbox.run(osascript.path(), {u"-e"_s, u"do shell script \"x\""_s});
+        sandbox.run(launchctl.path(), {u"load"_s, u"/p"_s});
+        const QList<QStringList> expected{{u"launchctl"_s, u"unload"_s, u"/p"_s},
+                                          {u"osascript"_s, u"-e"_s, u"do shell script \"x\""_s},
+                                          {u"launchctl"_s, u"load"_s, u"/p"_s}};
         QCOMPARE(StandInTool::allCalls(sandbox), expected);
     }
 
     void unstartable_cannotBeRun()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/bin/launchctl"_qs);
+        StandInTool tool(sandbox, u"/bin/launchctl"_s);
         tool.makeUnstartable();
         QProcess process;
-        process.start(tool.path(), {u"load"_qs});
+        process.start(tool.path(), {u"load"_s});
         QVERIFY(!process.waitForStarted(5000));
         QVERIFY(tool.calls().isEmpty());
     }
@@ -65,3 +65,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(StandInToolTest)
 #include "test_stand_in_tool.moc"
+
+using namespace Qt::StringLiterals;

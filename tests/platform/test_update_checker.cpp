@@ -43,7 +43,7 @@ public:
 
     QUrl url(const char *path) const
     {
-        return QUrl(u"http://127.0.0.1:"_qs + QString::number(serverPort()) + QString::fromLatin1(path));
+        return QUrl(u"http://127.0.0.1:"_s + QString::number(serverPort()) + QString::fromLatin1(path));
     }
 };
 
@@ -80,12 +80,12 @@ private Q_SLOTS:
 
     void newerFeed_reportsTheRelease()
     {
-        UpdateChecker checker(m_server.url("/newer.xml"), u"0.1.0"_qs);
+        UpdateChecker checker(m_server.url("/newer.xml"), u"0.1.0"_s);
         QSignalSpy canCheck(&checker, &UpdateChecker::canCheckForUpdatesChanged);
         const auto result = check(checker);
         QCOMPARE(result.status, UpdateChecker::Result::Status::newerAvailable);
-        QCOMPARE(result.release->displayVersion(), u"0.2.0"_qs);
-        QCOMPARE(result.release->releaseNotesLink, u"https://example.org/notes"_qs);
+        QCOMPARE(result.release->displayVersion(), u"0.2.0"_s);
+        QCOMPARE(result.release->releaseNotesLink, u"https://example.org/notes"_s);
         // Disabled while the check ran, enabled again after.
         QCOMPARE(canCheck.size(), 2);
         QCOMPARE(canCheck.at(0).at(0).toBool(), false);
@@ -95,23 +95,23 @@ private Q_SLOTS:
 
     void equalOrOlderFeed_isUpToDate()
     {
-        UpdateChecker equal(m_server.url("/equal.xml"), u"0.1.0"_qs);
+        UpdateChecker equal(m_server.url("/equal.xml"), u"0.1.0"_s);
         QCOMPARE(check(equal).status, UpdateChecker::Result::Status::upToDate);
-        UpdateChecker older(m_server.url("/older.xml"), u"0.1.0"_qs);
+        UpdateChecker older(m_server.url("/older.xml"), u"0.1.0"_s);
         QCOMPARE(check(older).status, UpdateChecker::Result::Status::upToDate);
     }
 
     void malformedFeed_fails()
     {
-        UpdateChecker checker(m_server.url("/malformed.xml"), u"0.1.0"_qs);
+        UpdateChecker checker(m_server.url("/malformed.xml"), u"0.1.0"_s);
         const auto result = check(checker);
         QCOMPARE(result.status, UpdateChecker::Result::Status::failed);
-        QVERIFY2(result.error.startsWith(u"The update feed is not valid XML: "_qs), qPrintable(result.error));
+        QVERIFY2(result.error.startsWith(u"The update feed is not valid XML: "_s), qPrintable(result.error));
     }
 
     void missingFeed_fails()
     {
-        UpdateChecker checker(m_server.url("/nothing.xml"), u"0.1.0"_qs);
+        UpdateChecker checker(m_server.url("/nothing.xml"), u"0.1.0"_s);
         const auto result = check(checker);
         QCOMPARE(result.status, UpdateChecker::Result::Status::failed);
         QVERIFY(!result.error.isEmpty());
@@ -119,7 +119,7 @@ private Q_SLOTS:
 
     void silentServer_endsWithAMessage()
     {
-        UpdateChecker checker(m_server.url("/silent"), u"0.1.0"_qs);
+        UpdateChecker checker(m_server.url("/silent"), u"0.1.0"_s);
         checker.setTimeout(800);
         QVERIFY(checker.canCheckForUpdates());
         QSignalSpy spy(&checker, &UpdateChecker::checkFinished);
@@ -130,19 +130,21 @@ private Q_SLOTS:
         QCOMPARE(spy.size(), 1);
         const auto result = spy.first().first().value<UpdateChecker::Result>();
         QCOMPARE(result.status, UpdateChecker::Result::Status::failed);
-        QCOMPARE(result.error, u"The update server did not answer in time."_qs);
+        QCOMPARE(result.error, u"The update server did not answer in time."_s);
         QVERIFY(checker.canCheckForUpdates());
     }
 
     void insecureAddress_refused()
     {
-        UpdateChecker checker(QUrl(u"http://example.org/appcast.xml"_qs), u"0.1.0"_qs);
+        UpdateChecker checker(QUrl(u"http://example.org/appcast.xml"_s), u"0.1.0"_s);
         const auto result = check(checker);
         QCOMPARE(result.status, UpdateChecker::Result::Status::failed);
         QCOMPARE(result.error,
-                 u"The update feed address is not a secure (https) address: http://example.org/appcast.xml"_qs);
+                 u"The update feed address is not a secure (https) address: http://example.org/appcast.xml"_s);
     }
 };
 
 QTEST_GUILESS_MAIN(UpdateCheckerTest)
 #include "test_update_checker.moc"
+
+using namespace Qt::StringLiterals;

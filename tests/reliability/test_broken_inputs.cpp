@@ -96,29 +96,29 @@ private Q_SLOTS:
         // The tool says the same, changes nothing, and exits 1.
         Sandbox sandbox;
         sandbox.writeTasksFile(bytes);
-        const Sandbox::Result list = sandbox.runCli({u"list"_qs});
+        const Sandbox::Result list = sandbox.runCli({u"list"_s});
         QCOMPARE(list.exitCode, 1);
         QCOMPARE(list.out, QByteArray());
-        QCOMPARE(QString::fromUtf8(list.err), QString(u"moxley: Failed to load tasks: "_qs % message % u'\n'));
+        QCOMPARE(QString::fromUtf8(list.err), QString(u"moxley: Failed to load tasks: "_s % message % u'\n'));
         QCOMPARE(sandbox.readTasksFile(), bytes);
     }
 
     // Every file in the folder has its row, so a file added there cannot go untested.
     void tasksFile_everyFileIsListed()
     {
-        const QStringList files = QDir(dataFile({})).entryList({u"tasks-*.json"_qs}, QDir::Files);
+        const QStringList files = QDir(dataFile({})).entryList({u"tasks-*.json"_s}, QDir::Files);
         QCOMPARE(files.size(), 37);
     }
 
     void propertyList_readsAsNoJob_data()
     {
         QTest::addColumn<QString>("file");
-        QTest::newRow("label not a string") << u"plist-label-integer.plist"_qs;
-        QTest::newRow("top level an array") << u"plist-top-array.plist"_qs;
-        QTest::newRow("XML cut short") << u"plist-truncated.plist"_qs;
-        QTest::newRow("binary cut short") << u"plist-binary-truncated.plist"_qs;
-        QTest::newRow("garbage") << u"plist-garbage.plist"_qs;
-        QTest::newRow("key holding U+0000") << u"plist-key-with-nul.plist"_qs;
+        QTest::newRow("label not a string") << u"plist-label-integer.plist"_s;
+        QTest::newRow("top level an array") << u"plist-top-array.plist"_s;
+        QTest::newRow("XML cut short") << u"plist-truncated.plist"_s;
+        QTest::newRow("binary cut short") << u"plist-binary-truncated.plist"_s;
+        QTest::newRow("garbage") << u"plist-garbage.plist"_s;
+        QTest::newRow("key holding U+0000") << u"plist-key-with-nul.plist"_s;
     }
     void propertyList_readsAsNoJob()
     {
@@ -130,30 +130,30 @@ private Q_SLOTS:
     void propertyList_wrongTypesCountAsAbsent_data()
     {
         QTest::addColumn<QString>("file");
-        QTest::newRow("XML") << u"plist-wrong-types.plist"_qs;
-        QTest::newRow("binary") << u"plist-wrong-types-binary.plist"_qs;
+        QTest::newRow("XML") << u"plist-wrong-types.plist"_s;
+        QTest::newRow("binary") << u"plist-wrong-types-binary.plist"_s;
     }
     void propertyList_wrongTypesCountAsAbsent()
     {
         QFETCH(QString, file);
         const auto job = LaunchdJob::fromFile(dataFile(file), LaunchdJob::Source::userAgents);
         QVERIFY(job);
-        QCOMPARE(job->label, u"org.example.wrong"_qs);
+        QCOMPARE(job->label, u"org.example.wrong"_s);
         QCOMPARE(typedFieldsSet(*job), QStringList());
-        QCOMPARE(job->scheduleSummary(), u"Manual"_qs);
-        QCOMPARE(job->commandLine(), u"(unknown)"_qs);
+        QCOMPARE(job->scheduleSummary(), u"Manual"_s);
+        QCOMPARE(job->commandLine(), u"(unknown)"_s);
         QCOMPARE(job->raw.size(), 10);
     }
 
     // A calendar of a string hour, a real weekday and a huge day: only the integers count.
     void propertyList_calendarKeepsOnlyIntegers()
     {
-        const auto job = LaunchdJob::fromFile(dataFile(u"plist-calendar-mixed.plist"_qs), LaunchdJob::Source::userAgents);
+        const auto job = LaunchdJob::fromFile(dataFile(u"plist-calendar-mixed.plist"_s), LaunchdJob::Source::userAgents);
         QVERIFY(job);
-        const QMap<QString, qint64> expected{{u"Day"_qs, qint64(1) << 62}, {u"Minute"_qs, 5}};
+        const QMap<QString, qint64> expected{{u"Day"_s, qint64(1) << 62}, {u"Minute"_s, 5}};
         QVERIFY(job->startCalendarInterval);
         QCOMPARE(*job->startCalendarInterval, expected);
-        QCOMPARE(job->scheduleSummary(), u"Day 4611686018427387904"_qs);
+        QCOMPARE(job->scheduleSummary(), u"Day 4611686018427387904"_s);
     }
 
     void runsFile_keepsOnlyGoodLines()
@@ -184,13 +184,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("file");
         QTest::addColumn<QString>("tail");
-        QTest::newRow("Latin-1") << u"log-latin1.log"_qs << QString();
-        QTest::newRow("cut inside a character") << u"log-truncated-utf8.log"_qs << QString();
-        QTest::newRow("overlong form") << u"log-overlong.log"_qs << QString();
-        QTest::newRow("surrogate") << u"log-surrogate.log"_qs << QString();
-        QTest::newRow("NUL bytes") << u"log-nul-bytes.log"_qs << QString(u"one\n"_qs % QChar(0) % u"two"_qs % QChar(0));
-        QTest::newRow("CRLF") << u"log-crlf.log"_qs << u"one\r\ntwo"_qs;
-        QTest::newRow("byte-order marks") << u"log-bom.log"_qs << QString(u"one\n"_qs % QChar(0xFEFF) % u"two"_qs);
+        QTest::newRow("Latin-1") << u"log-latin1.log"_s << QString();
+        QTest::newRow("cut inside a character") << u"log-truncated-utf8.log"_s << QString();
+        QTest::newRow("overlong form") << u"log-overlong.log"_s << QString();
+        QTest::newRow("surrogate") << u"log-surrogate.log"_s << QString();
+        QTest::newRow("NUL bytes") << u"log-nul-bytes.log"_s << QString(u"one\n"_s % QChar(0) % u"two"_s % QChar(0));
+        QTest::newRow("CRLF") << u"log-crlf.log"_s << u"one\r\ntwo"_s;
+        QTest::newRow("byte-order marks") << u"log-bom.log"_s << QString(u"one\n"_s % QChar(0xFEFF) % u"two"_s);
     }
     void log_tailOrEmpty()
     {
@@ -202,3 +202,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(BrokenInputsTest)
 #include "test_broken_inputs.moc"
+
+using namespace Qt::StringLiterals;

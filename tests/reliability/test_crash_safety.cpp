@@ -21,9 +21,9 @@ QList<ScheduledTask> largeTaskList()
     for (int i = 0; i < 2000; ++i) {
         ScheduledTask task;
         task.id = QUuid::fromString(QString::asprintf("%08X-0000-4000-8000-%012d", i + 1, i));
-        task.name = u"Task "_qs % QString::number(i);
-        task.command = u"echo 'task "_qs % QString::number(i) % u"' && "_qs % QString(100, u'x');
-        task.workingDirectory = u"/tmp/folder "_qs % QString::number(i);
+        task.name = u"Task "_s % QString::number(i);
+        task.command = u"echo 'task "_s % QString::number(i) % u"' && "_s % QString(100, u'x');
+        task.workingDirectory = u"/tmp/folder "_s % QString::number(i);
         task.isEnabled = false;
         task.schedule = TaskSchedule::weekly({2, 4, 6}, {{7, 0}, {18, 30}});
         tasks.append(task);
@@ -42,8 +42,8 @@ int fileMode(const QString &path)
 
 QStringList addArguments(int i)
 {
-    return {u"add"_qs, u"--name"_qs, u"Added "_qs % QString::number(i), u"--command"_qs, u"echo added"_qs,
-            u"--daily"_qs, u"--at"_qs, u"6:30"_qs};
+    return {u"add"_s, u"--name"_s, u"Added "_s % QString::number(i), u"--command"_s, u"echo added"_s,
+            u"--daily"_s, u"--at"_s, u"6:30"_s};
 }
 
 } // namespace
@@ -94,11 +94,11 @@ private Q_SLOTS:
                 // Complete: it reads, holds the old tasks plus the one added, and is exactly what
                 // the writer makes of those tasks.
                 const TaskMigration::ReadResult read = TaskMigration::read(after);
-                QVERIFY2(read.ok(), qPrintable(u"kill "_qs % QString::number(i) % u": "_qs %
+                QVERIFY2(read.ok(), qPrintable(u"kill "_s % QString::number(i) % u": "_s %
                                                (read.error ? read.error->description : QString())));
                 QCOMPARE(read.tasks.size(), currentTasks.size() + 1);
                 QVERIFY(read.tasks.mid(0, currentTasks.size()) == currentTasks);
-                QCOMPARE(read.tasks.last().name, u"Added "_qs % QString::number(i));
+                QCOMPARE(read.tasks.last().name, u"Added "_s % QString::number(i));
                 QCOMPARE(TaskMigration::encode(read.tasks), after);
                 ++becameNew;
                 current = after;
@@ -122,9 +122,9 @@ private Q_SLOTS:
     void newTasksFile_isOwnerOnly_data()
     {
         QTest::addColumn<QString>("umask");
-        QTest::newRow("022") << u"022"_qs;
-        QTest::newRow("000") << u"000"_qs;
-        QTest::newRow("077") << u"077"_qs;
+        QTest::newRow("022") << u"022"_s;
+        QTest::newRow("000") << u"000"_s;
+        QTest::newRow("077") << u"077"_s;
     }
     void newTasksFile_isOwnerOnly()
     {
@@ -132,8 +132,8 @@ private Q_SLOTS:
         StoreWorld world;
         QVERIFY(!QFile::exists(world.sandbox.tasksFile()));
         const auto result = world.sandbox.run(
-            u"/bin/sh"_qs, {u"-c"_qs, u"umask "_qs % umask % u"; exec \"$0\" \"$@\""_qs, QStringLiteral(MOXLEY_CLI_PATH),
-                            u"add"_qs, u"--name"_qs, u"A"_qs, u"--command"_qs, u"true"_qs});
+            u"/bin/sh"_s, {u"-c"_s, u"umask "_s % umask % u"; exec \"$0\" \"$@\""_s, QStringLiteral(MOXLEY_CLI_PATH),
+                            u"add"_s, u"--name"_s, u"A"_s, u"--command"_s, u"true"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(fileMode(world.sandbox.tasksFile()), 0600);
     }
@@ -144,7 +144,7 @@ private Q_SLOTS:
         StoreWorld world;
         Sandbox::writeFile(world.sandbox.tasksFile(), TaskMigration::encode({}), 0666);
         QCOMPARE(fileMode(world.sandbox.tasksFile()), 0666);
-        QCOMPARE(world.sandbox.runCli({u"add"_qs, u"--name"_qs, u"A"_qs, u"--command"_qs, u"true"_qs}).exitCode, 0);
+        QCOMPARE(world.sandbox.runCli({u"add"_s, u"--name"_s, u"A"_s, u"--command"_s, u"true"_s}).exitCode, 0);
         QCOMPARE(fileMode(world.sandbox.tasksFile()), 0600);
     }
 
@@ -155,8 +155,8 @@ private Q_SLOTS:
         const std::unique_ptr<TaskStore> store = world.open();
         ScheduledTask task;
         task.id = QUuid::createUuid();
-        task.name = u"A"_qs;
-        task.command = u"true"_qs;
+        task.name = u"A"_s;
+        task.command = u"true"_s;
         task.isEnabled = false;
         store->add(task);
         QVERIFY(!store->lastError());
@@ -168,10 +168,12 @@ private Q_SLOTS:
     {
         StoreWorld world;
         Sandbox::writeFile(world.sandbox.tasksFile(), TaskMigration::encode({}), 0644);
-        QCOMPARE(world.sandbox.runCli({u"list"_qs}).exitCode, 0);
+        QCOMPARE(world.sandbox.runCli({u"list"_s}).exitCode, 0);
         QCOMPARE(fileMode(world.sandbox.tasksFile()), 0644);
     }
 };
 
 QTEST_GUILESS_MAIN(CrashSafetyTest)
 #include "test_crash_safety.moc"
+
+using namespace Qt::StringLiterals;

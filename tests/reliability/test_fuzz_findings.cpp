@@ -25,34 +25,34 @@ private Q_SLOTS:
     // the raw dictionary of a binary list whose key held U+0000 was read.
     void binaryPlistKeyHoldingNul_readsAsNoJob()
     {
-        const QByteArray bytes = Sandbox::readFile(dataFile(u"plist-key-with-nul.plist"_qs));
+        const QByteArray bytes = Sandbox::readFile(dataFile(u"plist-key-with-nul.plist"_s));
         QVERIFY(bytes.startsWith("bplist00"));
         // The key is "Bäd", U+0000, "Key", stored as UTF-16 (libplist cuts ASCII keys at U+0000).
         QVERIFY(bytes.contains(QByteArray("\0B\0\xE4\0d\0\0\0K\0e\0y", 14)));
-        QVERIFY(!LaunchdJob::fromData(bytes, u"/x.plist"_qs, LaunchdJob::Source::userAgents));
-        QVERIFY(!LaunchdJob::fromFile(dataFile(u"plist-key-with-nul.plist"_qs), LaunchdJob::Source::userAgents));
+        QVERIFY(!LaunchdJob::fromData(bytes, u"/x.plist"_s, LaunchdJob::Source::userAgents));
+        QVERIFY(!LaunchdJob::fromFile(dataFile(u"plist-key-with-nul.plist"_s), LaunchdJob::Source::userAgents));
     }
 
     // A folder holding such a file still lists its other jobs.
     void folderWithKeyHoldingNul_listsTheOtherJobs()
     {
         QTemporaryDir dir;
-        Sandbox::writeFile(dir.filePath(u"bad.plist"_qs), Sandbox::readFile(dataFile(u"plist-key-with-nul.plist"_qs)));
-        Sandbox::writeFile(dir.filePath(u"good.plist"_qs),
+        Sandbox::writeFile(dir.filePath(u"bad.plist"_s), Sandbox::readFile(dataFile(u"plist-key-with-nul.plist"_s)));
+        Sandbox::writeFile(dir.filePath(u"good.plist"_s),
                            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>Label</key>"
                            "<string>org.example.good</string></dict></plist>");
         const QList<LaunchdJob> jobs = LaunchdBrowser({{dir.path(), LaunchdJob::Source::userAgents}}).scan();
         QCOMPARE(jobs.size(), 1);
-        QCOMPARE(jobs.first().label, u"org.example.good"_qs);
+        QCOMPARE(jobs.first().label, u"org.example.good"_s);
     }
 
     // A string value holding U+0000 is still read whole (libplist keeps its length)...
     void binaryPlistStringHoldingNul_readsWhole()
     {
-        const QByteArray bytes = plistWithProgram(QString(u"/bin/a"_qs % QChar(0) % u"b"_qs));
-        const auto job = LaunchdJob::fromData(bytes, u"/x.plist"_qs, LaunchdJob::Source::userAgents);
+        const QByteArray bytes = plistWithProgram(QString(u"/bin/a"_s % QChar(0) % u"b"_s));
+        const auto job = LaunchdJob::fromData(bytes, u"/x.plist"_s, LaunchdJob::Source::userAgents);
         QVERIFY(job);
-        QCOMPARE(job->program, std::optional<QString>(QString(u"/bin/a"_qs % QChar(0) % u"b")));
+        QCOMPARE(job->program, std::optional<QString>(QString(u"/bin/a"_s % QChar(0) % u"b")));
     }
 
     // ...but the raw XML view gave that string cut at U+0000 (libplist takes C strings), so it no
@@ -61,31 +61,31 @@ private Q_SLOTS:
     void rawXml_textThatXmlCannotCarryGivesNothing_data()
     {
         QTest::addColumn<QString>("text");
-        QTest::newRow("U+0000") << QString(u"a"_qs % QChar(0) % u"b");
-        QTest::newRow("U+0001") << QString(u"a"_qs % QChar(1));
+        QTest::newRow("U+0000") << QString(u"a"_s % QChar(0) % u"b");
+        QTest::newRow("U+0001") << QString(u"a"_s % QChar(1));
         QTest::newRow("U+001F") << QString(QChar(0x1F));
         QTest::newRow("U+FFFE") << QString(QChar(0xFFFE));
         QTest::newRow("U+FFFF") << QString(QChar(0xFFFF));
         QTest::newRow("lone high surrogate") << QString(QChar(0xD800));
-        QTest::newRow("lone low surrogate") << QString(u"x"_qs % QChar(0xDC00));
+        QTest::newRow("lone low surrogate") << QString(u"x"_s % QChar(0xDC00));
         QTest::newRow("reversed pair") << QString(QChar(0xDC00)) + QChar(0xD800);
     }
     void rawXml_textThatXmlCannotCarryGivesNothing()
     {
         QFETCH(QString, text);
-        QVERIFY(!LaunchdBrowser::rawXml({{u"Label"_qs, u"x"_qs}, {u"Program"_qs, text}}));
-        QVERIFY(!LaunchdBrowser::rawXml({{u"Label"_qs, u"x"_qs}, {text, u"value"_qs}}));
-        QVERIFY(!LaunchdBrowser::rawXml({{u"Label"_qs, u"x"_qs}, {u"List"_qs, QVariantList{text}}}));
+        QVERIFY(!LaunchdBrowser::rawXml({{u"Label"_s, u"x"_s}, {u"Program"_s, text}}));
+        QVERIFY(!LaunchdBrowser::rawXml({{u"Label"_s, u"x"_s}, {text, u"value"_s}}));
+        QVERIFY(!LaunchdBrowser::rawXml({{u"Label"_s, u"x"_s}, {u"List"_s, QVariantList{text}}}));
         QVERIFY(!LaunchdBrowser::rawXml(
-            {{u"Label"_qs, u"x"_qs}, {u"Env"_qs, QVariantMap{{u"K"_qs, QVariantMap{{u"Inner"_qs, text}}}}}}));
+            {{u"Label"_s, u"x"_s}, {u"Env"_s, QVariantMap{{u"K"_s, QVariantMap{{u"Inner"_s, text}}}}}}));
     }
 
     void rawXml_tabsFeedsAndAllOtherCharactersRoundTrip()
     {
-        const QString text = u"tab\there\nline\r€ 😀 \uFFFD <&>'\""_qs;
-        const auto xml = LaunchdBrowser::rawXml({{u"Label"_qs, text}, {text, text}});
+        const QString text = u"tab\there\nline\r€ 😀 \uFFFD <&>'\""_s;
+        const auto xml = LaunchdBrowser::rawXml({{u"Label"_s, text}, {text, text}});
         QVERIFY(xml);
-        const auto job = LaunchdJob::fromData(xml->toUtf8(), u"/x.plist"_qs, LaunchdJob::Source::userAgents);
+        const auto job = LaunchdJob::fromData(xml->toUtf8(), u"/x.plist"_s, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QCOMPARE(job->label, text);
         QCOMPARE(job->raw.value(text).toString(), text);
@@ -100,8 +100,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("calendar");
         QTest::addColumn<QString>("summary");
         // StartCalendarInterval twice: first a dictionary {Hour: 5}, then a string; and the other way.
-        QTest::newRow("dictionary first") << u"plist-repeated-key.plist"_qs << true << u"5:00"_qs;
-        QTest::newRow("string first") << u"plist-repeated-key-string-first.plist"_qs << false << u"Manual"_qs;
+        QTest::newRow("dictionary first") << u"plist-repeated-key.plist"_s << true << u"5:00"_s;
+        QTest::newRow("string first") << u"plist-repeated-key-string-first.plist"_s << false << u"Manual"_s;
     }
     void repeatedKey_firstCountsInTypedFieldsAndRaw()
     {
@@ -110,14 +110,14 @@ private Q_SLOTS:
         QFETCH(QString, summary);
         const auto job = LaunchdJob::fromFile(dataFile(file), LaunchdJob::Source::userAgents);
         QVERIFY(job);
-        QCOMPARE(job->label, u"org.example.repeat"_qs);
+        QCOMPARE(job->label, u"org.example.repeat"_s);
         QCOMPARE(job->startCalendarInterval.has_value(), calendar);
         QCOMPARE(job->scheduleSummary(), summary);
-        const QVariant raw = job->raw.value(u"StartCalendarInterval"_qs);
+        const QVariant raw = job->raw.value(u"StartCalendarInterval"_s);
         QCOMPARE(raw.typeId(), calendar ? QMetaType::QVariantMap : QMetaType::QString);
         const auto xml = LaunchdBrowser::rawXml(job->raw);
         QVERIFY(xml);
-        const auto again = LaunchdJob::fromData(xml->toUtf8(), u"/x.plist"_qs, LaunchdJob::Source::userAgents);
+        const auto again = LaunchdJob::fromData(xml->toUtf8(), u"/x.plist"_s, LaunchdJob::Source::userAgents);
         QVERIFY(again);
         QCOMPARE(again->startCalendarInterval, job->startCalendarInterval);
         QCOMPARE(again->scheduleSummary(), summary);
@@ -129,14 +129,14 @@ private Q_SLOTS:
     // dictionary; the raw XML read back sees a dictionary.
     void uidWhereADictionaryBelongs_isNoCalendarButShowsAsCfUid()
     {
-        const auto job = LaunchdJob::fromFile(dataFile(u"plist-uid-calendar.plist"_qs), LaunchdJob::Source::userAgents);
+        const auto job = LaunchdJob::fromFile(dataFile(u"plist-uid-calendar.plist"_s), LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QVERIFY(!job->startCalendarInterval);
-        QCOMPARE(job->scheduleSummary(), u"Manual"_qs);
-        QCOMPARE(job->raw.value(u"StartCalendarInterval"_qs), QVariant(QVariantMap{{u"CF$UID"_qs, qint64(7)}}));
+        QCOMPARE(job->scheduleSummary(), u"Manual"_s);
+        QCOMPARE(job->raw.value(u"StartCalendarInterval"_s), QVariant(QVariantMap{{u"CF$UID"_s, qint64(7)}}));
         const auto xml = LaunchdBrowser::rawXml(job->raw);
         QVERIFY(xml);
-        QVERIFY(xml->contains(u"<key>CF$UID</key>"_qs));
+        QVERIFY(xml->contains(u"<key>CF$UID</key>"_s));
     }
 
     // fuzz_log_tail: QString::fromUtf8 drops a byte-order mark at the start of what it decodes, so a
@@ -144,19 +144,19 @@ private Q_SLOTS:
     void logTail_byteOrderMarkAfterLineFeedIsKept()
     {
         QTemporaryDir dir;
-        const QString path = dir.filePath(u"a.stdout.log"_qs);
+        const QString path = dir.filePath(u"a.stdout.log"_s);
         Sandbox::writeFile(path, "first\n\xEF\xBB\xBFsecond");
-        QCOMPARE(RunHistory::readLogTail(path, 1), QString(QChar(0xFEFF) + u"second"_qs));
-        QCOMPARE(RunHistory::readLogTail(path, 2), QString(u"first\n"_qs + QChar(0xFEFF) + u"second"_qs));
+        QCOMPARE(RunHistory::readLogTail(path, 1), QString(QChar(0xFEFF) + u"second"_s));
+        QCOMPARE(RunHistory::readLogTail(path, 2), QString(u"first\n"_s + QChar(0xFEFF) + u"second"_s));
     }
 
     void logTail_byteOrderMarkAtFileStartIsNoText()
     {
         QTemporaryDir dir;
-        const QString path = dir.filePath(u"a.stdout.log"_qs);
+        const QString path = dir.filePath(u"a.stdout.log"_s);
         Sandbox::writeFile(path, "\xEF\xBB\xBFonly");
-        QCOMPARE(RunHistory::readLogTail(path, 1), u"only"_qs);
-        QCOMPARE(RunHistory::readLogTail(path, 100), u"only"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 1), u"only"_s);
+        QCOMPARE(RunHistory::readLogTail(path, 100), u"only"_s);
     }
 
     // fuzz_runs_file: the runs reader cuts lines as bytes, so a byte-order mark at the start of the
@@ -164,7 +164,7 @@ private Q_SLOTS:
     void runs_byteOrderMarkAtFileStartKeepsTheFirstRun()
     {
         QTemporaryDir dir;
-        const QString path = dir.filePath(u"0a1b2c3d.runs"_qs);
+        const QString path = dir.filePath(u"0a1b2c3d.runs"_s);
         Sandbox::writeFile(path, "\xEF\xBB\xBF" "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"
                                  "\xEF\xBB\xBF" "2025-03-02T06:00:00Z\t2025-03-02T06:00:05Z\t0\n");
         const QList<TaskRunRecord> runs = RunHistory::readRuns(path);
@@ -217,3 +217,5 @@ private:
 
 QTEST_GUILESS_MAIN(FuzzFindingsTest)
 #include "test_fuzz_findings.moc"
+
+using namespace Qt::StringLiterals;

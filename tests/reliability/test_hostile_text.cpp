@@ -23,12 +23,12 @@ constexpr quint32 kStartValue = 20250301;
 const QStringList &hostilePieces()
 {
     static const QStringList pieces{
-        u"'"_qs,      u"\""_qs,         u"\\"_qs,     u"$"_qs,       u"`"_qs,      u"\n"_qs,    u"\t"_qs,
-        u" "_qs,      u"'\\''"_qs,      u"$(id)"_qs,  u"${HOME}"_qs, u"`id`"_qs,   u"$'x'"_qs,  u"\\n"_qs,
-        u"\\\""_qs,   u"&"_qs,          u"<"_qs,      u">"_qs,       u"&amp;"_qs,  u"]]>"_qs,   u"<!--"_qs,
-        u";"_qs,      u"|"_qs,          u"*"_qs,      u"?"_qs,       u"~"_qs,      u"!"_qs,     u"#"_qs,
-        u"%s"_qs,     u"-n"_qs,         u"é"_qs,      u"日本"_qs,    u"😀"_qs,     u"\u00a0"_qs, u"\u2028"_qs,
-        u"\u200f"_qs, u"\uFEFF"_qs,     u"a"_qs,      u"Z"_qs,       u"0"_qs,      u"name"_qs,  u"-"_qs};
+        u"'"_s,      u"\""_s,         u"\\"_s,     u"$"_s,       u"`"_s,      u"\n"_s,    u"\t"_s,
+        u" "_s,      u"'\\''"_s,      u"$(id)"_s,  u"${HOME}"_s, u"`id`"_s,   u"$'x'"_s,  u"\\n"_s,
+        u"\\\""_s,   u"&"_s,          u"<"_s,      u">"_s,       u"&amp;"_s,  u"]]>"_s,   u"<!--"_s,
+        u";"_s,      u"|"_s,          u"*"_s,      u"?"_s,       u"~"_s,      u"!"_s,     u"#"_s,
+        u"%s"_s,     u"-n"_s,         u"é"_s,      u"日本"_s,    u"😀"_s,     u"\u00a0"_s, u"\u2028"_s,
+        u"\u200f"_s, u"\uFEFF"_s,     u"a"_s,      u"Z"_s,       u"0"_s,      u"name"_s,  u"-"_s};
     return pieces;
 }
 
@@ -166,32 +166,32 @@ QString codes(const QString &text)
 QString firstDifference(const QList<ScheduledTask> &a, const QList<ScheduledTask> &b)
 {
     if (a.size() != b.size()) {
-        return u"sizes "_qs % QString::number(a.size()) % u" and "_qs % QString::number(b.size());
+        return u"sizes "_s % QString::number(a.size()) % u" and "_s % QString::number(b.size());
     }
     for (qsizetype i = 0; i < a.size(); ++i) {
         const ScheduledTask &x = a.at(i);
         const ScheduledTask &y = b.at(i);
-        const QString at = u"task "_qs % QString::number(i) % u": "_qs;
+        const QString at = u"task "_s % QString::number(i) % u": "_s;
         if (x.id != y.id) {
-            return at % u"id"_qs;
+            return at % u"id"_s;
         }
         if (x.name != y.name) {
-            return at % u"name "_qs % codes(x.name) % u" | "_qs % codes(y.name);
+            return at % u"name "_s % codes(x.name) % u" | "_s % codes(y.name);
         }
         if (x.command != y.command) {
-            return at % u"command "_qs % codes(x.command) % u" | "_qs % codes(y.command);
+            return at % u"command "_s % codes(x.command) % u" | "_s % codes(y.command);
         }
         if (x.workingDirectory != y.workingDirectory || x.envFilePath != y.envFilePath) {
-            return at % u"folder or environment file"_qs;
+            return at % u"folder or environment file"_s;
         }
         if (x.schedule != y.schedule) {
-            return at % u"schedule"_qs;
+            return at % u"schedule"_s;
         }
         if (x.logs != y.logs) {
-            return at % u"logs"_qs;
+            return at % u"logs"_s;
         }
         if (!(x == y)) {
-            return at % u"flags"_qs;
+            return at % u"flags"_s;
         }
     }
     return {};
@@ -219,12 +219,12 @@ private Q_SLOTS:
             QVERIFY(QDir().mkpath(folder));
             QVERIFY(QDir().mkpath(QFileInfo(envFile).absolutePath()));
             const QString mark = hostileText(random, 1, 12);
-            Sandbox::writeFile(envFile, QString(u"MARK="_qs % shellQuote(mark) % u'\n').toUtf8());
+            Sandbox::writeFile(envFile, QString(u"MARK="_s % shellQuote(mark) % u'\n').toUtf8());
 
             ScheduledTask task;
             task.id = randomId(random);
             task.name = hostileText(random, 1, 5);
-            task.command = u"pwd; printf '%s' \"$MARK\""_qs;
+            task.command = u"pwd; printf '%s' \"$MARK\""_s;
             task.workingDirectory = folder;
             task.envFilePath = envFile;
             task.useLoginShell = false;
@@ -240,8 +240,8 @@ private Q_SLOTS:
             QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
             const QString out = decoder.decode(result.out);
             if (out != expected) {
-                QFAIL(qPrintable(u"case "_qs % QString::number(i) % u": got «"_qs % out %
-                                 u"» expected «"_qs % expected % u'»'));
+                QFAIL(qPrintable(u"case "_s % QString::number(i) % u": got «"_s % out %
+                                 u"» expected «"_s % expected % u'»'));
             }
             // The runs line lands in the history too.
             QCOMPARE(RunHistory::readRuns(service.runsPath(task)).size(), 1);
@@ -253,15 +253,15 @@ private Q_SLOTS:
     {
         QRandomGenerator random(kStartValue + 1);
         for (int i = 0; i < 3000; ++i) {
-            const QString scriptsDir = u"/Users/"_qs % hostileFileName(random) % u'/' % hostileFileName(random);
-            const LaunchdService service(u"/L"_qs, scriptsDir, u"/Logs"_qs);
+            const QString scriptsDir = u"/Users/"_s % hostileFileName(random) % u'/' % hostileFileName(random);
+            const LaunchdService service(u"/L"_s, scriptsDir, u"/Logs"_s);
             ScheduledTask task = randomTask(random);
             const QString xml = service.plistText(task);
             const std::optional<QVariant> tree = PlistTree::fromXml(xml.toUtf8());
-            QVERIFY2(tree, qPrintable(u"case "_qs % QString::number(i) % u":\n"_qs % xml));
+            QVERIFY2(tree, qPrintable(u"case "_s % QString::number(i) % u":\n"_s % xml));
             const QVariantMap dict = tree->toMap();
-            QCOMPARE(dict.value(u"ProgramArguments"_qs).toList(), QVariantList{service.scriptPath(task)});
-            QCOMPARE(dict.value(u"Label"_qs).toString(), LaunchdService::jobLabel(task));
+            QCOMPARE(dict.value(u"ProgramArguments"_s).toList(), QVariantList{service.scriptPath(task)});
+            QCOMPARE(dict.value(u"Label"_s).toString(), LaunchdService::jobLabel(task));
         }
     }
 
@@ -287,11 +287,11 @@ private Q_SLOTS:
     void tasksFile_controlCharactersRoundTrip()
     {
         ScheduledTask task;
-        task.id = QUuid::fromString(u"0A1B2C3D-0000-4000-8000-000000000001"_qs);
+        task.id = QUuid::fromString(u"0A1B2C3D-0000-4000-8000-000000000001"_s);
         for (char16_t c = 0; c < 0x20; ++c) {
             task.name += QChar(c);
         }
-        task.command = u"\u007f\u0085\u2029\uFFFE\uFFFF\U0010FFFF"_qs;
+        task.command = u"\u007f\u0085\u2029\uFFFE\uFFFF\U0010FFFF"_s;
         const QByteArray first = TaskMigration::encode({task});
         const TaskMigration::ReadResult read = TaskMigration::read(first);
         QVERIFY(read.ok());
@@ -305,10 +305,10 @@ private Q_SLOTS:
     void tasksFile_byteOrderMarkBeginningATextIsKept()
     {
         ScheduledTask task;
-        task.id = QUuid::fromString(u"0A1B2C3D-0000-4000-8000-000000000001"_qs);
+        task.id = QUuid::fromString(u"0A1B2C3D-0000-4000-8000-000000000001"_s);
         task.name = QString(QChar(0xFEFF));
-        task.command = QChar(0xFEFF) + u"echo"_qs;
-        task.workingDirectory = u"/tmp/"_qs + QChar(0xFEFF);
+        task.command = QChar(0xFEFF) + u"echo"_s;
+        task.workingDirectory = u"/tmp/"_s + QChar(0xFEFF);
         const QByteArray bytes = TaskMigration::encode({task});
         QVERIFY(bytes.contains(R"("name" : "\ufeff")"));
         QVERIFY(!bytes.contains("\xEF\xBB\xBF"));
@@ -332,15 +332,15 @@ private Q_SLOTS:
         for (int i = 0; i < 3000; ++i) {
             texts << hostileText(random, 0, 16);
         }
-        for (const QString &shell : {u"/bin/sh"_qs, u"/bin/bash"_qs}) {
+        for (const QString &shell : {u"/bin/sh"_s, u"/bin/bash"_s}) {
             for (qsizetype start = 0; start < texts.size(); start += 100) {
                 const QStringList batch = texts.mid(start, 100);
-                QString script = u"printf '%s\\001'"_qs;
+                QString script = u"printf '%s\\001'"_s;
                 for (const QString &text : batch) {
                     script += u' ' + shellQuote(text);
                 }
                 QProcess sh;
-                sh.start(shell, {u"-c"_qs, script});
+                sh.start(shell, {u"-c"_s, script});
                 QVERIFY(sh.waitForFinished(60000));
                 QCOMPARE(sh.exitCode(), 0);
                 // Decoded keeping a leading U+FEFF, which QString::fromUtf8 would drop.
@@ -352,7 +352,7 @@ private Q_SLOTS:
         }
         for (qsizetype i = 0; i < 200; ++i) {
             QProcess sh;
-            sh.start(u"/bin/sh"_qs, {u"-c"_qs, u"printf %s "_qs + shellQuote(texts.at(i))});
+            sh.start(u"/bin/sh"_s, {u"-c"_s, u"printf %s "_s + shellQuote(texts.at(i))});
             QVERIFY(sh.waitForFinished(60000));
             QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
             QCOMPARE(QString(decoder.decode(sh.readAllStandardOutput())), texts.at(i));
@@ -364,8 +364,8 @@ private Q_SLOTS:
     void appleScriptEscaping_unescapesToTheSameText()
     {
         QRandomGenerator random(kStartValue + 4);
-        const QString prefix = u"do shell script \""_qs;
-        const QString suffix = u" with administrator privileges"_qs;
+        const QString prefix = u"do shell script \""_s;
+        const QString suffix = u" with administrator privileges"_s;
         for (int i = 0; i < 5000; ++i) {
             const QString command = hostileText(random, 0, 16);
             const QString escaped = AdminShell::escapeForAppleScript(command);
@@ -386,3 +386,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(HostileTextTest)
 #include "test_hostile_text.moc"
+
+using namespace Qt::StringLiterals;

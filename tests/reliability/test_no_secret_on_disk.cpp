@@ -47,16 +47,16 @@ class NoSecretOnDiskTest : public QObject
     void gmailTaskSetUpInstalledAndRun_passwordOnlyInTheKeychain()
     {
         Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
-        StandInTool pmset(sandbox, u"/usr/bin/pmset"_qs);
+        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
+        StandInTool pmset(sandbox, u"/usr/bin/pmset"_s);
         const QString secretTool = writeSecretToolStandIn(sandbox);
-        const QString secretStore = sandbox.root() + u"/secrets"_qs;
+        const QString secretStore = sandbox.root() + u"/secrets"_s;
         // A curl that sends nothing: it keeps the mail it was given and a digest of its
         // --user value (so the test knows the password reached it without writing it down).
-        const QString bin = sandbox.root() + u"/bin"_qs;
-        const QString mailFile = sandbox.root() + u"/sent/mail.txt"_qs;
-        const QString userDigestFile = sandbox.root() + u"/sent/user.sha256"_qs;
-        Sandbox::writeFile(bin + u"/curl"_qs, QString(uR"SH(#!/bin/bash
+        const QString bin = sandbox.root() + u"/bin"_s;
+        const QString mailFile = sandbox.root() + u"/sent/mail.txt"_s;
+        const QString userDigestFile = sandbox.root() + u"/sent/user.sha256"_s;
+        Sandbox::writeFile(bin + u"/curl"_s, QString(uR"SH(#!/bin/bash
 mkdir -p "$(dirname '%1')"
 while [ $# -gt 0 ]; do
   case $1 in
@@ -66,10 +66,10 @@ while [ $# -gt 0 ]; do
 done
 cat > '%1'
 printf 250
-)SH"_qs.arg(mailFile, userDigestFile)).toUtf8(), 0755);
+)SH"_s.arg(mailFile, userDigestFile)).toUtf8(), 0755);
 
         // The sheet, as the task form opens it: the system's keychain kind, settings in HOME.
-        auto settings = std::make_shared<QSettings>(sandbox.home() + u"/.config/Moxley/Moxley.conf"_qs,
+        auto settings = std::make_shared<QSettings>(sandbox.home() + u"/.config/Moxley/Moxley.conf"_s,
                                                     QSettings::NativeFormat);
         GmailSetupView view(std::make_shared<SecretToolKeychain>(secretTool), settings);
         QString snippet;
@@ -80,14 +80,14 @@ printf 250
         });
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
-        QTest::keyClicks(child<QLineEdit>(view, u"gmail-address"), u"me@gmail.com"_qs);
+        QTest::keyClicks(child<QLineEdit>(view, u"gmail-address"), u"me@gmail.com"_s);
         QTest::keyClicks(child<QLineEdit>(view, u"gmail-app-password"), QString::fromLatin1(kPassword));
-        QTest::keyClicks(child<QLineEdit>(view, u"gmail-to"), u"you@example.org"_qs);
+        QTest::keyClicks(child<QLineEdit>(view, u"gmail-to"), u"you@example.org"_s);
         auto *use = child<QPushButton>(view, u"gmail-use-template");
         QVERIFY(use->isEnabled());
         QTest::mouseClick(use, Qt::LeftButton);
         QVERIFY(!snippet.isEmpty());
-        QCOMPARE(name, u"Email: Daily Reminder"_qs);
+        QCOMPARE(name, u"Email: Daily Reminder"_s);
         settings->sync();
 
         // The task, added (and so installed) through the store.
@@ -105,12 +105,12 @@ printf 250
         QCOMPARE(store.lastError(), std::nullopt);
         const LaunchdService &files = store.launchdService();
         QVERIFY(QFileInfo::exists(files.plistPath(task)));
-        QCOMPARE(launchctl.calls().last().value(0), u"load"_qs);
+        QCOMPARE(launchctl.calls().last().value(0), u"load"_s);
 
         // One run, as launchd would start it: the script itself, its output into the task's logs.
         QProcess run;
         QProcessEnvironment env = sandbox.environment();
-        env.insert(u"PATH"_qs, bin % u':' % env.value(u"PATH"_qs));
+        env.insert(u"PATH"_s, bin % u':' % env.value(u"PATH"_s));
         run.setProcessEnvironment(env);
         run.setStandardOutputFile(files.stdoutLogPath(task));
         run.setStandardErrorFile(files.stderrLogPath(task));
@@ -126,8 +126,8 @@ printf 250
                  QCryptographicHash::hash(QByteArray("me@gmail.com:" + QByteArray(kPassword)), QCryptographicHash::Sha256).toHex());
         QVERIFY(Sandbox::readFile(mailFile).contains("Subject: Daily Reminder"));
         // And the moxley tool reads the task back through its own files.
-        QCOMPARE(sandbox.runCli({u"show"_qs, task.shortId(), u"--json"_qs}).exitCode, 0);
-        QCOMPARE(sandbox.runCli({u"history"_qs, task.shortId()}).exitCode, 0);
+        QCOMPARE(sandbox.runCli({u"show"_s, task.shortId(), u"--json"_s}).exitCode, 0);
+        QCOMPARE(sandbox.runCli({u"history"_s, task.shortId()}).exitCode, 0);
 
         // Every file of the sandbox: HOME with its data, settings, LaunchAgents, the sysroot and
         // the stand-ins' records.
@@ -147,7 +147,7 @@ printf 250
         }
         // The search does find the password where it is: in the keychain's store, and only there.
         QCOMPARE(holding.size(), 1);
-        QVERIFY2(holding.first().startsWith(secretStore + u'/'), qPrintable(holding.join(u", "_qs)));
+        QVERIFY2(holding.first().startsWith(secretStore + u'/'), qPrintable(holding.join(u", "_s)));
         // And it looked at each kind of file the password must stay out of.
         for (const QString &expected :
              {sandbox.tasksFile(), files.scriptPath(task), files.plistPath(task), files.stdoutLogPath(task),
@@ -160,3 +160,5 @@ printf 250
 
 QTEST_MAIN(NoSecretOnDiskTest)
 #include "test_no_secret_on_disk.moc"
+
+using namespace Qt::StringLiterals;

@@ -127,8 +127,8 @@ class TwoWritersTest : public QObject
             qunsetenv("DBUS_SESSION_BUS_ADDRESS");
         }
         sandbox = std::make_unique<Sandbox>();
-        launchctl = std::make_unique<StandInTool>(*sandbox, u"/bin/launchctl"_qs);
-        pmset = std::make_unique<StandInTool>(*sandbox, u"/usr/bin/pmset"_qs);
+        launchctl = std::make_unique<StandInTool>(*sandbox, u"/bin/launchctl"_s);
+        pmset = std::make_unique<StandInTool>(*sandbox, u"/usr/bin/pmset"_s);
         TaskStore::Options options;
         options.tasksFile = sandbox->tasksFile();
         options.pmsetService = std::make_shared<PmsetService>();
@@ -155,9 +155,9 @@ class TwoWritersTest : public QObject
     QSet<QUuid> installedJobs() const
     {
         QSet<QUuid> ids;
-        const QStringList names = QDir(sandbox->launchAgentsDir()).entryList({u"com.moxley.task.*.plist"_qs});
+        const QStringList names = QDir(sandbox->launchAgentsDir()).entryList({u"com.moxley.task.*.plist"_s});
         for (QString name : names) {
-            name.remove(u"com.moxley.task."_qs).remove(u".plist"_qs);
+            name.remove(u"com.moxley.task."_s).remove(u".plist"_s);
             ids.insert(QUuid::fromString(name));
         }
         return ids;
@@ -178,7 +178,7 @@ class TwoWritersTest : public QObject
         ScheduledTask task;
         task.id = QUuid::createUuid();
         task.name = name;
-        task.command = u"true"_qs;
+        task.command = u"true"_s;
         task.schedule = TaskSchedule::daily({{7, 0}});
         task.isEnabled = enabled;
         return task;
@@ -269,9 +269,9 @@ class TwoWritersTest : public QObject
             if (toolOp == 0) {
                 const QString name = u"Tool " % QString::number(round);
                 const bool enabled = random.bounded(2) == 0;
-                QStringList arguments{u"add"_qs, u"--name"_qs, name, u"--command"_qs, u"true"_qs};
+                QStringList arguments{u"add"_s, u"--name"_s, name, u"--command"_s, u"true"_s};
                 if (!enabled) {
-                    arguments << u"--disabled"_qs;
+                    arguments << u"--disabled"_s;
                 }
                 result = sandbox->runCli(arguments);
                 QCOMPARE(result.exitCode, 0);
@@ -281,16 +281,16 @@ class TwoWritersTest : public QObject
                 const QString id = expected.at(index).id.toString(QUuid::WithoutBraces);
                 if (toolOp == 1) {
                     const QString name = u"Tool renamed " % QString::number(round);
-                    result = sandbox->runCli({u"edit"_qs, id, u"--name"_qs, name});
+                    result = sandbox->runCli({u"edit"_s, id, u"--name"_s, name});
                     expected[index].name = name;
                 } else if (toolOp == 2) {
-                    result = sandbox->runCli({u"enable"_qs, id});
+                    result = sandbox->runCli({u"enable"_s, id});
                     expected[index].enabled = true;
                 } else if (toolOp == 3) {
-                    result = sandbox->runCli({u"disable"_qs, id});
+                    result = sandbox->runCli({u"disable"_s, id});
                     expected[index].enabled = false;
                 } else {
-                    result = sandbox->runCli({u"delete"_qs, id});
+                    result = sandbox->runCli({u"delete"_s, id});
                     expected.removeAt(index);
                 }
                 QVERIFY2(result.exitCode == 0, result.err.constData());
@@ -335,14 +335,14 @@ class TwoWritersTest : public QObject
             const auto idOf = [&](int pick) { return expected.at(picks.at(pick)).id.toString(QUuid::WithoutBraces); };
             const QString renamed = u"Renamed in round " % QString::number(round);
             QList<ToolRun> runs{
-                {{u"add"_qs, u"--name"_qs, u"Tool A" % QString::number(round), u"--command"_qs, u"true"_qs}, {}},
-                {{u"add"_qs, u"--name"_qs, u"Tool B" % QString::number(round), u"--command"_qs, u"true"_qs,
-                  u"--disabled"_qs},
+                {{u"add"_s, u"--name"_s, u"Tool A" % QString::number(round), u"--command"_s, u"true"_s}, {}},
+                {{u"add"_s, u"--name"_s, u"Tool B" % QString::number(round), u"--command"_s, u"true"_s,
+                  u"--disabled"_s},
                  {}},
-                {{u"edit"_qs, idOf(0), u"--name"_qs, renamed}, {}},
-                {{u"enable"_qs, idOf(1)}, {}},
-                {{u"disable"_qs, idOf(2)}, {}},
-                {{u"delete"_qs, idOf(3)}, {}},
+                {{u"edit"_s, idOf(0), u"--name"_s, renamed}, {}},
+                {{u"enable"_s, idOf(1)}, {}},
+                {{u"disable"_s, idOf(2)}, {}},
+                {{u"delete"_s, idOf(3)}, {}},
             };
             for (ToolRun &run : runs) {
                 run.process = startTool(run.arguments);
@@ -391,15 +391,15 @@ class TwoWritersTest : public QObject
     void appSavesWhileToolWorks_toolKeepsTheAppsChange()
     {
         open(true, -1);
-        const ScheduledTask first = appTask(u"First"_qs, false);
+        const ScheduledTask first = appTask(u"First"_s, false);
         store->add(first);
         launchctl->setDelay(1.0);
-        ToolRun run{{u"add"_qs, u"--name"_qs, u"From the tool"_qs, u"--command"_qs, u"true"_qs}, {}};
+        ToolRun run{{u"add"_s, u"--name"_s, u"From the tool"_s, u"--command"_s, u"true"_s}, {}};
         run.process = startTool(run.arguments);
         // The tool has read the file once it installs its job, and has not written yet.
         QTRY_VERIFY_WITH_TIMEOUT(!launchctl->calls().isEmpty(), 20000);
         QVERIFY(storeCaughtUp());
-        const ScheduledTask mine = appTask(u"From the app"_qs, false);
+        const ScheduledTask mine = appTask(u"From the app"_s, false);
         store->add(mine);
         QVERIFY(run.process->state() != QProcess::NotRunning);
         QVERIFY(waitForAll({run}));
@@ -407,9 +407,9 @@ class TwoWritersTest : public QObject
         const QUuid toolId = QUuid::fromString(QString::fromUtf8(run.process->readAllStandardOutput().trimmed()));
 
         const QList<ScheduledTask> tasks = fileTasks();
-        QCOMPARE(summarise(tasks), (QList<Summary>{{first.id, u"First"_qs, false},
-                                                   {mine.id, u"From the app"_qs, false},
-                                                   {toolId, u"From the tool"_qs, true}}));
+        QCOMPARE(summarise(tasks), (QList<Summary>{{first.id, u"First"_s, false},
+                                                   {mine.id, u"From the app"_s, false},
+                                                   {toolId, u"From the tool"_s, true}}));
         QTRY_VERIFY_WITH_TIMEOUT(storeCaughtUp(), 20000);
         QCOMPARE(store->tasks(), tasks);
         QCOMPARE(installedJobs(), enabledIds(tasks));
@@ -420,24 +420,24 @@ class TwoWritersTest : public QObject
     void appSavesWhileToolEdits_bothChangesKept()
     {
         open(true, -1);
-        const ScheduledTask a = appTask(u"A"_qs, true);
+        const ScheduledTask a = appTask(u"A"_s, true);
         // Switched off, so the app's change calls no (slow) launchctl of its own.
-        const ScheduledTask b = appTask(u"B"_qs, false);
+        const ScheduledTask b = appTask(u"B"_s, false);
         store->add(a);
         store->add(b);
         launchctl->setDelay(1.0);
         launchctl->clearCalls();
-        ToolRun run{{u"edit"_qs, u"A"_qs, u"--name"_qs, u"A by the tool"_qs}, {}};
+        ToolRun run{{u"edit"_s, u"A"_s, u"--name"_s, u"A by the tool"_s}, {}};
         run.process = startTool(run.arguments);
         QTRY_VERIFY_WITH_TIMEOUT(!launchctl->calls().isEmpty(), 20000);
         QVERIFY(storeCaughtUp());
         ScheduledTask renamed = b;
-        renamed.name = u"B by the app"_qs;
+        renamed.name = u"B by the app"_s;
         store->update(renamed);
         QVERIFY(waitForAll({run}));
         QCOMPARE(run.process->exitCode(), 0);
         QCOMPARE(summarise(fileTasks()),
-                 (QList<Summary>{{a.id, u"A by the tool"_qs, true}, {b.id, u"B by the app"_qs, false}}));
+                 (QList<Summary>{{a.id, u"A by the tool"_s, true}, {b.id, u"B by the app"_s, false}}));
         QTRY_VERIFY_WITH_TIMEOUT(storeCaughtUp(), 20000);
         QCOMPARE(store->tasks(), fileTasks());
     }
@@ -448,18 +448,18 @@ class TwoWritersTest : public QObject
     void toolChangeNotYetLoaded_storesNextSaveWins()
     {
         open(true, 50);
-        const ScheduledTask first = appTask(u"First"_qs, false);
+        const ScheduledTask first = appTask(u"First"_s, false);
         store->add(first);
         const Sandbox::Result result =
-            sandbox->runCli({u"add"_qs, u"--name"_qs, u"Tool"_qs, u"--command"_qs, u"true"_qs, u"--disabled"_qs});
+            sandbox->runCli({u"add"_s, u"--name"_s, u"Tool"_s, u"--command"_s, u"true"_s, u"--disabled"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(fileTasks().size(), 2);
         // No event has been handled since: the store still holds one task.
         QCOMPARE(store->tasks().size(), 1);
-        const ScheduledTask mine = appTask(u"Mine"_qs, false);
+        const ScheduledTask mine = appTask(u"Mine"_s, false);
         store->add(mine);
         QCOMPARE(summarise(fileTasks()),
-                 (QList<Summary>{{first.id, u"First"_qs, false}, {mine.id, u"Mine"_qs, false}}));
+                 (QList<Summary>{{first.id, u"First"_s, false}, {mine.id, u"Mine"_s, false}}));
         // The notice arrives and the store loads the file, which is its own save.
         QSignalSpy changed(store.get(), &TaskStore::tasksChanged);
         QTRY_VERIFY_WITH_TIMEOUT(changed.size() >= 1, 20000);
@@ -519,12 +519,12 @@ class TwoWritersTest : public QObject
             QList<ToolRun> runs;
             for (int i = 0; i < 3; ++i) {
                 const QString name = u"Tool " % QString::number(wave) % u'.' % QString::number(i);
-                QStringList arguments{u"add"_qs, u"--name"_qs, name, u"--command"_qs, u"true"_qs};
+                QStringList arguments{u"add"_s, u"--name"_s, name, u"--command"_s, u"true"_s};
                 if (i == 2 && !madeByTools.isEmpty()) {
                     const QUuid target = madeByTools.values().at(random.bounded(int(madeByTools.size())));
-                    arguments = {u"edit"_qs, target.toString(QUuid::WithoutBraces), u"--name"_qs, name};
+                    arguments = {u"edit"_s, target.toString(QUuid::WithoutBraces), u"--name"_s, name};
                 } else if (i == 1) {
-                    arguments << u"--disabled"_qs;
+                    arguments << u"--disabled"_s;
                 }
                 runs.append({arguments, startTool(arguments)});
             }
@@ -577,3 +577,5 @@ class TwoWritersTest : public QObject
 
 QTEST_GUILESS_MAIN(TwoWritersTest)
 #include "test_two_writers.moc"
+
+using namespace Qt::StringLiterals;

@@ -57,7 +57,7 @@ void endOrphanedChildren()
 {
 #ifdef Q_OS_LINUX
     const QString self = QString::number(::getpid());
-    const QStringList entries = QDir(u"/proc"_qs).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    const QStringList entries = QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString &entry : entries) {
         bool isNumber = false;
         const pid_t pid = pid_t(entry.toInt(&isNumber));
@@ -69,7 +69,7 @@ void endOrphanedChildren()
             continue;
         }
         const QString text = QString::fromUtf8(status.readAll());
-        if (text.contains(QString(u"\nPPid:\t" % self % u'\n')) && text.startsWith(u"Name:\tsleep\n"_qs)) {
+        if (text.contains(QString(u"\nPPid:\t" % self % u'\n')) && text.startsWith(u"Name:\tsleep\n"_s)) {
             ::kill(pid, SIGKILL);
             ::waitpid(pid, nullptr, 0);
         }
@@ -96,28 +96,28 @@ private Q_SLOTS:
 
     void commandLine_joinsPartsWithQuoting()
     {
-        QCOMPARE(TaskRunner::commandLine(u"echo hi"_qs, u"/tmp"_qs, u"/Users/a/.env"_qs),
-                 u"set -a && source '/Users/a/.env' && set +a && cd '/tmp' && echo hi"_qs);
-        QCOMPARE(TaskRunner::commandLine(u"ls"_qs, u"it's"_qs, std::nullopt), u"cd 'it'\\''s' && ls"_qs);
-        QCOMPARE(TaskRunner::commandLine(u"ls"_qs, std::nullopt, u"a'b'.env"_qs),
-                 u"set -a && source 'a'\\''b'\\''.env' && set +a && ls"_qs);
-        QCOMPARE(TaskRunner::commandLine(u"echo 'x' && y"_qs, u""_qs, u""_qs), u"echo 'x' && y"_qs);
-        QCOMPARE(TaskRunner::commandLine(u"echo hi"_qs, std::nullopt, std::nullopt), u"echo hi"_qs);
-        QCOMPARE(TaskRunner::commandLine(u"cmd"_qs, u"/a b/$HOME"_qs, std::nullopt), u"cd '/a b/$HOME' && cmd"_qs);
+        QCOMPARE(TaskRunner::commandLine(u"echo hi"_s, u"/tmp"_s, u"/Users/a/.env"_s),
+                 u"set -a && source '/Users/a/.env' && set +a && cd '/tmp' && echo hi"_s);
+        QCOMPARE(TaskRunner::commandLine(u"ls"_s, u"it's"_s, std::nullopt), u"cd 'it'\\''s' && ls"_s);
+        QCOMPARE(TaskRunner::commandLine(u"ls"_s, std::nullopt, u"a'b'.env"_s),
+                 u"set -a && source 'a'\\''b'\\''.env' && set +a && ls"_s);
+        QCOMPARE(TaskRunner::commandLine(u"echo 'x' && y"_s, u""_s, u""_s), u"echo 'x' && y"_s);
+        QCOMPARE(TaskRunner::commandLine(u"echo hi"_s, std::nullopt, std::nullopt), u"echo hi"_s);
+        QCOMPARE(TaskRunner::commandLine(u"cmd"_s, u"/a b/$HOME"_s, std::nullopt), u"cd '/a b/$HOME' && cmd"_s);
     }
 
     void shell_choice()
     {
-        QCOMPARE(TaskRunner::shellProgram(true), u"/bin/zsh"_qs);
+        QCOMPARE(TaskRunner::shellProgram(true), u"/bin/zsh"_s);
 #ifdef Q_OS_MACOS
-        QCOMPARE(TaskRunner::shellProgram(false), u"/bin/sh"_qs);
+        QCOMPARE(TaskRunner::shellProgram(false), u"/bin/sh"_s);
 #else
         // Debian's /bin/sh (dash) has no "source"; bash stands in for macOS's /bin/sh.
-        QCOMPARE(TaskRunner::shellProgram(false), u"/bin/bash"_qs);
+        QCOMPARE(TaskRunner::shellProgram(false), u"/bin/bash"_s);
 #endif
-        QCOMPARE(TaskRunner::shellArguments(true, u"echo hi"_qs),
-                 (QStringList{u"-l"_qs, u"-i"_qs, u"-c"_qs, u"echo hi"_qs}));
-        QCOMPARE(TaskRunner::shellArguments(false, u"echo hi"_qs), (QStringList{u"-c"_qs, u"echo hi"_qs}));
+        QCOMPARE(TaskRunner::shellArguments(true, u"echo hi"_s),
+                 (QStringList{u"-l"_s, u"-i"_s, u"-c"_s, u"echo hi"_s}));
+        QCOMPARE(TaskRunner::shellArguments(false, u"echo hi"_s), (QStringList{u"-c"_s, u"echo hi"_s}));
     }
 
     void idle_beforeAnyRun()
@@ -135,7 +135,7 @@ private Q_SLOTS:
         TaskRunner runner;
         QSignalSpy running(&runner, &TaskRunner::isRunningChanged);
         QSignalSpy finished(&runner, &TaskRunner::finished);
-        runner.run(u"echo a; echo b >&2; echo c; exit 3"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"echo a; echo b >&2; echo c; exit 3"_s, std::nullopt, std::nullopt, false);
         QVERIFY(runner.isRunning());
         QVERIFY(!runner.exitCode());
         QVERIFY(runner.process());
@@ -143,7 +143,7 @@ private Q_SLOTS:
         QCOMPARE(running.size(), 1);
         QCOMPARE(running.at(0).at(0).toBool(), true);
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(runner.output(), u"a\nb\nc\n"_qs);
+        QCOMPARE(runner.output(), u"a\nb\nc\n"_s);
         QCOMPARE(runner.exitCode(), std::optional<int>(3));
         QCOMPARE(running.size(), 2);
         QCOMPARE(running.at(1).at(0).toBool(), false);
@@ -160,12 +160,12 @@ private Q_SLOTS:
         TaskRunner runner;
         QStringList pieces;
         connect(&runner, &TaskRunner::outputAppended, this, [&pieces](const QString &text) { pieces << text; });
-        runner.run(u"echo one; sleep 0.3; echo two >&2; sleep 0.3; echo three"_qs, std::nullopt, std::nullopt, false);
-        QVERIFY(waitForOutput(runner, u"one\n"_qs));
+        runner.run(u"echo one; sleep 0.3; echo two >&2; sleep 0.3; echo three"_s, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForOutput(runner, u"one\n"_s));
         QVERIFY(runner.isRunning());
-        QVERIFY(!runner.output().contains(u"two"_qs));
+        QVERIFY(!runner.output().contains(u"two"_s));
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(runner.output(), u"one\ntwo\nthree\n"_qs);
+        QCOMPARE(runner.output(), u"one\ntwo\nthree\n"_s);
         QVERIFY(pieces.size() >= 3);
         QCOMPARE(pieces.join(QString()), runner.output());
         QCOMPARE(runner.exitCode(), std::optional<int>(0));
@@ -175,12 +175,12 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         TaskRunner runner;
-        runner.run(u"echo $ZSH_NAME; echo b >&2; echo c; exit 4"_qs, std::nullopt, std::nullopt, true);
-        QCOMPARE(runner.process()->program(), u"/bin/zsh"_qs);
+        runner.run(u"echo $ZSH_NAME; echo b >&2; echo c; exit 4"_s, std::nullopt, std::nullopt, true);
+        QCOMPARE(runner.process()->program(), u"/bin/zsh"_s);
         QCOMPARE(runner.process()->arguments(),
-                 (QStringList{u"-l"_qs, u"-i"_qs, u"-c"_qs, u"echo $ZSH_NAME; echo b >&2; echo c; exit 4"_qs}));
+                 (QStringList{u"-l"_s, u"-i"_s, u"-c"_s, u"echo $ZSH_NAME; echo b >&2; echo c; exit 4"_s}));
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(runner.output(), u"zsh\nb\nc\n"_qs);
+        QCOMPARE(runner.output(), u"zsh\nb\nc\n"_s);
         QCOMPARE(runner.exitCode(), std::optional<int>(4));
     }
 
@@ -189,7 +189,7 @@ private Q_SLOTS:
         Sandbox sandbox;
         qputenv("MOXLEY_RUNNER_PROBE", "probe value");
         TaskRunner runner;
-        runner.run(u"echo \"$MOXLEY_RUNNER_PROBE\"; echo \"$HOME\""_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"echo \"$MOXLEY_RUNNER_PROBE\"; echo \"$HOME\""_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
         qunsetenv("MOXLEY_RUNNER_PROBE");
         QCOMPARE(runner.output(), QString(u"probe value\n" % sandbox.home() % u"\n"));
@@ -201,18 +201,18 @@ private Q_SLOTS:
         TaskRunner runner;
         QSignalSpy cleared(&runner, &TaskRunner::outputCleared);
         QSignalSpy running(&runner, &TaskRunner::isRunningChanged);
-        runner.run(u"echo first; sleep 0.5; echo last"_qs, std::nullopt, std::nullopt, false);
-        QVERIFY(waitForOutput(runner, u"first\n"_qs));
+        runner.run(u"echo first; sleep 0.5; echo last"_s, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForOutput(runner, u"first\n"_s));
         QProcess *const first = runner.process();
-        runner.run(u"echo second"_qs, std::nullopt, std::nullopt, true);
+        runner.run(u"echo second"_s, std::nullopt, std::nullopt, true);
         QCOMPARE(runner.process(), first);
-        QCOMPARE(runner.output(), u"first\n"_qs);
+        QCOMPARE(runner.output(), u"first\n"_s);
         QVERIFY(runner.isRunning());
         QVERIFY(!runner.exitCode());
         QCOMPARE(cleared.size(), 1);
         QCOMPARE(running.size(), 1);
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(runner.output(), u"first\nlast\n"_qs);
+        QCOMPARE(runner.output(), u"first\nlast\n"_s);
         QCOMPARE(runner.exitCode(), std::optional<int>(0));
         QCOMPARE(running.size(), 2);
     }
@@ -221,19 +221,19 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         TaskRunner runner;
-        runner.run(u"echo one; exit 9"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"echo one; exit 9"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
         QCOMPARE(runner.exitCode(), std::optional<int>(9));
         QSignalSpy cleared(&runner, &TaskRunner::outputCleared);
         QSignalSpy codes(&runner, &TaskRunner::exitCodeChanged);
-        runner.run(u"sleep 0.2; echo two"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"sleep 0.2; echo two"_s, std::nullopt, std::nullopt, false);
         QCOMPARE(cleared.size(), 1);
         QVERIFY(runner.output().isEmpty());
         QVERIFY(!runner.exitCode());
         QCOMPARE(codes.size(), 1);
         QVERIFY(!codes.at(0).at(0).value<std::optional<int>>());
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(runner.output(), u"two\n"_qs);
+        QCOMPARE(runner.output(), u"two\n"_s);
         QCOMPARE(runner.exitCode(), std::optional<int>(0));
     }
 
@@ -242,8 +242,8 @@ private Q_SLOTS:
         Sandbox sandbox;
         TaskRunner runner;
         // The shell waits for its child; the child's number is printed so the test can end it.
-        runner.run(u"sleep 30 & echo $!; wait"_qs, std::nullopt, std::nullopt, false);
-        QVERIFY(waitForOutput(runner, u"\n"_qs));
+        runner.run(u"sleep 30 & echo $!; wait"_s, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForOutput(runner, u"\n"_s));
         const pid_t child = pid_t(runner.output().trimmed().toInt());
         QVERIFY(child > 0);
         QElapsedTimer timer;
@@ -260,11 +260,11 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         TaskRunner runner;
-        runner.run(u"echo started; sleep 30; echo should-not-print"_qs, std::nullopt, std::nullopt, true);
-        QVERIFY(waitForOutput(runner, u"started\n"_qs));
+        runner.run(u"echo started; sleep 30; echo should-not-print"_s, std::nullopt, std::nullopt, true);
+        QVERIFY(waitForOutput(runner, u"started\n"_s));
         runner.terminate();
         QVERIFY(waitForEnd(runner, 10000));
-        QVERIFY2(!runner.output().contains(u"should-not-print"_qs), qPrintable(runner.output()));
+        QVERIFY2(!runner.output().contains(u"should-not-print"_s), qPrintable(runner.output()));
         // zsh leaves on the hang-up with a status of its own choosing; it is never success.
         QVERIFY(runner.exitCode().value_or(0) != 0);
     }
@@ -284,7 +284,7 @@ private Q_SLOTS:
         Sandbox sandbox;
         TaskRunner runner;
         QSignalSpy finished(&runner, &TaskRunner::finished);
-        runner.run(u"sleep 30"_qs, std::nullopt, std::nullopt, loginShell);
+        runner.run(u"sleep 30"_s, std::nullopt, std::nullopt, loginShell);
         QVERIFY(runner.process()->waitForStarted(kWait));
         // Give the shell time to reach the sleep.
         QTest::qWait(300);
@@ -302,26 +302,26 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         TaskRunner runner;
-        runner.run(u"trap 'echo caught; exit 7' TERM; echo ready; while :; do sleep 0.05; done"_qs, std::nullopt,
+        runner.run(u"trap 'echo caught; exit 7' TERM; echo ready; while :; do sleep 0.05; done"_s, std::nullopt,
                    std::nullopt, false);
-        QVERIFY(waitForOutput(runner, u"ready\n"_qs));
+        QVERIFY(waitForOutput(runner, u"ready\n"_s));
         runner.terminate();
         QVERIFY(waitForEnd(runner, 10000));
         // The command's own child gets the signal too, and the shell may say so ("Terminated").
-        QVERIFY2(runner.output().startsWith(u"ready\n"_qs), qPrintable(runner.output()));
-        QVERIFY2(runner.output().endsWith(u"caught\n"_qs), qPrintable(runner.output()));
+        QVERIFY2(runner.output().startsWith(u"ready\n"_s), qPrintable(runner.output()));
+        QVERIFY2(runner.output().endsWith(u"caught\n"_s), qPrintable(runner.output()));
         QCOMPARE(runner.exitCode(), std::optional<int>(7));
     }
 
     void run_folderWithQuoteAndEnvFile()
     {
         Sandbox sandbox;
-        const QString folder = QDir(sandbox.root()).filePath(u"it's"_qs);
+        const QString folder = QDir(sandbox.root()).filePath(u"it's"_s);
         QVERIFY(QDir().mkpath(folder));
-        const QString envFile = QDir(sandbox.root()).filePath(u"the 'env' file"_qs);
+        const QString envFile = QDir(sandbox.root()).filePath(u"the 'env' file"_s);
         Sandbox::writeFile(envFile, "GREETING='hello there'\nNUMBER=42\n");
         TaskRunner runner;
-        runner.run(u"pwd; echo \"$GREETING\"; sh -c 'echo $NUMBER'"_qs, folder, envFile, true);
+        runner.run(u"pwd; echo \"$GREETING\"; sh -c 'echo $NUMBER'"_s, folder, envFile, true);
         QCOMPARE(runner.process()->arguments().last(),
                  QString(u"set -a && source '" % sandbox.root() % u"/the '\\''env'\\'' file' && set +a && cd '" %
                          sandbox.root() % u"/it'\\''s' && pwd; echo \"$GREETING\"; sh -c 'echo $NUMBER'"));
@@ -334,10 +334,10 @@ private Q_SLOTS:
     void run_shInFolderWithQuote()
     {
         Sandbox sandbox;
-        const QString folder = QDir(sandbox.root()).filePath(u"it's"_qs);
+        const QString folder = QDir(sandbox.root()).filePath(u"it's"_s);
         QVERIFY(QDir().mkpath(folder));
         TaskRunner runner;
-        runner.run(u"pwd"_qs, folder, std::nullopt, false);
+        runner.run(u"pwd"_s, folder, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
         QCOMPARE(runner.output(), QString(QDir(folder).canonicalPath() % u"\n"));
         QCOMPARE(runner.exitCode(), std::optional<int>(0));
@@ -347,8 +347,8 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         TaskRunner runner;
-        runner.run(u"pwd"_qs, u""_qs, u""_qs, false);
-        QCOMPARE(runner.process()->arguments(), (QStringList{u"-c"_qs, u"pwd"_qs}));
+        runner.run(u"pwd"_s, u""_s, u""_s, false);
+        QCOMPARE(runner.process()->arguments(), (QStringList{u"-c"_s, u"pwd"_s}));
         QVERIFY(waitForEnd(runner));
         QCOMPARE(runner.output(), QString(QDir::currentPath() % u"\n"));
         QCOMPARE(runner.exitCode(), std::optional<int>(0));
@@ -357,24 +357,24 @@ private Q_SLOTS:
     void run_missingFolderFailsInsideTheShell()
     {
         Sandbox sandbox;
-        const QString missing = sandbox.root() + u"/no such folder"_qs;
+        const QString missing = sandbox.root() + u"/no such folder"_s;
         TaskRunner runner;
-        runner.run(u"echo never"_qs, missing, std::nullopt, false);
+        runner.run(u"echo never"_s, missing, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
         QVERIFY(runner.exitCode() && *runner.exitCode() != 0);
-        QVERIFY2(runner.output().contains(u"no such folder"_qs), qPrintable(runner.output()));
-        QVERIFY(!runner.output().contains(u"never"_qs));
+        QVERIFY2(runner.output().contains(u"no such folder"_s), qPrintable(runner.output()));
+        QVERIFY(!runner.output().contains(u"never"_s));
     }
 
     void run_missingEnvFileFailsInsideTheShell()
     {
         Sandbox sandbox;
         TaskRunner runner;
-        runner.run(u"echo never"_qs, std::nullopt, sandbox.root() + u"/missing.env"_qs, true);
+        runner.run(u"echo never"_s, std::nullopt, sandbox.root() + u"/missing.env"_s, true);
         QVERIFY(waitForEnd(runner));
         QVERIFY(runner.exitCode() && *runner.exitCode() != 0);
-        QVERIFY2(runner.output().contains(u"missing.env"_qs), qPrintable(runner.output()));
-        QVERIFY(!runner.output().contains(u"never"_qs));
+        QVERIFY2(runner.output().contains(u"missing.env"_s), qPrintable(runner.output()));
+        QVERIFY(!runner.output().contains(u"never"_s));
     }
 
     void run_outputLeftInThePipeAtExitIsKept()
@@ -386,14 +386,14 @@ private Q_SLOTS:
         QString at_end;
         connect(&runner, &TaskRunner::finished, this, [&runner, &at_end](int) { at_end = runner.output(); });
         // The last bytes are written just before the shell exits, with no newline to flush on.
-        runner.run(u"i=0; while [ $i -lt 2000 ]; do printf 'line %d\\n' $i; i=$((i+1)); done; printf 'last words'; exit 5"_qs,
+        runner.run(u"i=0; while [ $i -lt 2000 ]; do printf 'line %d\\n' $i; i=$((i+1)); done; printf 'last words'; exit 5"_s,
                    std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
         QString expected;
         for (int i = 0; i < 2000; ++i) {
             expected += u"line " % QString::number(i) % u'\n';
         }
-        expected += u"last words"_qs;
+        expected += u"last words"_s;
         QCOMPARE(runner.output(), expected);
         QCOMPARE(at_end, expected);
         QCOMPARE(appended, expected);
@@ -407,17 +407,17 @@ private Q_SLOTS:
         QStringList pieces;
         connect(&runner, &TaskRunner::outputAppended, this, [&pieces](const QString &text) { pieces << text; });
         // The euro sign's three bytes arrive in two writes, far enough apart to be two reads.
-        runner.run(u"printf 'A\\342\\202'; sleep 0.4; printf '\\254B\\n'"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"printf 'A\\342\\202'; sleep 0.4; printf '\\254B\\n'"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(runner.output(), u"A€B\n"_qs);
-        QCOMPARE(pieces, (QStringList{u"A"_qs, u"€B\n"_qs}));
+        QCOMPARE(runner.output(), u"A€B\n"_s);
+        QCOMPARE(pieces, (QStringList{u"A"_s, u"€B\n"_s}));
     }
 
     void run_invalidBytesBecomeReplacementCharacters()
     {
         Sandbox sandbox;
         TaskRunner runner;
-        runner.run(u"printf 'ok\\377\\376ok\\n'"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"printf 'ok\\377\\376ok\\n'"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
         QCOMPARE(runner.output(), QString(u"ok" % QChar(QChar::ReplacementCharacter) %
                                           QChar(QChar::ReplacementCharacter) % u"ok\n"));
@@ -434,7 +434,7 @@ private Q_SLOTS:
             ++chunks;
         });
         // About 20 MB: the numbers 1 to 2,600,000, one a line, with stderr lines mixed in.
-        runner.run(u"seq 1 2600000; echo tail >&2"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"seq 1 2600000; echo tail >&2"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner, 240000));
         QCOMPARE(runner.exitCode(), std::optional<int>(0));
         QString expected;
@@ -443,7 +443,7 @@ private Q_SLOTS:
             expected += QString::number(i);
             expected += u'\n';
         }
-        expected += u"tail\n"_qs;
+        expected += u"tail\n"_s;
         QVERIFY(expected.size() > 19000000);
         QCOMPARE(runner.output().size(), expected.size());
         QVERIFY(runner.output() == expected);
@@ -463,7 +463,7 @@ private Q_SLOTS:
         });
         QElapsedTimer timer;
         timer.start();
-        runner.run(u"head -c 100000000 /dev/zero | tr '\\0' a; echo"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"head -c 100000000 /dev/zero | tr '\\0' a; echo"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner, 240000));
         // Copying all the text again for every chunk would take minutes here, not seconds.
         QVERIFY2(timer.elapsed() < 60000, qPrintable(QString::number(timer.elapsed())));
@@ -472,7 +472,7 @@ private Q_SLOTS:
         QVERIFY(chunks > 100);
         QCOMPARE(runner.output().size(), qsizetype(100000001));
         QCOMPARE(runner.output().count(u'a'), qsizetype(100000000));
-        QVERIFY(runner.output().endsWith(u"aaa\n"_qs));
+        QVERIFY(runner.output().endsWith(u"aaa\n"_s));
     }
 
     void run_withoutKeepingOutputOnlySignalsIt()
@@ -482,9 +482,9 @@ private Q_SLOTS:
         runner.setKeepsOutput(false);
         QString appended;
         connect(&runner, &TaskRunner::outputAppended, this, [&appended](const QString &text) { appended += text; });
-        runner.run(u"echo one; echo two >&2"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"echo one; echo two >&2"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(appended, u"one\ntwo\n"_qs);
+        QCOMPARE(appended, u"one\ntwo\n"_s);
         QVERIFY(runner.output().isEmpty());
         QCOMPARE(runner.exitCode(), std::optional<int>(0));
     }
@@ -494,15 +494,15 @@ private Q_SLOTS:
         Sandbox sandbox;
         StartableRunner runner;
         QSignalSpy finished(&runner, &TaskRunner::finished);
-        runner.start(sandbox.root() + u"/no-shell"_qs, {u"-c"_qs, u"true"_qs});
+        runner.start(sandbox.root() + u"/no-shell"_s, {u"-c"_s, u"true"_s});
         QVERIFY(waitForEnd(runner));
         QCOMPARE(runner.exitCode(), std::optional<int>(127));
-        QVERIFY2(runner.output().startsWith(QString(sandbox.root() + u"/no-shell: "_qs)), qPrintable(runner.output()));
+        QVERIFY2(runner.output().startsWith(QString(sandbox.root() + u"/no-shell: "_s)), qPrintable(runner.output()));
         QCOMPARE(finished.size(), 1);
         // A later run works as usual.
-        runner.run(u"echo fine"_qs, std::nullopt, std::nullopt, false);
+        runner.run(u"echo fine"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(runner.output(), u"fine\n"_qs);
+        QCOMPARE(runner.output(), u"fine\n"_s);
     }
 
     void destroyingTheRunnerWhileRunningEndsQuietly()
@@ -512,8 +512,8 @@ private Q_SLOTS:
         timer.start();
         {
             TaskRunner runner;
-            runner.run(u"echo started; exec sleep 30"_qs, std::nullopt, std::nullopt, false);
-            QVERIFY(waitForOutput(runner, u"started"_qs));
+            runner.run(u"echo started; exec sleep 30"_s, std::nullopt, std::nullopt, false);
+            QVERIFY(waitForOutput(runner, u"started"_s));
         }
         QVERIFY(timer.elapsed() < 10000);
     }
@@ -521,3 +521,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskRunnerTest)
 #include "test_task_runner.moc"
+
+using namespace Qt::StringLiterals;

@@ -53,7 +53,7 @@ const QList<QByteArray> &utf8Pieces()
 
 QDateTime utc(int year, int month, int day, int hour, int minute, int second)
 {
-    return QDateTime(QDate(year, month, day), QTime(hour, minute, second), Qt::UTC);
+    return QDateTime(QDate(year, month, day), QTime(hour, minute, second), QTimeZone::utc());
 }
 
 // The reading as told plainly: the whole file as UTF-8, split at every line feed, each piece parsed.
@@ -117,7 +117,7 @@ class RunHistoryTest : public QObject
     Q_OBJECT
 
 private:
-    QString write(const QByteArray &bytes, const QString &name = u"0a1b2c3d.runs"_qs)
+    QString write(const QByteArray &bytes, const QString &name = u"0a1b2c3d.runs"_s)
     {
         const QString path = m_dir.path() + u'/' + name;
         Sandbox::writeFile(path, bytes);
@@ -172,22 +172,22 @@ private Q_SLOTS:
         QTest::addColumn<QString>("status");
         QTest::addColumn<bool>("parses");
         QTest::addColumn<int>("value");
-        QTest::newRow("-15") << u"-15"_qs << true << -15;
-        QTest::newRow("+7") << u"+7"_qs << true << 7;
-        QTest::newRow("leading zeros") << u"0000000000000000000042"_qs << true << 42;
-        QTest::newRow("-0") << u"-0"_qs << true << 0;
-        QTest::newRow("max") << u"2147483647"_qs << true << 2147483647;
-        QTest::newRow("min") << u"-2147483648"_qs << true << int(-2147483648LL);
-        QTest::newRow("max + 1") << u"2147483648"_qs << false << 0;
-        QTest::newRow("min - 1") << u"-2147483649"_qs << false << 0;
-        QTest::newRow("huge") << u"99999999999999999999999"_qs << false << 0;
-        QTest::newRow("hex") << u"0x1"_qs << false << 0;
-        QTest::newRow("sign only") << u"-"_qs << false << 0;
-        QTest::newRow("two signs") << u"+-1"_qs << false << 0;
-        QTest::newRow("blank") << u" 0"_qs << false << 0;
-        QTest::newRow("carriage return") << u"0\r"_qs << false << 0;
-        QTest::newRow("decimal") << u"1.0"_qs << false << 0;
-        QTest::newRow("arabic-indic digit") << u"\u0661"_qs << false << 0;
+        QTest::newRow("-15") << u"-15"_s << true << -15;
+        QTest::newRow("+7") << u"+7"_s << true << 7;
+        QTest::newRow("leading zeros") << u"0000000000000000000042"_s << true << 42;
+        QTest::newRow("-0") << u"-0"_s << true << 0;
+        QTest::newRow("max") << u"2147483647"_s << true << 2147483647;
+        QTest::newRow("min") << u"-2147483648"_s << true << int(-2147483648LL);
+        QTest::newRow("max + 1") << u"2147483648"_s << false << 0;
+        QTest::newRow("min - 1") << u"-2147483649"_s << false << 0;
+        QTest::newRow("huge") << u"99999999999999999999999"_s << false << 0;
+        QTest::newRow("hex") << u"0x1"_s << false << 0;
+        QTest::newRow("sign only") << u"-"_s << false << 0;
+        QTest::newRow("two signs") << u"+-1"_s << false << 0;
+        QTest::newRow("blank") << u" 0"_s << false << 0;
+        QTest::newRow("carriage return") << u"0\r"_s << false << 0;
+        QTest::newRow("decimal") << u"1.0"_s << false << 0;
+        QTest::newRow("arabic-indic digit") << u"\u0661"_s << false << 0;
     }
 
     void exitStatus()
@@ -208,27 +208,27 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("date");
         QTest::addColumn<QDateTime>("expected"); // invalid: no record
-        QTest::newRow("Z") << u"2025-03-01T06:00:00Z"_qs << utc(2025, 3, 1, 6, 0, 0);
-        QTest::newRow("+02:00") << u"2025-03-01T08:00:00+02:00"_qs << utc(2025, 3, 1, 6, 0, 0);
-        QTest::newRow("-05:30 across midnight") << u"2025-02-28T23:30:00-05:30"_qs << utc(2025, 3, 1, 5, 0, 0);
-        QTest::newRow("+00:00") << u"2025-03-01T06:00:00+00:00"_qs << utc(2025, 3, 1, 6, 0, 0);
-        QTest::newRow("leap day") << u"2024-02-29T00:00:00Z"_qs << utc(2024, 2, 29, 0, 0, 0);
-        QTest::newRow("year end") << u"1999-12-31T23:59:59Z"_qs << utc(1999, 12, 31, 23, 59, 59);
-        QTest::newRow("before the epoch") << u"1969-07-20T20:17:40Z"_qs << utc(1969, 7, 20, 20, 17, 40);
-        QTest::newRow("fractional seconds") << u"2025-03-01T06:00:00.5Z"_qs << QDateTime();
-        QTest::newRow("no zone") << u"2025-03-01T06:00:00"_qs << QDateTime();
-        QTest::newRow("offset without colon") << u"2025-03-01T06:00:00+0200"_qs << QDateTime();
-        QTest::newRow("lower-case z") << u"2025-03-01T06:00:00z"_qs << QDateTime();
-        QTest::newRow("blank for T") << u"2025-03-01 06:00:00Z"_qs << QDateTime();
-        QTest::newRow("not a leap year") << u"2025-02-29T06:00:00Z"_qs << QDateTime();
-        QTest::newRow("month 13") << u"2025-13-01T06:00:00Z"_qs << QDateTime();
-        QTest::newRow("day 0") << u"2025-03-00T06:00:00Z"_qs << QDateTime();
-        QTest::newRow("hour 24") << u"2025-03-01T24:00:00Z"_qs << QDateTime();
-        QTest::newRow("second 60") << u"2025-03-01T06:00:60Z"_qs << QDateTime();
-        QTest::newRow("short") << u"2025-3-01T06:00:00Z"_qs << QDateTime();
-        QTest::newRow("date only") << u"2025-03-01"_qs << QDateTime();
-        QTest::newRow("leading blank") << u" 2025-03-01T06:00:00Z"_qs << QDateTime();
-        QTest::newRow("wide digit") << u"2025-03-01T06:00:0\uFF10Z"_qs << QDateTime();
+        QTest::newRow("Z") << u"2025-03-01T06:00:00Z"_s << utc(2025, 3, 1, 6, 0, 0);
+        QTest::newRow("+02:00") << u"2025-03-01T08:00:00+02:00"_s << utc(2025, 3, 1, 6, 0, 0);
+        QTest::newRow("-05:30 across midnight") << u"2025-02-28T23:30:00-05:30"_s << utc(2025, 3, 1, 5, 0, 0);
+        QTest::newRow("+00:00") << u"2025-03-01T06:00:00+00:00"_s << utc(2025, 3, 1, 6, 0, 0);
+        QTest::newRow("leap day") << u"2024-02-29T00:00:00Z"_s << utc(2024, 2, 29, 0, 0, 0);
+        QTest::newRow("year end") << u"1999-12-31T23:59:59Z"_s << utc(1999, 12, 31, 23, 59, 59);
+        QTest::newRow("before the epoch") << u"1969-07-20T20:17:40Z"_s << utc(1969, 7, 20, 20, 17, 40);
+        QTest::newRow("fractional seconds") << u"2025-03-01T06:00:00.5Z"_s << QDateTime();
+        QTest::newRow("no zone") << u"2025-03-01T06:00:00"_s << QDateTime();
+        QTest::newRow("offset without colon") << u"2025-03-01T06:00:00+0200"_s << QDateTime();
+        QTest::newRow("lower-case z") << u"2025-03-01T06:00:00z"_s << QDateTime();
+        QTest::newRow("blank for T") << u"2025-03-01 06:00:00Z"_s << QDateTime();
+        QTest::newRow("not a leap year") << u"2025-02-29T06:00:00Z"_s << QDateTime();
+        QTest::newRow("month 13") << u"2025-13-01T06:00:00Z"_s << QDateTime();
+        QTest::newRow("day 0") << u"2025-03-00T06:00:00Z"_s << QDateTime();
+        QTest::newRow("hour 24") << u"2025-03-01T24:00:00Z"_s << QDateTime();
+        QTest::newRow("second 60") << u"2025-03-01T06:00:60Z"_s << QDateTime();
+        QTest::newRow("short") << u"2025-3-01T06:00:00Z"_s << QDateTime();
+        QTest::newRow("date only") << u"2025-03-01"_s << QDateTime();
+        QTest::newRow("leading blank") << u" 2025-03-01T06:00:00Z"_s << QDateTime();
+        QTest::newRow("wide digit") << u"2025-03-01T06:00:0\uFF10Z"_s << QDateTime();
     }
 
     void dates()
@@ -335,7 +335,7 @@ private Q_SLOTS:
         QCOMPARE(RunHistory::readRuns(m_dir.path()).size(), 0); // a folder
         QCOMPARE(RunHistory::readLogTail(m_dir.path(), 100), QString());
         QCOMPARE(RunHistory::readRuns(write("")).size(), 0);
-        QCOMPARE(RunHistory::readLogTail(write("", u"empty.log"_qs), 100), QString());
+        QCOMPARE(RunHistory::readLogTail(write("", u"empty.log"_s), 100), QString());
     }
 
     void notUtf8_readsAsEmpty_data()
@@ -357,14 +357,14 @@ private Q_SLOTS:
         const QByteArray good = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n";
         for (const QByteArray &bytes : {QByteArray(bad + "\n" + good), QByteArray(good + bad)}) {
             QCOMPARE(RunHistory::readRuns(write(bytes)).size(), 0);
-            QCOMPARE(RunHistory::readLogTail(write(bytes, u"x.log"_qs), 100), QString());
+            QCOMPARE(RunHistory::readLogTail(write(bytes, u"x.log"_s), 100), QString());
         }
         // Far before the tail that is kept, it still counts.
         QByteArray log = "\n" + bad + "\n";
         for (int i = 0; i < 300000; ++i) {
             log += "line\n";
         }
-        QCOMPARE(RunHistory::readLogTail(write(log, u"big.log"_qs), 10), QString());
+        QCOMPARE(RunHistory::readLogTail(write(log, u"big.log"_s), 10), QString());
         QCOMPARE(plainReadLog(m_dir.path() + u"/big.log", 10), QString());
     }
 
@@ -373,7 +373,7 @@ private Q_SLOTS:
         const QByteArray bytes = "\xF0\x9F\x98\x80 \xE2\x82\xAC \xC3\xA9 \xF4\x8F\xBF\xBF \xEF\xBB\xBF\n"
                                  "2025-03-01T06:00:00Z\t0\n";
         QCOMPARE(RunHistory::readRuns(write(bytes)).size(), 1);
-        QCOMPARE(RunHistory::readLogTail(write(bytes, u"x.log"_qs), 100),
+        QCOMPARE(RunHistory::readLogTail(write(bytes, u"x.log"_s), 100),
                  QString::fromUtf8(bytes).trimmed());
     }
 
@@ -383,7 +383,7 @@ private Q_SLOTS:
         for (int i = 1; i <= 150; ++i) {
             lines << u"line " + QString::number(i);
         }
-        const QString path = write(lines.join(u'\n').toUtf8(), u"0a1b2c3d.stdout.log"_qs);
+        const QString path = write(lines.join(u'\n').toUtf8(), u"0a1b2c3d.stdout.log"_s);
         const QString result = RunHistory::readLogTail(path, 100);
         QCOMPARE(result, lines.mid(50).join(u'\n'));
         QVERIFY(result.startsWith(u"line 51\n"));
@@ -397,35 +397,35 @@ private Q_SLOTS:
         for (int i = 1; i <= 150; ++i) {
             lines << u"line " + QString::number(i);
         }
-        const QString path = write(QString(lines.join(u'\n') + u'\n').toUtf8(), u"0a1b2c3d.stdout.log"_qs);
+        const QString path = write(QString(lines.join(u'\n') + u'\n').toUtf8(), u"0a1b2c3d.stdout.log"_s);
         QCOMPARE(RunHistory::readLogTail(path, 100), lines.mid(51).join(u'\n'));
         QCOMPARE(RunHistory::readLogTail(path, 101), lines.mid(50).join(u'\n'));
     }
 
     void logEndingInBlankLines_losesThemToTrimming()
     {
-        const QString path = write("first\nsecond\n\n\n  \n", u"a.log"_qs);
-        QCOMPARE(RunHistory::readLogTail(path, 100), u"first\nsecond"_qs);
+        const QString path = write("first\nsecond\n\n\n  \n", u"a.log"_s);
+        QCOMPARE(RunHistory::readLogTail(path, 100), u"first\nsecond"_s);
         // The cut comes before the trimming: the last three pieces are all blank.
         QCOMPARE(RunHistory::readLogTail(path, 3), QString());
         QCOMPARE(RunHistory::readLogTail(path, 4), QString());
-        QCOMPARE(RunHistory::readLogTail(path, 5), u"second"_qs);
-        QCOMPARE(RunHistory::readLogTail(write(" \t\n\n\r\n", u"blank.log"_qs), 100), QString());
-        QCOMPARE(RunHistory::readLogTail(write("\n\t indented\u00A0 \n", u"b.log"_qs), 100), u"indented"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 5), u"second"_s);
+        QCOMPARE(RunHistory::readLogTail(write(" \t\n\n\r\n", u"blank.log"_s), 100), QString());
+        QCOMPARE(RunHistory::readLogTail(write("\n\t indented\u00A0 \n", u"b.log"_s), 100), u"indented"_s);
     }
 
     void logTail_edgeCounts()
     {
-        const QString path = write("a\nb\nc", u"c.log"_qs);
+        const QString path = write("a\nb\nc", u"c.log"_s);
         QCOMPARE(RunHistory::readLogTail(path, 0), QString());
-        QCOMPARE(RunHistory::readLogTail(path, 1), u"c"_qs);
-        QCOMPARE(RunHistory::readLogTail(path, 2), u"b\nc"_qs);
-        QCOMPARE(RunHistory::readLogTail(path, 3), u"a\nb\nc"_qs);
-        QCOMPARE(RunHistory::readLogTail(path, 10000), u"a\nb\nc"_qs);
-        const QString crlf = write("a\r\nb\r\n", u"crlf.log"_qs);
+        QCOMPARE(RunHistory::readLogTail(path, 1), u"c"_s);
+        QCOMPARE(RunHistory::readLogTail(path, 2), u"b\nc"_s);
+        QCOMPARE(RunHistory::readLogTail(path, 3), u"a\nb\nc"_s);
+        QCOMPARE(RunHistory::readLogTail(path, 10000), u"a\nb\nc"_s);
+        const QString crlf = write("a\r\nb\r\n", u"crlf.log"_s);
         QCOMPARE(RunHistory::readLogTail(crlf, 1), QString());
-        QCOMPARE(RunHistory::readLogTail(crlf, 2), u"b"_qs);
-        QCOMPARE(RunHistory::readLogTail(crlf, 3), u"a\r\nb"_qs);
+        QCOMPARE(RunHistory::readLogTail(crlf, 2), u"b"_s);
+        QCOMPARE(RunHistory::readLogTail(crlf, 3), u"a\r\nb"_s);
     }
 
     void negativeMaxLines_isAnAssertion()
@@ -434,7 +434,7 @@ private Q_SLOTS:
         QSKIP("assertions are compiled out");
 #else
         QProcess probe;
-        probe.start(QCoreApplication::applicationFilePath(), {u"--probe-negative-max-lines"_qs});
+        probe.start(QCoreApplication::applicationFilePath(), {u"--probe-negative-max-lines"_s});
         QVERIFY(probe.waitForFinished(60000));
         QCOMPARE(probe.exitStatus(), QProcess::CrashExit);
         QVERIFY(probe.readAllStandardError().contains("maxLines must not be negative"));
@@ -451,9 +451,9 @@ private Q_SLOTS:
         int good = 0;
         while (bytes.size() < 9 * 1024 * 1024 + 17) {
             const qint64 start = 1700000000 + random.bounded(100000000);
-            const QByteArray a = QDateTime::fromSecsSinceEpoch(start, Qt::UTC).toString(Qt::ISODate).toUtf8();
+            const QByteArray a = QDateTime::fromSecsSinceEpoch(start, QTimeZone::utc()).toString(Qt::ISODate).toUtf8();
             const QByteArray b =
-                QDateTime::fromSecsSinceEpoch(start + random.bounded(4000), Qt::UTC).toString(Qt::ISODate).toUtf8();
+                QDateTime::fromSecsSinceEpoch(start + random.bounded(4000), QTimeZone::utc()).toString(Qt::ISODate).toUtf8();
             switch (random.bounded(6)) {
             case 0:
                 bytes += a + "\t" + QByteArray::number(random.bounded(256)) + "\n";
@@ -774,3 +774,5 @@ int main(int argc, char *argv[])
 }
 
 #include "test_run_history.moc"
+
+using namespace Qt::StringLiterals;

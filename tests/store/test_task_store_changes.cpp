@@ -20,7 +20,7 @@ private Q_SLOTS:
         StoreWorld world;
         auto store = world.open();
         world.mark();
-        const ScheduledTask task = StoreWorld::task(u"Backup"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask task = StoreWorld::task(u"Backup"_s, TaskSchedule::daily({seven}));
         QSignalSpy changed(store.get(), &TaskStore::tasksChanged);
         store->add(task);
         QCOMPARE(world.calls(), QStringList{load(task)});
@@ -38,8 +38,8 @@ private Q_SLOTS:
     {
         StoreWorld world;
         auto store = world.open();
-        const ScheduledTask first = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false);
-        const ScheduledTask second = StoreWorld::task(u"B"_qs, TaskSchedule::interval(5), false);
+        const ScheduledTask first = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false);
+        const ScheduledTask second = StoreWorld::task(u"B"_s, TaskSchedule::interval(5), false);
         store->add(first);
         store->add(second);
         QCOMPARE(store->tasks(), (QList<ScheduledTask>{first, second}));
@@ -51,7 +51,7 @@ private Q_SLOTS:
         StoreWorld world;
         auto store = world.open();
         world.mark();
-        const ScheduledTask task = StoreWorld::task(u"Off"_qs, TaskSchedule::daily({seven}), false, true);
+        const ScheduledTask task = StoreWorld::task(u"Off"_s, TaskSchedule::daily({seven}), false, true);
         store->add(task);
         QCOMPARE(world.calls(), QStringList());
         QVERIFY(!world.plistExists(task));
@@ -63,9 +63,9 @@ private Q_SLOTS:
         StoreWorld world;
         auto store = world.open();
         world.mark();
-        const ScheduledTask task = StoreWorld::task(u"Early"_qs, TaskSchedule::daily({seven, {6, 30}}), true, true);
+        const ScheduledTask task = StoreWorld::task(u"Early"_s, TaskSchedule::daily({seven, {6, 30}}), true, true);
         store->add(task);
-        QCOMPARE(world.calls(), (QStringList{u"wake pmset repeat wakeorpoweron MTWRFSU 06:25:00"_qs, load(task)}));
+        QCOMPARE(world.calls(), (QStringList{u"wake pmset repeat wakeorpoweron MTWRFSU 06:25:00"_s, load(task)}));
         QVERIFY(!store->lastError());
         QVERIFY(store->tasks().constFirst().isEnabled);
     }
@@ -76,10 +76,10 @@ private Q_SLOTS:
         world.osascript.setExitStatus(1);
         auto store = world.open();
         world.mark();
-        const ScheduledTask task = StoreWorld::task(u"Early"_qs, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask task = StoreWorld::task(u"Early"_s, TaskSchedule::daily({seven}), true, true);
         store->add(task);
         QCOMPARE(world.calls(), QStringList{StoreWorld::daily(7, 0)});
-        QCOMPARE(store->lastError(), std::optional(u"pmset failed: Unknown error"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"pmset failed: Unknown error"_s));
         ScheduledTask expected = task;
         expected.isEnabled = false;
         QCOMPARE(store->tasks(), QList<ScheduledTask>{expected});
@@ -93,7 +93,7 @@ private Q_SLOTS:
         auto store = world.open();
         world.mark();
         // An interval task is never handed to the wake service, so nothing fails and it is installed.
-        const ScheduledTask interval = StoreWorld::task(u"Often"_qs, TaskSchedule::interval(5), true, true);
+        const ScheduledTask interval = StoreWorld::task(u"Often"_s, TaskSchedule::interval(5), true, true);
         store->add(interval);
         QCOMPARE(world.calls(), QStringList{load(interval)});
         QVERIFY(store->tasks().constFirst().isEnabled);
@@ -102,11 +102,11 @@ private Q_SLOTS:
     void add_loadFails_keptWithError()
     {
         StoreWorld world;
-        world.launchctl.setExitStatus(5, u"load"_qs);
+        world.launchctl.setExitStatus(5, u"load"_s);
         auto store = world.open();
-        const ScheduledTask task = StoreWorld::task(u"Backup"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask task = StoreWorld::task(u"Backup"_s, TaskSchedule::daily({seven}));
         store->add(task);
-        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code 5)"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code 5)"_s));
         QCOMPARE(store->tasks(), QList<ScheduledTask>{task});
         QCOMPARE(world.savedTasks(), QList<ScheduledTask>{task});
         QVERIFY(world.plistExists(task)); // the files stay for the next attempt
@@ -117,63 +117,63 @@ private Q_SLOTS:
         StoreWorld world;
         world.launchctl.makeUnstartable();
         auto store = world.open();
-        store->add(StoreWorld::task(u"Backup"_qs, TaskSchedule::daily({seven})));
-        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code -1)"_qs));
+        store->add(StoreWorld::task(u"Backup"_s, TaskSchedule::daily({seven})));
+        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code -1)"_s));
         QCOMPARE(world.savedTasks().size(), 1);
     }
 
     void syncWake_firstRepeatingAndEveryMonthly()
     {
         StoreWorld world;
-        const ScheduledTask daily = StoreWorld::task(u"D"_qs, TaskSchedule::daily({seven}), true, true);
-        const ScheduledTask weekly = StoreWorld::task(u"W"_qs, TaskSchedule::weekly({2}, {seven}), true, true);
-        const ScheduledTask monthly14 = StoreWorld::task(u"M14"_qs, TaskSchedule::monthly(14, {{9, 0}}), true, true);
-        const ScheduledTask interval = StoreWorld::task(u"I"_qs, TaskSchedule::interval(5), true, true);
-        const ScheduledTask monthly20 = StoreWorld::task(u"M20"_qs, TaskSchedule::monthly(20, {{8, 0}}), true, true);
-        const ScheduledTask off = StoreWorld::task(u"Off"_qs, TaskSchedule::daily({{5, 0}}), false, true);
+        const ScheduledTask daily = StoreWorld::task(u"D"_s, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask weekly = StoreWorld::task(u"W"_s, TaskSchedule::weekly({2}, {seven}), true, true);
+        const ScheduledTask monthly14 = StoreWorld::task(u"M14"_s, TaskSchedule::monthly(14, {{9, 0}}), true, true);
+        const ScheduledTask interval = StoreWorld::task(u"I"_s, TaskSchedule::interval(5), true, true);
+        const ScheduledTask monthly20 = StoreWorld::task(u"M20"_s, TaskSchedule::monthly(20, {{8, 0}}), true, true);
+        const ScheduledTask off = StoreWorld::task(u"Off"_s, TaskSchedule::daily({{5, 0}}), false, true);
         world.writeTasks({off, interval, daily, weekly, monthly14, monthly20});
         auto store = world.open();
         world.mark();
-        const ScheduledTask added = StoreWorld::task(u"Load"_qs, TaskSchedule::runAtLoad(), true, true);
+        const ScheduledTask added = StoreWorld::task(u"Load"_s, TaskSchedule::runAtLoad(), true, true);
         store->add(added);
         QCOMPARE(world.calls(),
-                 (QStringList{StoreWorld::daily(7, 0), u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_qs,
-                              u"wake pmset schedule wakeorpoweron \"03/20/25 07:55:00\""_qs, load(added)}));
+                 (QStringList{StoreWorld::daily(7, 0), u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_s,
+                              u"wake pmset schedule wakeorpoweron \"03/20/25 07:55:00\""_s, load(added)}));
     }
 
     void syncWake_weeklyFirstWins()
     {
         StoreWorld world;
-        const ScheduledTask weekly = StoreWorld::task(u"W"_qs, TaskSchedule::weekly({2, 6}, {{9, 0}}), true, true);
+        const ScheduledTask weekly = StoreWorld::task(u"W"_s, TaskSchedule::weekly({2, 6}, {{9, 0}}), true, true);
         const ScheduledTask nth =
-            StoreWorld::task(u"N"_qs, TaskSchedule::monthlyNthWeekday(2, 3, {{8, 30}}), true, true);
+            StoreWorld::task(u"N"_s, TaskSchedule::monthlyNthWeekday(2, 3, {{8, 30}}), true, true);
         world.writeTasks({weekly});
         auto store = world.open();
         world.mark();
         store->add(nth);
-        QCOMPARE(world.calls(), (QStringList{u"wake pmset repeat wakeorpoweron MF 08:55:00"_qs, load(nth)}));
+        QCOMPARE(world.calls(), (QStringList{u"wake pmset repeat wakeorpoweron MF 08:55:00"_s, load(nth)}));
     }
 
     void syncWake_firstErrorStops()
     {
         StoreWorld world;
-        const ScheduledTask monthly14 = StoreWorld::task(u"M14"_qs, TaskSchedule::monthly(14, {{9, 0}}), true, true);
-        const ScheduledTask monthly20 = StoreWorld::task(u"M20"_qs, TaskSchedule::monthly(20, {{8, 0}}), true, true);
+        const ScheduledTask monthly14 = StoreWorld::task(u"M14"_s, TaskSchedule::monthly(14, {{9, 0}}), true, true);
+        const ScheduledTask monthly20 = StoreWorld::task(u"M20"_s, TaskSchedule::monthly(20, {{8, 0}}), true, true);
         world.writeTasks({monthly14, monthly20});
         world.osascript.setExitStatus(1);
         auto store = world.open();
         world.mark();
-        const ScheduledTask added = StoreWorld::task(u"D"_qs, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask added = StoreWorld::task(u"D"_s, TaskSchedule::daily({seven}), true, true);
         store->add(added);
         QCOMPARE(world.calls(), QStringList{StoreWorld::daily(7, 0)});
-        QCOMPARE(store->lastError(), std::optional(u"pmset failed: Unknown error"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"pmset failed: Unknown error"_s));
         QVERIFY(!store->tasks().constLast().isEnabled);
     }
 
     void setEnabled_unknownId_changesAndSavesNothing()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false);
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false);
         world.writeTasks({task});
         auto store = world.open();
         QSignalSpy saved(store.get(), &TaskStore::saved);
@@ -191,7 +191,7 @@ private Q_SLOTS:
     void setEnabled_on_installs()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false);
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false);
         world.writeTasks({task});
         auto store = world.open();
         world.mark();
@@ -203,7 +203,7 @@ private Q_SLOTS:
     void setEnabled_off_uninstallsKeepsHistory()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}));
         auto store = world.open();
         store->add(task);
         Sandbox::writeFile(LaunchdService().runsPath(task), "1\t2\t0\n");
@@ -219,7 +219,7 @@ private Q_SLOTS:
     void setEnabled_onWakeTask_wakeThenInstall()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false, true);
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false, true);
         world.writeTasks({task});
         auto store = world.open();
         world.mark();
@@ -230,7 +230,7 @@ private Q_SLOTS:
     void setEnabled_onWakeTask_wakeFails_staysOff()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false, true);
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false, true);
         world.writeTasks({task});
         world.osascript.setExitStatus(1);
         auto store = world.open();
@@ -238,7 +238,7 @@ private Q_SLOTS:
         world.mark();
         store->setEnabled(true, task.id);
         QCOMPARE(world.calls(), QStringList{StoreWorld::daily(7, 0)});
-        QCOMPARE(store->lastError(), std::optional(u"pmset failed: Unknown error"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"pmset failed: Unknown error"_s));
         QVERIFY(!store->tasks().constFirst().isEnabled);
         QCOMPARE(saved.size(), 1);
         QCOMPARE(world.savedTasks(), QList<ScheduledTask>{task});
@@ -247,8 +247,8 @@ private Q_SLOTS:
     void setEnabled_offWakeTask_uninstallThenSyncOthers()
     {
         StoreWorld world;
-        const ScheduledTask first = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), true, true);
-        const ScheduledTask other = StoreWorld::task(u"B"_qs, TaskSchedule::daily({{9, 0}}), true, true);
+        const ScheduledTask first = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask other = StoreWorld::task(u"B"_s, TaskSchedule::daily({{9, 0}}), true, true);
         world.writeTasks({first, other});
         auto store = world.open();
         world.mark();
@@ -259,7 +259,7 @@ private Q_SLOTS:
     void setEnabled_offLastWakeTask_wakeScheduleUntouched()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), true, true);
         world.writeTasks({task});
         auto store = world.open();
         world.mark();
@@ -270,20 +270,20 @@ private Q_SLOTS:
     void setEnabled_offWithFailingUnload_errorButOff()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}));
         world.writeTasks({task});
-        world.launchctl.setExitStatus(3, u"unload"_qs);
+        world.launchctl.setExitStatus(3, u"unload"_s);
         auto store = world.open();
         store->setEnabled(false, task.id);
-        QCOMPARE(store->lastError(), std::optional(u"launchctl unload failed (exit code 3)"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"launchctl unload failed (exit code 3)"_s));
         QVERIFY(!world.savedTasks().constFirst().isEnabled);
     }
 
     void delete_uninstallsAndRemoves()
     {
         StoreWorld world;
-        const ScheduledTask keep = StoreWorld::task(u"Keep"_qs, TaskSchedule::daily({seven}));
-        const ScheduledTask gone = StoreWorld::task(u"Gone"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask keep = StoreWorld::task(u"Keep"_s, TaskSchedule::daily({seven}));
+        const ScheduledTask gone = StoreWorld::task(u"Gone"_s, TaskSchedule::daily({seven}));
         world.writeTasks({keep, gone});
         auto store = world.open();
         world.mark();
@@ -298,7 +298,7 @@ private Q_SLOTS:
     void delete_lastWakeTask_wakeScheduleUntouched()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), true, true);
         world.writeTasks({task});
         auto store = world.open();
         world.mark();
@@ -311,23 +311,23 @@ private Q_SLOTS:
     void delete_wakeTask_othersSynced()
     {
         StoreWorld world;
-        const ScheduledTask gone = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), true, true);
-        const ScheduledTask other = StoreWorld::task(u"B"_qs, TaskSchedule::monthly(14, {{9, 0}}), true, true);
+        const ScheduledTask gone = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask other = StoreWorld::task(u"B"_s, TaskSchedule::monthly(14, {{9, 0}}), true, true);
         world.writeTasks({gone, other});
         auto store = world.open();
         world.mark();
         store->deleteTask(gone);
         QCOMPARE(world.calls(),
-                 (QStringList{unload(gone), u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_qs}));
+                 (QStringList{unload(gone), u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_s}));
     }
 
     void deleteTasks_inListOrderOneSync()
     {
         StoreWorld world;
-        const ScheduledTask a = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), true, true);
-        const ScheduledTask b = StoreWorld::task(u"B"_qs, TaskSchedule::daily({seven}), false);
-        const ScheduledTask c = StoreWorld::task(u"C"_qs, TaskSchedule::daily({seven}), true, true);
-        const ScheduledTask d = StoreWorld::task(u"D"_qs, TaskSchedule::daily({{9, 0}}), true, true);
+        const ScheduledTask a = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask b = StoreWorld::task(u"B"_s, TaskSchedule::daily({seven}), false);
+        const ScheduledTask c = StoreWorld::task(u"C"_s, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask d = StoreWorld::task(u"D"_s, TaskSchedule::daily({{9, 0}}), true, true);
         world.writeTasks({a, b, c, d});
         auto store = world.open();
         world.mark();
@@ -340,8 +340,8 @@ private Q_SLOTS:
     void deleteTasks_noWake_noSync()
     {
         StoreWorld world;
-        const ScheduledTask a = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}));
-        const ScheduledTask wake = StoreWorld::task(u"W"_qs, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask a = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}));
+        const ScheduledTask wake = StoreWorld::task(u"W"_s, TaskSchedule::daily({seven}), true, true);
         world.writeTasks({a, wake});
         auto store = world.open();
         world.mark();
@@ -352,10 +352,10 @@ private Q_SLOTS:
     void duplicate_enabledTask_disabledCopyAtEnd()
     {
         StoreWorld world;
-        ScheduledTask original = StoreWorld::task(u"Backup"_qs, TaskSchedule::weekly({2}, {seven}), true, true);
-        original.workingDirectory = u"/srv"_qs;
-        original.logs = {TaskLog{QUuid::createUuid(), 12.5, 0, u"old"_qs}};
-        const ScheduledTask other = StoreWorld::task(u"Other"_qs, TaskSchedule::interval(5), false);
+        ScheduledTask original = StoreWorld::task(u"Backup"_s, TaskSchedule::weekly({2}, {seven}), true, true);
+        original.workingDirectory = u"/srv"_s;
+        original.logs = {TaskLog{QUuid::createUuid(), 12.5, 0, u"old"_s}};
+        const ScheduledTask other = StoreWorld::task(u"Other"_s, TaskSchedule::interval(5), false);
         world.writeTasks({original, other});
         auto store = world.open();
         world.mark();
@@ -365,7 +365,7 @@ private Q_SLOTS:
         QCOMPARE(store->tasks().size(), 3);
         QCOMPARE(store->tasks().constLast(), *copy);
         QVERIFY(copy->id != original.id);
-        QCOMPARE(copy->name, u"Backup (copy)"_qs);
+        QCOMPARE(copy->name, u"Backup (copy)"_s);
         QVERIFY(!copy->isEnabled);
         QVERIFY(copy->logs.isEmpty());
         QCOMPARE(copy->schedule, original.schedule);
@@ -378,7 +378,7 @@ private Q_SLOTS:
     {
         StoreWorld world;
         auto store = world.open();
-        QVERIFY(!store->duplicate(StoreWorld::task(u"X"_qs, TaskSchedule::runAtLoad())));
+        QVERIFY(!store->duplicate(StoreWorld::task(u"X"_s, TaskSchedule::runAtLoad())));
         QVERIFY(store->tasks().isEmpty());
         QVERIFY(!QFileInfo::exists(world.sandbox.tasksFile()));
     }
@@ -433,14 +433,14 @@ private Q_SLOTS:
 
         StoreWorld world;
         // The other wake task is monthly, so its wake is told apart from this daily task's.
-        const ScheduledTask other = StoreWorld::task(u"Other"_qs, TaskSchedule::monthly(14, {{9, 0}}), true, true);
-        const ScheduledTask old = StoreWorld::task(u"Task"_qs, TaskSchedule::daily({seven}), oldEnabled, oldWake);
+        const ScheduledTask other = StoreWorld::task(u"Other"_s, TaskSchedule::monthly(14, {{9, 0}}), true, true);
+        const ScheduledTask old = StoreWorld::task(u"Task"_s, TaskSchedule::daily({seven}), oldEnabled, oldWake);
         world.writeTasks({other, old});
         auto store = world.open();
         world.mark();
 
         ScheduledTask edited = old;
-        edited.name = u"Task, edited"_qs;
+        edited.name = u"Task, edited"_s;
         edited.isEnabled = newEnabled;
         edited.wakeBeforeRun = newWake;
         if (newSchedule) {
@@ -448,7 +448,7 @@ private Q_SLOTS:
         }
         store->update(edited);
 
-        const QString otherWake = u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_qs;
+        const QString otherWake = u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_s;
         const QString ownWake = newSchedule ? StoreWorld::daily(8, 0) : StoreWorld::daily(7, 0);
         QStringList calls;
         for (const QString &step : expected) {
@@ -475,7 +475,7 @@ private Q_SLOTS:
     void update_wakeFails_wakeSwitchedOffTaskStillInstalled()
     {
         StoreWorld world;
-        const ScheduledTask old = StoreWorld::task(u"Task"_qs, TaskSchedule::daily({seven}), true, false);
+        const ScheduledTask old = StoreWorld::task(u"Task"_s, TaskSchedule::daily({seven}), true, false);
         world.writeTasks({old});
         world.osascript.setExitStatus(1);
         auto store = world.open();
@@ -484,7 +484,7 @@ private Q_SLOTS:
         edited.wakeBeforeRun = true;
         store->update(edited);
         QCOMPARE(world.calls(), (QStringList{StoreWorld::daily(7, 0), unload(old), load(old)}));
-        QCOMPARE(store->lastError(), std::optional(u"pmset failed: Unknown error"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"pmset failed: Unknown error"_s));
         QVERIFY(!store->tasks().constFirst().wakeBeforeRun);
         QVERIFY(store->tasks().constFirst().isEnabled);
         QCOMPARE(world.savedTasks(), QList<ScheduledTask>{old});
@@ -493,7 +493,7 @@ private Q_SLOTS:
     void update_wakeFails_disabledTaskEnabled_installedWithoutWake()
     {
         StoreWorld world;
-        const ScheduledTask old = StoreWorld::task(u"Task"_qs, TaskSchedule::daily({seven}), false, false);
+        const ScheduledTask old = StoreWorld::task(u"Task"_s, TaskSchedule::daily({seven}), false, false);
         world.writeTasks({old});
         world.osascript.setExitStatus(1);
         auto store = world.open();
@@ -510,26 +510,26 @@ private Q_SLOTS:
     void update_installFails_changeKept()
     {
         StoreWorld world;
-        const ScheduledTask old = StoreWorld::task(u"Task"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask old = StoreWorld::task(u"Task"_s, TaskSchedule::daily({seven}));
         world.writeTasks({old});
         auto store = world.open();
-        world.launchctl.setExitStatus(1, u"load"_qs);
+        world.launchctl.setExitStatus(1, u"load"_s);
         ScheduledTask edited = old;
-        edited.command = u"echo new"_qs;
+        edited.command = u"echo new"_s;
         store->update(edited);
-        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code 1)"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code 1)"_s));
         QCOMPARE(world.savedTasks(), QList<ScheduledTask>{edited});
     }
 
     void update_unknownId_nothing()
     {
         StoreWorld world;
-        const ScheduledTask old = StoreWorld::task(u"Task"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask old = StoreWorld::task(u"Task"_s, TaskSchedule::daily({seven}));
         world.writeTasks({old});
         auto store = world.open();
         QSignalSpy saved(store.get(), &TaskStore::saved);
         world.mark();
-        store->update(StoreWorld::task(u"Stranger"_qs, TaskSchedule::daily({seven})));
+        store->update(StoreWorld::task(u"Stranger"_s, TaskSchedule::daily({seven})));
         QCOMPARE(world.calls(), QStringList());
         QCOMPARE(saved.size(), 0);
         QCOMPARE(store->tasks(), QList<ScheduledTask>{old});
@@ -538,12 +538,12 @@ private Q_SLOTS:
     void update_keepsPosition()
     {
         StoreWorld world;
-        const ScheduledTask a = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false);
-        const ScheduledTask b = StoreWorld::task(u"B"_qs, TaskSchedule::daily({seven}), false);
+        const ScheduledTask a = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false);
+        const ScheduledTask b = StoreWorld::task(u"B"_s, TaskSchedule::daily({seven}), false);
         world.writeTasks({a, b});
         auto store = world.open();
         ScheduledTask edited = a;
-        edited.name = u"A2"_qs;
+        edited.name = u"A2"_s;
         store->update(edited);
         QCOMPARE(store->tasks(), (QList<ScheduledTask>{edited, b}));
     }
@@ -551,3 +551,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskStoreChangesTest)
 #include "test_task_store_changes.moc"
+
+using namespace Qt::StringLiterals;

@@ -9,7 +9,7 @@ const TimeOfDay seven{7, 0};
 
 QStringList asideCopies(const StoreWorld &world)
 {
-    return QDir(world.sandbox.dataDir()).entryList({u"tasks.json.unreadable-*"_qs}, QDir::Files);
+    return QDir(world.sandbox.dataDir()).entryList({u"tasks.json.unreadable-*"_s}, QDir::Files);
 }
 
 } // namespace
@@ -36,7 +36,7 @@ private Q_SLOTS:
     void defaultOptions_followTheSandboxAndArguments()
     {
         StoreWorld world;
-        const TaskStore::Options plain = TaskStore::defaultOptions({u"moxley-app"_qs});
+        const TaskStore::Options plain = TaskStore::defaultOptions({u"moxley-app"_s});
         QCOMPARE(plain.tasksFile, world.sandbox.tasksFile());
         QCOMPARE(plain.launchdService.launchAgentsDir(), world.sandbox.launchAgentsDir());
         QCOMPARE(plain.launchdService.scriptsDir(), world.sandbox.scriptsDir());
@@ -44,14 +44,14 @@ private Q_SLOTS:
         QVERIFY(!plain.resetTasks);
         QVERIFY(plain.pmsetService);
         QVERIFY(plain.changeNotice);
-        QVERIFY(TaskStore::defaultOptions({u"moxley-app"_qs, u"--reset-tasks"_qs}).resetTasks);
+        QVERIFY(TaskStore::defaultOptions({u"moxley-app"_s, u"--reset-tasks"_s}).resetTasks);
     }
 
     void loads_inFileOrder()
     {
         StoreWorld world;
-        const QList<ScheduledTask> tasks{StoreWorld::task(u"B"_qs, TaskSchedule::interval(5), false),
-                                         StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false)};
+        const QList<ScheduledTask> tasks{StoreWorld::task(u"B"_s, TaskSchedule::interval(5), false),
+                                         StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false)};
         world.writeTasks(tasks);
         auto store = world.open();
         QCOMPARE(store->tasks(), tasks);
@@ -62,13 +62,13 @@ private Q_SLOTS:
     void resetTasks_startsEmptyWithoutFileUntilSave()
     {
         StoreWorld world;
-        world.writeTasks({StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false)});
+        world.writeTasks({StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false)});
         TaskStore::Options options = world.options();
         options.resetTasks = true;
         auto store = world.open(options);
         QVERIFY(store->tasks().isEmpty());
         QVERIFY(!QFileInfo::exists(world.sandbox.tasksFile()));
-        const ScheduledTask added = StoreWorld::task(u"New"_qs, TaskSchedule::runAtLoad(), false);
+        const ScheduledTask added = StoreWorld::task(u"New"_s, TaskSchedule::runAtLoad(), false);
         store->add(added);
         QCOMPARE(world.savedTasks(), QList<ScheduledTask>{added});
     }
@@ -94,27 +94,27 @@ private Q_SLOTS:
         StoreWorld world;
         Sandbox::writeFile(world.sandbox.tasksFile(), TaskMigration::encode({}), 0644);
         auto store = world.open();
-        store->add(StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false));
+        store->add(StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false));
         QCOMPARE(world.sandbox.readTasksFile(), TaskMigration::encode(store->tasks()));
         QCOMPARE(QFileInfo(world.sandbox.tasksFile()).permissions() & 0x7777,
                  QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser);
-        QCOMPARE(QDir(world.sandbox.dataDir()).entryList(QDir::Files), QStringList{u"tasks.json"_qs});
+        QCOMPARE(QDir(world.sandbox.dataDir()).entryList(QDir::Files), QStringList{u"tasks.json"_s});
     }
 
     void saveFailure_errorTextAndChangeKeptInMemory()
     {
         StoreWorld world;
         // The tasks file's folder is a plain file, so nothing can be written there.
-        const QString blocked = world.sandbox.root() + u"/blocker/tasks.json"_qs;
-        Sandbox::writeFile(world.sandbox.root() + u"/blocker"_qs, "not a folder");
+        const QString blocked = world.sandbox.root() + u"/blocker/tasks.json"_s;
+        Sandbox::writeFile(world.sandbox.root() + u"/blocker"_s, "not a folder");
         TaskStore::Options options = world.options();
         options.tasksFile = blocked;
         auto store = world.open(options);
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false);
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false);
         store->add(task);
         QVERIFY(store->lastError());
-        QVERIFY2(store->lastError()->startsWith(u"Failed to save tasks: "_qs), qPrintable(*store->lastError()));
-        QVERIFY(store->lastError()->size() > u"Failed to save tasks: "_qs.size());
+        QVERIFY2(store->lastError()->startsWith(u"Failed to save tasks: "_s), qPrintable(*store->lastError()));
+        QVERIFY(store->lastError()->size() > u"Failed to save tasks: "_s.size());
         QCOMPARE(store->tasks(), QList<ScheduledTask>{task});
         QVERIFY(!store->save());
     }
@@ -124,9 +124,9 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("error");
         QTest::newRow("unknown version") << QByteArray(R"({"version": 0, "tasks": []})")
-                                         << u"Failed to load tasks: Unknown tasks.json version: 0"_qs;
+                                         << u"Failed to load tasks: Unknown tasks.json version: 0"_s;
         QTest::newRow("unknown layout") << QByteArray(R"({"tasks": []})")
-                                        << u"Failed to load tasks: Unrecognized tasks.json format"_qs;
+                                        << u"Failed to load tasks: Unrecognized tasks.json format"_s;
         const QByteArray notJson = "this is not JSON";
         QTest::newRow("not JSON") << notJson
                                   << QString(u"Failed to load tasks: " %
@@ -146,7 +146,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, bytes);
         QFETCH(QString, error);
         StoreWorld world;
-        const ScheduledTask installed = StoreWorld::task(u"Installed"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask installed = StoreWorld::task(u"Installed"_s, TaskSchedule::daily({seven}));
         QVERIFY(!LaunchdService().install(installed));
         world.sandbox.writeTasksFile(bytes);
         world.mark();
@@ -160,12 +160,12 @@ private Q_SLOTS:
         QCOMPARE(world.sandbox.readTasksFile(), bytes);
         QVERIFY(asideCopies(world).isEmpty());
 
-        const ScheduledTask added = StoreWorld::task(u"New"_qs, TaskSchedule::runAtLoad(), false);
+        const ScheduledTask added = StoreWorld::task(u"New"_s, TaskSchedule::runAtLoad(), false);
         store->add(added);
         const QStringList copies = asideCopies(world);
         QCOMPARE(copies.size(), 1);
         QVERIFY(
-            QRegularExpression(u"^tasks\\.json\\.unreadable-\\d{8}-\\d{6}$"_qs).match(copies.constFirst()).hasMatch());
+            QRegularExpression(u"^tasks\\.json\\.unreadable-\\d{8}-\\d{6}$"_s).match(copies.constFirst()).hasMatch());
         const QString aside = world.sandbox.dataDir() + u'/' + copies.constFirst();
         QCOMPARE(Sandbox::readFile(aside), bytes);
         QCOMPARE(store->lastWarning(), std::optional(QString(u"The tasks file could not be read. It was kept as " %
@@ -181,14 +181,14 @@ private Q_SLOTS:
     void unreadableFile_withoutCleanUp_touchesNothing()
     {
         StoreWorld world;
-        const ScheduledTask installed = StoreWorld::task(u"Installed"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask installed = StoreWorld::task(u"Installed"_s, TaskSchedule::daily({seven}));
         QVERIFY(!LaunchdService().install(installed));
         world.sandbox.writeTasksFile("[1, 2]");
         world.mark();
         TaskStore::Options options = world.options();
         options.cleanUpAfterFailedLoad = false;
         auto store = world.open(options);
-        QCOMPARE(store->lastError(), std::optional(u"Failed to load tasks: Unrecognized tasks.json format"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"Failed to load tasks: Unrecognized tasks.json format"_s));
         QVERIFY(store->fileUnreadable());
         QCOMPARE(world.calls(), QStringList());
         QVERIFY(world.plistExists(installed));
@@ -201,12 +201,12 @@ private Q_SLOTS:
         StoreWorld world;
         world.sandbox.writeTasksFile("first broken");
         auto store = world.open();
-        store->add(StoreWorld::task(u"A"_qs, TaskSchedule::runAtLoad(), false));
+        store->add(StoreWorld::task(u"A"_s, TaskSchedule::runAtLoad(), false));
         world.sandbox.writeTasksFile("second broken");
         store->load();
         QVERIFY(store->fileUnreadable());
         QCOMPARE(store->tasks().size(), 1); // a failed reload keeps the list
-        store->add(StoreWorld::task(u"B"_qs, TaskSchedule::runAtLoad(), false));
+        store->add(StoreWorld::task(u"B"_s, TaskSchedule::runAtLoad(), false));
         const QStringList copies = asideCopies(world);
         QCOMPARE(copies.size(), 2);
         QByteArrayList contents;
@@ -223,7 +223,7 @@ private Q_SLOTS:
         world.sandbox.writeTasksFile("broken");
         auto store = world.open();
         QFile::remove(world.sandbox.tasksFile());
-        store->add(StoreWorld::task(u"A"_qs, TaskSchedule::runAtLoad(), false));
+        store->add(StoreWorld::task(u"A"_s, TaskSchedule::runAtLoad(), false));
         QVERIFY(asideCopies(world).isEmpty());
         QCOMPARE(world.savedTasks().size(), 1);
         QVERIFY(!store->lastWarning());
@@ -232,8 +232,8 @@ private Q_SLOTS:
     void reload_replacesListAndFailureKeepsIt()
     {
         StoreWorld world;
-        const ScheduledTask a = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false);
-        const ScheduledTask b = StoreWorld::task(u"B"_qs, TaskSchedule::daily({seven}), false);
+        const ScheduledTask a = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false);
+        const ScheduledTask b = StoreWorld::task(u"B"_s, TaskSchedule::daily({seven}), false);
         world.writeTasks({a});
         auto store = world.open();
         QSignalSpy changed(store.get(), &TaskStore::tasksChanged);
@@ -244,7 +244,7 @@ private Q_SLOTS:
         world.sandbox.writeTasksFile(R"({"version": 0, "tasks": []})");
         store->load();
         QCOMPARE(store->tasks(), (QList<ScheduledTask>{b, a}));
-        QCOMPARE(store->lastError(), std::optional(u"Failed to load tasks: Unknown tasks.json version: 0"_qs));
+        QCOMPARE(store->lastError(), std::optional(u"Failed to load tasks: Unknown tasks.json version: 0"_s));
         world.writeTasks({a});
         store->load();
         QVERIFY(!store->fileUnreadable());
@@ -254,12 +254,12 @@ private Q_SLOTS:
     void sweep_removesStrayJobsAndScriptsOnly()
     {
         StoreWorld world;
-        const ScheduledTask kept = StoreWorld::task(u"Kept"_qs, TaskSchedule::daily({seven}), false);
-        const ScheduledTask stray = StoreWorld::task(u"Stray"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask kept = StoreWorld::task(u"Kept"_s, TaskSchedule::daily({seven}), false);
+        const ScheduledTask stray = StoreWorld::task(u"Stray"_s, TaskSchedule::daily({seven}));
         QVERIFY(!LaunchdService().install(stray));
         Sandbox::writeFile(LaunchdService().scriptPath(kept), "# Moxley script v3\n");
-        Sandbox::writeFile(world.sandbox.launchAgentsDir() + u"/com.other.app.plist"_qs, "<plist/>");
-        Sandbox::writeFile(world.sandbox.scriptsDir() + u"/notes.txt"_qs, "mine");
+        Sandbox::writeFile(world.sandbox.launchAgentsDir() + u"/com.other.app.plist"_s, "<plist/>");
+        Sandbox::writeFile(world.sandbox.scriptsDir() + u"/notes.txt"_s, "mine");
         world.writeTasks({kept});
         world.mark();
         auto store = world.open();
@@ -267,17 +267,17 @@ private Q_SLOTS:
         QVERIFY(!world.plistExists(stray));
         QVERIFY(!world.scriptExists(stray));
         QVERIFY(world.scriptExists(kept)); // disabled tasks keep theirs too
-        QVERIFY(QFileInfo::exists(world.sandbox.launchAgentsDir() + u"/com.other.app.plist"_qs));
-        QVERIFY(QFileInfo::exists(world.sandbox.scriptsDir() + u"/notes.txt"_qs));
+        QVERIFY(QFileInfo::exists(world.sandbox.launchAgentsDir() + u"/com.other.app.plist"_s));
+        QVERIFY(QFileInfo::exists(world.sandbox.scriptsDir() + u"/notes.txt"_s));
     }
 
     void scriptRefresh_reinstallsEnabledOutdatedOnly()
     {
         StoreWorld world;
-        const ScheduledTask current = StoreWorld::task(u"Current"_qs, TaskSchedule::daily({seven}));
-        const ScheduledTask outdated = StoreWorld::task(u"Outdated"_qs, TaskSchedule::daily({seven}));
-        const ScheduledTask missing = StoreWorld::task(u"Missing"_qs, TaskSchedule::daily({seven}));
-        const ScheduledTask disabled = StoreWorld::task(u"Disabled"_qs, TaskSchedule::daily({seven}), false);
+        const ScheduledTask current = StoreWorld::task(u"Current"_s, TaskSchedule::daily({seven}));
+        const ScheduledTask outdated = StoreWorld::task(u"Outdated"_s, TaskSchedule::daily({seven}));
+        const ScheduledTask missing = StoreWorld::task(u"Missing"_s, TaskSchedule::daily({seven}));
+        const ScheduledTask disabled = StoreWorld::task(u"Disabled"_s, TaskSchedule::daily({seven}), false);
         QVERIFY(!LaunchdService().install(current));
         QVERIFY(!LaunchdService().install(outdated));
         Sandbox::writeFile(LaunchdService().scriptPath(outdated), "#!/bin/bash\n# Moxley script v2\n", 0700);
@@ -297,7 +297,7 @@ private Q_SLOTS:
     void scriptRefresh_installErrorDroppedSilently()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}));
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}));
         world.writeTasks({task});
         world.launchctl.setExitStatus(1);
         auto store = world.open();
@@ -308,7 +308,7 @@ private Q_SLOTS:
     void runRecordsAndLogs_readFromTheTaskFiles()
     {
         StoreWorld world;
-        const ScheduledTask task = StoreWorld::task(u"A"_qs, TaskSchedule::daily({seven}), false);
+        const ScheduledTask task = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), false);
         world.writeTasks({task});
         auto store = world.open();
         QVERIFY(store->runRecords(task).isEmpty());
@@ -323,9 +323,9 @@ private Q_SLOTS:
         QCOMPARE(runDateTime(runs.at(0).startedAt), QDateTime(QDate(2025, 3, 1), QTime(6, 0), QTimeZone::utc()));
         QCOMPARE(runDateTime(runs.at(0).endedAt), QDateTime(QDate(2025, 3, 1), QTime(6, 0, 5), QTimeZone::utc()));
         QCOMPARE(runs.at(1).exitCode, 1);
-        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 2), u"three"_qs);
-        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 100), u"one\ntwo\nthree"_qs);
-        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardError, 100), u"oops"_qs);
+        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 2), u"three"_s);
+        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardOutput, 100), u"one\ntwo\nthree"_s);
+        QCOMPARE(store->readLog(task, TaskStore::LogStream::standardError, 100), u"oops"_s);
     }
 
     void lastErrorAndWarning_clearable()
@@ -345,3 +345,5 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskStoreStartupTest)
 #include "test_task_store_startup.moc"
+
+using namespace Qt::StringLiterals;

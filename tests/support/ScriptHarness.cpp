@@ -2,8 +2,10 @@
 
 #include <QProcess>
 
+using namespace Qt::StringLiterals;
+
 ScriptHarness::FixedDate::FixedDate(const Sandbox &sandbox, const QString &day, const QString &tomorrow)
-    : m_binDir(sandbox.root() + u"/fixed-date-bin"_qs), m_log(sandbox.root() + u"/fixed-date.log"_qs)
+    : m_binDir(sandbox.root() + u"/fixed-date-bin"_s), m_log(sandbox.root() + u"/fixed-date.log"_s)
 {
     const QString script = uR"SH(#!/bin/bash
 if [ "$#" -eq 1 ] && [ "$1" = "+%d" ]; then
@@ -17,14 +19,14 @@ if [ "$#" -eq 2 ] && [ "$1" = "-v+1d" ] && [ "$2" = "+%d" ]; then
     exit 0
 fi
 exec /bin/date "$@"
-)SH"_qs.arg(m_log, day, tomorrow);
-    Sandbox::writeFile(m_binDir + u"/date"_qs, script.toUtf8(), 0755);
+)SH"_s.arg(m_log, day, tomorrow);
+    Sandbox::writeFile(m_binDir + u"/date"_s, script.toUtf8(), 0755);
 }
 
 QProcessEnvironment ScriptHarness::FixedDate::environment(const Sandbox &sandbox) const
 {
     QProcessEnvironment env = sandbox.environment();
-    env.insert(u"PATH"_qs, m_binDir + u':' + env.value(u"PATH"_qs, u"/usr/bin:/bin"_qs));
+    env.insert(u"PATH"_s, m_binDir + u':' + env.value(u"PATH"_s, u"/usr/bin:/bin"_s));
     return env;
 }
 

@@ -4,13 +4,15 @@
 
 #include <QString>
 
+using namespace Qt::StringLiterals;
+
 // A stand-in secret-tool with a real store of its own in `<sandbox>/secrets`: "store" reads the
 // secret from standard input, "lookup" prints it; every call's arguments go to
 // `<sandbox>/secrets/calls.log`. Written to `<sandbox>/bin/secret-tool`; gives that path.
 inline QString writeSecretToolStandIn(const Sandbox &sandbox)
 {
-    const QString path = sandbox.root() + u"/bin/secret-tool"_qs;
-    const QString store = sandbox.root() + u"/secrets"_qs;
+    const QString path = sandbox.root() + u"/bin/secret-tool"_s;
+    const QString store = sandbox.root() + u"/secrets"_s;
     Sandbox::writeFile(path, QString(uR"SH(#!/bin/bash
 store='%1'
 mkdir -p "$store"
@@ -23,6 +25,6 @@ case $cmd in
   lookup) [ -f "$store/$key" ] && cat "$store/$key" || exit 1 ;;
   *) exit 2 ;;
 esac
-)SH"_qs.arg(store)).toUtf8(), 0755);
+)SH"_s.arg(store)).toUtf8(), 0755);
     return path;
 }

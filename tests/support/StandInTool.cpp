@@ -6,12 +6,14 @@
 #include <QFile>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString shellQuote(const QString &text)
 {
     QString quoted = text;
-    quoted.replace(u'\'', u"'\\''"_qs);
+    quoted.replace(u'\'', u"'\\''"_s);
     return u'\'' % quoted % u'\'';
 }
 
@@ -39,8 +41,8 @@ QList<QStringList> readLog(const QString &path)
 StandInTool::StandInTool(const Sandbox &sandbox, const QString &systemPath)
     : m_path(sandbox.sysroot() + systemPath),
       m_name(QFileInfo(systemPath).fileName()),
-      m_stateDir(sandbox.root() + u"/standins/"_qs + m_name),
-      m_sharedLog(sandbox.root() + u"/standins/all.log"_qs)
+      m_stateDir(sandbox.root() + u"/standins/"_s + m_name),
+      m_sharedLog(sandbox.root() + u"/standins/all.log"_s)
 {
     QDir().mkpath(m_stateDir);
     // Each argument is stored base64-encoded behind "=", so blanks, line breaks and empty
@@ -58,7 +60,7 @@ if [ -f "$state/output.$key" ]; then cat "$state/output.$key"; elif [ -f "$state
 if [ -f "$state/status.$key" ]; then exit "$(cat "$state/status.$key")"; fi
 if [ -f "$state/status." ]; then exit "$(cat "$state/status.")"; fi
 exit 0
-)SH"_qs.arg(shellQuote(m_stateDir), shellQuote(m_sharedLog), shellQuote(m_name));
+)SH"_s.arg(shellQuote(m_stateDir), shellQuote(m_sharedLog), shellQuote(m_name));
     Sandbox::writeFile(m_path, script.toUtf8(), 0755);
 }
 
@@ -69,17 +71,17 @@ QString StandInTool::stateFile(const QString &kind, const QString &firstArgument
 
 void StandInTool::setExitStatus(int status, const QString &firstArgument) const
 {
-    Sandbox::writeFile(stateFile(u"status"_qs, firstArgument), QByteArray::number(status));
+    Sandbox::writeFile(stateFile(u"status"_s, firstArgument), QByteArray::number(status));
 }
 
 void StandInTool::setOutput(const QByteArray &text, const QString &firstArgument) const
 {
-    Sandbox::writeFile(stateFile(u"output"_qs, firstArgument), text);
+    Sandbox::writeFile(stateFile(u"output"_s, firstArgument), text);
 }
 
 void StandInTool::setDelay(double seconds) const
 {
-    Sandbox::writeFile(m_stateDir + u"/delay"_qs, QByteArray::number(seconds));
+    Sandbox::writeFile(m_stateDir + u"/delay"_s, QByteArray::number(seconds));
 }
 
 void StandInTool::makeUnstartable() const
@@ -89,15 +91,15 @@ void StandInTool::makeUnstartable() const
 
 QList<QStringList> StandInTool::calls() const
 {
-    return readLog(m_stateDir + u"/calls.log"_qs);
+    return readLog(m_stateDir + u"/calls.log"_s);
 }
 
 void StandInTool::clearCalls() const
 {
-    QFile::remove(m_stateDir + u"/calls.log"_qs);
+    QFile::remove(m_stateDir + u"/calls.log"_s);
 }
 
 QList<QStringList> StandInTool::allCalls(const Sandbox &sandbox)
 {
-    return readLog(sandbox.root() + u"/standins/all.log"_qs);
+    return readLog(sandbox.root() + u"/standins/all.log"_s);
 }

@@ -16,7 +16,7 @@ QDateTime berlin(int year, int month, int day, int hour, int minute, int second 
 
 QDateTime utc(int year, int month, int day, int hour, int minute, int second = 0)
 {
-    return QDateTime(QDate(year, month, day), QTime(hour, minute, second), Qt::UTC);
+    return QDateTime(QDate(year, month, day), QTime(hour, minute, second), QTimeZone::utc());
 }
 
 ScheduledTask makeTask(const QString &name, TaskSchedule schedule, bool enabled = true, bool wake = false)
@@ -24,7 +24,7 @@ ScheduledTask makeTask(const QString &name, TaskSchedule schedule, bool enabled 
     ScheduledTask task;
     task.id = QUuid::createUuid();
     task.name = name;
-    task.command = u"true"_qs;
+    task.command = u"true"_s;
     task.schedule = std::move(schedule);
     task.isEnabled = enabled;
     task.wakeBeforeRun = wake;
@@ -58,7 +58,7 @@ QList<bool> ran(const Timeline::TaskRow &row)
 // The occurrences of one task on the day of `now`, in Berlin.
 QList<int> occurrencesOn(const TaskSchedule &schedule, const QDateTime &now)
 {
-    const auto day = Timeline::compute({makeTask(u"t"_qs, schedule)}, {}, {}, now, kBerlin);
+    const auto day = Timeline::compute({makeTask(u"t"_s, schedule)}, {}, {}, now, kBerlin);
     return day.tasks.isEmpty() ? QList<int>{-1} : minutes(day.tasks.first());
 }
 
@@ -72,7 +72,7 @@ LaunchdJob job(const QString &label)
 {
     LaunchdJob job;
     job.label = label;
-    job.id = u"/Library/LaunchDaemons/"_qs + label + u".plist"_qs;
+    job.id = u"/Library/LaunchDaemons/"_s + label + u".plist"_s;
     job.url = job.id;
     return job;
 }
@@ -188,12 +188,12 @@ private Q_SLOTS:
     void disabledAndRunAtLoadTasks_neverAppear()
     {
         const QList<ScheduledTask> tasks{
-            makeTask(u"off"_qs, TaskSchedule::daily(kSix), false),
-            makeTask(u"first"_qs, TaskSchedule::interval(60)),
-            makeTask(u"load"_qs, TaskSchedule::runAtLoad()),
-            makeTask(u"off load"_qs, TaskSchedule::runAtLoad(), false),
-            makeTask(u"weekly elsewhere"_qs, TaskSchedule::weekly({2}, kSix)),
-            makeTask(u"last"_qs, TaskSchedule::daily(kSix)),
+            makeTask(u"off"_s, TaskSchedule::daily(kSix), false),
+            makeTask(u"first"_s, TaskSchedule::interval(60)),
+            makeTask(u"load"_s, TaskSchedule::runAtLoad()),
+            makeTask(u"off load"_s, TaskSchedule::runAtLoad(), false),
+            makeTask(u"weekly elsewhere"_s, TaskSchedule::weekly({2}, kSix)),
+            makeTask(u"last"_s, TaskSchedule::daily(kSix)),
         };
         QStringList asked;
         const auto day = Timeline::compute(
@@ -208,7 +208,7 @@ private Q_SLOTS:
             names << row.task.name;
         }
         // Placed in store order; a task with no occurrence today is still placed.
-        QCOMPARE(names, (QStringList{u"first"_qs, u"weekly elsewhere"_qs, u"last"_qs}));
+        QCOMPARE(names, (QStringList{u"first"_s, u"weekly elsewhere"_s, u"last"_s}));
         QCOMPARE(asked, names);
         QCOMPARE(day.tasks.at(1).task, tasks.at(4));
         QVERIFY(day.tasks.at(1).occurrences.isEmpty());
@@ -229,7 +229,7 @@ private Q_SLOTS:
 
     void runStartedWithin4Minutes_marksTheOccurrence()
     {
-        const auto task = makeTask(u"t"_qs, TaskSchedule::daily(kSix));
+        const auto task = makeTask(u"t"_s, TaskSchedule::daily(kSix));
         const auto now = berlin(2025, 3, 1, 12, 0);
         const auto marked = [&](int hour, int minute, int second = 0) {
             const auto day = computeWithRuns(task, {run(berlin(2025, 3, 1, hour, minute, second), 5)}, now);
@@ -247,7 +247,7 @@ private Q_SLOTS:
 
     void oneRun_canMarkTwoNearbyOccurrences()
     {
-        const auto task = makeTask(u"t"_qs, TaskSchedule::daily({TimeOfDay{6, 0}, TimeOfDay{6, 4}, TimeOfDay{6, 9}}));
+        const auto task = makeTask(u"t"_s, TaskSchedule::daily({TimeOfDay{6, 0}, TimeOfDay{6, 4}, TimeOfDay{6, 9}}));
         const auto day = computeWithRuns(task, {run(berlin(2025, 3, 1, 6, 2), 60)}, berlin(2025, 3, 1, 12, 0));
         QCOMPARE(ran(day.tasks.first()), (QList<bool>{true, true, false}));
         QCOMPARE(day.tasks.first().runs.size(), 1);
@@ -255,7 +255,7 @@ private Q_SLOTS:
 
     void onlyTodaysRuns_countAndAreDrawn()
     {
-        const auto task = makeTask(u"t"_qs, TaskSchedule::daily({TimeOfDay{0, 0}, TimeOfDay{23, 58}}));
+        const auto task = makeTask(u"t"_s, TaskSchedule::daily({TimeOfDay{0, 0}, TimeOfDay{23, 58}}));
         const QList<TaskRunRecord> runs{
             run(berlin(2025, 3, 1, 23, 58), 30),       // yesterday, at the same minute
             run(utc(2025, 3, 1, 23, 1), 30, 3),        // 00:01 today in Berlin
@@ -277,7 +277,7 @@ private Q_SLOTS:
 
     void runLength_isTheDurationInMinutesAtLeastOne()
     {
-        const auto task = makeTask(u"t"_qs, TaskSchedule::daily(kSix));
+        const auto task = makeTask(u"t"_s, TaskSchedule::daily(kSix));
         const QList<TaskRunRecord> runs{
             run(berlin(2025, 3, 1, 6, 0), 10),
             run(berlin(2025, 3, 1, 7, 0), 150, 1),
@@ -301,8 +301,8 @@ private Q_SLOTS:
     void wakeWindows_onlyForWakingTasks()
     {
         const auto schedule = TaskSchedule::daily({TimeOfDay{0, 2}, TimeOfDay{6, 0}, TimeOfDay{0, 5}});
-        const auto waking = makeTask(u"w"_qs, schedule, true, true);
-        const auto quiet = makeTask(u"q"_qs, schedule, true, false);
+        const auto waking = makeTask(u"w"_s, schedule, true, true);
+        const auto quiet = makeTask(u"q"_s, schedule, true, false);
         const auto day = Timeline::compute({waking, quiet}, {}, {}, berlin(2025, 3, 1, 12, 0), kBerlin);
         const auto &windows = day.tasks.at(0).wakeWindows;
         QCOMPARE(windows.size(), 3);
@@ -314,7 +314,7 @@ private Q_SLOTS:
         }
         QVERIFY(day.tasks.at(1).wakeWindows.isEmpty());
         // No occurrence today, no window.
-        const auto monday = makeTask(u"m"_qs, TaskSchedule::weekly({2}, kSix), true, true);
+        const auto monday = makeTask(u"m"_s, TaskSchedule::weekly({2}, kSix), true, true);
         QVERIFY(Timeline::compute({monday}, {}, {}, berlin(2025, 3, 1, 12, 0), kBerlin)
                     .tasks.first()
                     .wakeWindows.isEmpty());
@@ -373,7 +373,7 @@ private Q_SLOTS:
         QCOMPARE(now.offsetFromUtc(), 7200);
         const auto hourly = occurrencesOn(TaskSchedule::interval(60), now);
         QCOMPARE(hourly.size(), 24); // 1440 minutes of numbers though the day has 23 hours
-        const auto task = makeTask(u"t"_qs, TaskSchedule::daily({TimeOfDay{0, 30}, TimeOfDay{2, 30}, TimeOfDay{3, 30}}));
+        const auto task = makeTask(u"t"_s, TaskSchedule::daily({TimeOfDay{0, 30}, TimeOfDay{2, 30}, TimeOfDay{3, 30}}));
         const QList<TaskRunRecord> runs{
             run(utc(2025, 3, 29, 23, 30), 60), // 00:30 CET
             run(utc(2025, 3, 30, 1, 30), 60),  // 03:30 CEST, one real hour after 01:30 CET
@@ -390,7 +390,7 @@ private Q_SLOTS:
     // 26 October 2025: Berlin goes from 3:00 back to 2:00; both passes of 2:30 are minute 150.
     void fallBack_mapsBothPassesToTheSameMinutes()
     {
-        const auto task = makeTask(u"t"_qs, TaskSchedule::daily({TimeOfDay{2, 30}, TimeOfDay{23, 0}}));
+        const auto task = makeTask(u"t"_s, TaskSchedule::daily({TimeOfDay{2, 30}, TimeOfDay{23, 0}}));
         const QList<TaskRunRecord> runs{
             run(utc(2025, 10, 26, 0, 30), 60), // 02:30 CEST
             run(utc(2025, 10, 26, 1, 30), 60), // 02:30 CET
@@ -408,29 +408,29 @@ private Q_SLOTS:
 
     void systemJobs_filteredInReceivedOrder()
     {
-        LaunchdJob own = job(u"com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_qs);
+        LaunchdJob own = job(u"com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
         own.startInterval = 3600;
-        LaunchdJob ownOther = job(u"com.moxley.helper"_qs); // only the narrower prefix is dropped here
+        LaunchdJob ownOther = job(u"com.moxley.helper"_s); // only the narrower prefix is dropped here
         ownOther.startInterval = 3600;
-        LaunchdJob disabled = job(u"com.example.disabled"_qs);
+        LaunchdJob disabled = job(u"com.example.disabled"_s);
         disabled.startInterval = 3600;
         disabled.disabled = true;
-        LaunchdJob timeless = job(u"com.example.keepalive"_qs);
+        LaunchdJob timeless = job(u"com.example.keepalive"_s);
         timeless.keepAlive = true;
         timeless.runAtLoad = true;
-        LaunchdJob calendar = job(u"com.apple.backupd.auto"_qs);
-        calendar.startCalendarInterval = QMap<QString, qint64>{{u"Weekday"_qs, 1}, {u"Hour"_qs, 9}};
-        LaunchdJob hourly = job(u"periodic"_qs);
+        LaunchdJob calendar = job(u"com.apple.backupd.auto"_s);
+        calendar.startCalendarInterval = QMap<QString, qint64>{{u"Weekday"_s, 1}, {u"Hour"_s, 9}};
+        LaunchdJob hourly = job(u"periodic"_s);
         hourly.startInterval = 3600;
 
         const auto day = Timeline::compute({}, {}, {own, calendar, disabled, ownOther, timeless, hourly},
                                            berlin(2025, 3, 1, 12, 0), kBerlin);
         QCOMPARE(day.systemJobs.size(), 3);
         QCOMPARE(day.systemJobs.at(0).job.label, calendar.label);
-        QCOMPARE(day.systemJobs.at(0).name, u"backupd.auto"_qs);
+        QCOMPARE(day.systemJobs.at(0).name, u"backupd.auto"_s);
         QCOMPARE(day.systemJobs.at(0).marks, QList<int>{540}); // every day, whatever the weekday
-        QCOMPARE(day.systemJobs.at(1).name, u"moxley.helper"_qs);
-        QCOMPARE(day.systemJobs.at(2).name, u"periodic"_qs);
+        QCOMPARE(day.systemJobs.at(1).name, u"moxley.helper"_s);
+        QCOMPARE(day.systemJobs.at(2).name, u"periodic"_s);
         QCOMPARE(day.systemJobs.at(2).marks.size(), 24);
         QCOMPARE(day.systemJobs.at(2).marks.at(23), 1380);
     }
@@ -451,13 +451,13 @@ private Q_SLOTS:
         QTest::newRow("interval 150") << qint64(150) << none << 720 << 0 << 1438 << 2;
         QTest::newRow("interval 86400") << qint64(86400) << none << 1 << 0 << 0 << -1;
         QTest::newRow("interval wins over calendar")
-            << qint64(30) << QVariantMap{{u"Hour"_qs, 9}} << 0 << -1 << -1 << -1;
-        QTest::newRow("hour 9, weekday 1") << qint64(-1) << QVariantMap{{u"Weekday"_qs, 1}, {u"Hour"_qs, 9}} << 1
+            << qint64(30) << QVariantMap{{u"Hour"_s, 9}} << 0 << -1 << -1 << -1;
+        QTest::newRow("hour 9, weekday 1") << qint64(-1) << QVariantMap{{u"Weekday"_s, 1}, {u"Hour"_s, 9}} << 1
                                            << 540 << 540 << -1;
-        QTest::newRow("minute only") << qint64(-1) << QVariantMap{{u"Minute"_qs, 30}} << 1 << 30 << 30 << -1;
-        QTest::newRow("empty calendar") << qint64(-1) << QVariantMap{{u"Day"_qs, 15}} << 1 << 0 << 0 << -1;
+        QTest::newRow("minute only") << qint64(-1) << QVariantMap{{u"Minute"_s, 30}} << 1 << 30 << 30 << -1;
+        QTest::newRow("empty calendar") << qint64(-1) << QVariantMap{{u"Day"_s, 15}} << 1 << 0 << 0 << -1;
         QTest::newRow("hour and minute") << qint64(-1)
-                                         << QVariantMap{{u"Hour"_qs, 23}, {u"Minute"_qs, 45}, {u"Month"_qs, 2}} << 1
+                                         << QVariantMap{{u"Hour"_s, 23}, {u"Minute"_s, 45}, {u"Month"_s, 2}} << 1
                                          << 1425 << 1425 << -1;
     }
 
@@ -469,7 +469,7 @@ private Q_SLOTS:
         QFETCH(int, first);
         QFETCH(int, last);
         QFETCH(int, second);
-        LaunchdJob subject = job(u"com.example.job"_qs);
+        LaunchdJob subject = job(u"com.example.job"_s);
         if (interval >= 0) {
             subject.startInterval = interval;
         }
@@ -497,12 +497,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("label");
         QTest::addColumn<QString>("name");
-        QTest::newRow("four parts") << u"com.apple.backupd.auto"_qs << u"backupd.auto"_qs;
-        QTest::newRow("three parts") << u"org.cups.cupsd"_qs << u"cups.cupsd"_qs;
-        QTest::newRow("two parts") << u"a.b"_qs << u"a.b"_qs;
-        QTest::newRow("one part") << u"periodic"_qs << u"periodic"_qs;
-        QTest::newRow("trailing dot") << u"com.example."_qs << u"example."_qs;
-        QTest::newRow("leading dot") << u".hidden"_qs << u".hidden"_qs;
+        QTest::newRow("four parts") << u"com.apple.backupd.auto"_s << u"backupd.auto"_s;
+        QTest::newRow("three parts") << u"org.cups.cupsd"_s << u"cups.cupsd"_s;
+        QTest::newRow("two parts") << u"a.b"_s << u"a.b"_s;
+        QTest::newRow("one part") << u"periodic"_s << u"periodic"_s;
+        QTest::newRow("trailing dot") << u"com.example."_s << u"example."_s;
+        QTest::newRow("leading dot") << u".hidden"_s << u".hidden"_s;
         QTest::newRow("empty") << QString() << QString();
     }
 
@@ -522,7 +522,7 @@ private Q_SLOTS:
         QSKIP("assertions are compiled out");
 #else
         QProcess probe;
-        probe.start(QCoreApplication::applicationFilePath(), {u"--probe-interval-zero"_qs});
+        probe.start(QCoreApplication::applicationFilePath(), {u"--probe-interval-zero"_s});
         QVERIFY(probe.waitForFinished(60000));
         QCOMPARE(probe.exitStatus(), QProcess::CrashExit);
         QVERIFY(probe.readAllStandardError().contains("an interval of 0 minutes"));
@@ -543,3 +543,5 @@ int main(int argc, char *argv[])
 }
 
 #include "test_day_timeline.moc"
+
+using namespace Qt::StringLiterals;

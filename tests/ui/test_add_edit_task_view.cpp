@@ -50,7 +50,7 @@ void click(QAbstractButton *button)
 QList<TimeInputView *> timeInputs(const QWidget &form)
 {
     QList<TimeInputView *> inputs;
-    for (QWidget *row : form.findChildren<QWidget *>(u"form-time-row"_qs)) {
+    for (QWidget *row : form.findChildren<QWidget *>(u"form-time-row"_s)) {
         if (row->isVisibleTo(&form)) {
             inputs << row->findChild<TimeInputView *>();
         }
@@ -76,9 +76,9 @@ QList<TimeOfDay> times(std::initializer_list<std::pair<int, int>> values)
 // A sandbox with stand-in launchctl, osascript and pmset, and the real store over it.
 struct World {
     Sandbox sandbox;
-    StandInTool launchctl{sandbox, u"/bin/launchctl"_qs};
-    StandInTool osascript{sandbox, u"/usr/bin/osascript"_qs};
-    StandInTool pmset{sandbox, u"/usr/bin/pmset"_qs};
+    StandInTool launchctl{sandbox, u"/bin/launchctl"_s};
+    StandInTool osascript{sandbox, u"/usr/bin/osascript"_s};
+    StandInTool pmset{sandbox, u"/usr/bin/pmset"_s};
     std::unique_ptr<TaskStore> store;
 
     World()
@@ -99,7 +99,7 @@ struct World {
         const LaunchdService service;
         QCOMPARE(QString::fromUtf8(Sandbox::readFile(service.plistPath(task))), service.plistText(task));
         QCOMPARE(QString::fromUtf8(Sandbox::readFile(service.scriptPath(task))), service.scriptText(task));
-        QVERIFY(launchctl.calls().contains(QStringList{u"load"_qs, service.plistPath(task)}));
+        QVERIFY(launchctl.calls().contains(QStringList{u"load"_s, service.plistPath(task)}));
     }
 };
 
@@ -118,12 +118,12 @@ struct AddSheet {
     explicit AddSheet(TaskStore &store)
         : view(store),
           form(view.form()),
-          name(child<QLineEdit>(view, u"form-task-name"_qs)),
-          command(child<QPlainTextEdit>(view, u"form-task-command"_qs)),
-          type(child<QComboBox>(view, u"form-schedule-type"_qs)),
-          add(child<QPushButton>(view, u"form-add-task"_qs)),
-          testRun(child<QPushButton>(view, u"form-test-run"_qs)),
-          cancel(child<QPushButton>(view, u"form-cancel"_qs))
+          name(child<QLineEdit>(view, u"form-task-name"_s)),
+          command(child<QPlainTextEdit>(view, u"form-task-command"_s)),
+          type(child<QComboBox>(view, u"form-schedule-type"_s)),
+          add(child<QPushButton>(view, u"form-add-task"_s)),
+          testRun(child<QPushButton>(view, u"form-test-run"_s)),
+          cancel(child<QPushButton>(view, u"form-cancel"_s))
     {
         view.setOnCreated([this](const ScheduledTask &task) { created << task; });
         view.show();
@@ -152,11 +152,11 @@ private Q_SLOTS:
     {
         World world;
         AddSheet sheet(*world.store);
-        QCOMPARE(sheet.add->text(), u"Add Task"_qs);
-        QCOMPARE(sheet.add->accessibleName(), u"form-add-task"_qs);
-        QCOMPARE(sheet.testRun->text(), u"Test Run"_qs);
+        QCOMPARE(sheet.add->text(), u"Add Task"_s);
+        QCOMPARE(sheet.add->accessibleName(), u"form-add-task"_s);
+        QCOMPARE(sheet.testRun->text(), u"Test Run"_s);
         QVERIFY(!sheet.testRun->icon().isNull());
-        QCOMPARE(sheet.cancel->text(), u"Cancel"_qs);
+        QCOMPARE(sheet.cancel->text(), u"Cancel"_s);
         QVERIFY(sheet.add->isDefault());
         // Order: Test Run on the leading side, then Cancel, then Add Task.
         QVERIFY(sheet.testRun->x() < sheet.cancel->x());
@@ -169,14 +169,14 @@ private Q_SLOTS:
         AddSheet sheet(*world.store);
         QVERIFY(!sheet.add->isEnabled());
         QVERIFY(!sheet.testRun->isEnabled());
-        QTest::keyClicks(sheet.name, u"Name"_qs);
+        QTest::keyClicks(sheet.name, u"Name"_s);
         QVERIFY(!sheet.add->isEnabled());
         QVERIFY(!sheet.testRun->isEnabled());
         sheet.name->clear();
-        QTest::keyClicks(sheet.command, u"x"_qs);
+        QTest::keyClicks(sheet.command, u"x"_s);
         QVERIFY(!sheet.add->isEnabled());
         QVERIFY(sheet.testRun->isEnabled());
-        QTest::keyClicks(sheet.name, u"N"_qs);
+        QTest::keyClicks(sheet.name, u"N"_s);
         QVERIFY(sheet.add->isEnabled());
         sheet.command->clear();
         QVERIFY(!sheet.add->isEnabled());
@@ -192,17 +192,17 @@ private Q_SLOTS:
     {
         World world;
         AddSheet sheet(*world.store);
-        sheet.fill(u"Backup"_qs, u"make backup"_qs);
+        sheet.fill(u"Backup"_s, u"make backup"_s);
         setTime(timeInputs(*sheet.form).at(0), 18, 0);
-        click(child<QPushButton>(sheet.view, u"form-add-time"_qs));
+        click(child<QPushButton>(sheet.view, u"form-add-time"_s));
         setTime(timeInputs(*sheet.form).at(1), 7, 30);
         click(sheet.add);
 
         QCOMPARE(world.store->tasks().size(), 1);
         const ScheduledTask task = world.store->tasks().first();
         QVERIFY(!task.id.isNull());
-        QCOMPARE(task.name, u"Backup"_qs);
-        QCOMPARE(task.command, u"make backup"_qs);
+        QCOMPARE(task.name, u"Backup"_s);
+        QCOMPARE(task.command, u"make backup"_s);
         QCOMPARE(task.schedule, TaskSchedule::daily(times({{7, 30}, {18, 0}})));
         QCOMPARE(task.workingDirectory, std::nullopt);
         QCOMPARE(task.envFilePath, std::nullopt);
@@ -221,12 +221,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("kind");
         QTest::addColumn<TaskSchedule>("expected");
-        QTest::newRow("run at load") << u"runAtLoad"_qs << TaskSchedule::runAtLoad();
-        QTest::newRow("interval") << u"interval"_qs << TaskSchedule::interval(90);
-        QTest::newRow("weekly") << u"weekly"_qs << TaskSchedule::weekly({2, 7}, times({{6, 15}}));
-        QTest::newRow("monthly day") << u"monthly"_qs << TaskSchedule::monthly(31, times({{7, 0}}));
-        QTest::newRow("last day") << u"lastDay"_qs << TaskSchedule::monthlyLastDay(times({{7, 0}, {9, 0}}));
-        QTest::newRow("nth weekday") << u"nthWeekday"_qs << TaskSchedule::monthlyNthWeekday(3, 5, times({{7, 0}}));
+        QTest::newRow("run at load") << u"runAtLoad"_s << TaskSchedule::runAtLoad();
+        QTest::newRow("interval") << u"interval"_s << TaskSchedule::interval(90);
+        QTest::newRow("weekly") << u"weekly"_s << TaskSchedule::weekly({2, 7}, times({{6, 15}}));
+        QTest::newRow("monthly day") << u"monthly"_s << TaskSchedule::monthly(31, times({{7, 0}}));
+        QTest::newRow("last day") << u"lastDay"_s << TaskSchedule::monthlyLastDay(times({{7, 0}, {9, 0}}));
+        QTest::newRow("nth weekday") << u"nthWeekday"_s << TaskSchedule::monthlyNthWeekday(3, 5, times({{7, 0}}));
     }
     void add_everyKind()
     {
@@ -234,29 +234,29 @@ private Q_SLOTS:
         QFETCH(TaskSchedule, expected);
         World world;
         AddSheet sheet(*world.store);
-        sheet.fill(u"Job"_qs, u"echo job"_qs);
+        sheet.fill(u"Job"_s, u"echo job"_s);
         QWidget &view = sheet.view;
         if (kind == u"runAtLoad") {
-            choose(sheet.type, u"Run at load (login / reboot)"_qs);
+            choose(sheet.type, u"Run at load (login / reboot)"_s);
         } else if (kind == u"interval") {
-            choose(sheet.type, u"Every N minutes"_qs);
-            choose(child<QComboBox>(view, u"form-interval"_qs), u"Every 1h 30m"_qs);
+            choose(sheet.type, u"Every N minutes"_s);
+            choose(child<QComboBox>(view, u"form-interval"_s), u"Every 1h 30m"_s);
         } else if (kind == u"weekly") {
-            choose(sheet.type, u"Weekly"_qs);
-            click(child<QPushButton>(view, u"form-weekday-7"_qs));
+            choose(sheet.type, u"Weekly"_s);
+            click(child<QPushButton>(view, u"form-weekday-7"_s));
             setTime(timeInputs(*sheet.form).at(0), 6, 15);
         } else {
-            choose(sheet.type, u"Monthly"_qs);
-            auto *when = child<QComboBox>(view, u"form-monthly-type"_qs);
+            choose(sheet.type, u"Monthly"_s);
+            auto *when = child<QComboBox>(view, u"form-monthly-type"_s);
             if (kind == u"monthly") {
-                choose(child<QComboBox>(view, u"form-day-of-month"_qs), u"31"_qs);
+                choose(child<QComboBox>(view, u"form-day-of-month"_s), u"31"_s);
             } else if (kind == u"lastDay") {
-                choose(when, u"Last day of month"_qs);
-                click(child<QPushButton>(view, u"form-add-time"_qs));
+                choose(when, u"Last day of month"_s);
+                click(child<QPushButton>(view, u"form-add-time"_s));
             } else {
-                choose(when, u"Nth weekday"_qs);
-                choose(child<QComboBox>(view, u"form-nth-week"_qs), u"3rd"_qs);
-                choose(child<QComboBox>(view, u"form-nth-weekday"_qs), u"Thursday"_qs);
+                choose(when, u"Nth weekday"_s);
+                choose(child<QComboBox>(view, u"form-nth-week"_s), u"3rd"_s);
+                choose(child<QComboBox>(view, u"form-nth-weekday"_s), u"Thursday"_s);
             }
         }
         click(sheet.add);
@@ -271,17 +271,17 @@ private Q_SLOTS:
     {
         World world;
         AddSheet sheet(*world.store);
-        sheet.fill(u"   "_qs, u"  ls -la  "_qs);
-        QTest::keyClicks(child<QLineEdit>(sheet.view, u"form-working-directory"_qs), u"/tmp/it's here"_qs);
-        QTest::keyClicks(child<QLineEdit>(sheet.view, u"form-env-file"_qs), u"/tmp/.env"_qs);
-        click(child<QCheckBox>(sheet.view, u"form-login-shell"_qs));
+        sheet.fill(u"   "_s, u"  ls -la  "_s);
+        QTest::keyClicks(child<QLineEdit>(sheet.view, u"form-working-directory"_s), u"/tmp/it's here"_s);
+        QTest::keyClicks(child<QLineEdit>(sheet.view, u"form-env-file"_s), u"/tmp/.env"_s);
+        click(child<QCheckBox>(sheet.view, u"form-login-shell"_s));
         QVERIFY(sheet.add->isEnabled());
         click(sheet.add);
         const ScheduledTask task = world.store->tasks().value(0);
-        QCOMPARE(task.name, u"   "_qs);
-        QCOMPARE(task.command, u"  ls -la  "_qs);
-        QCOMPARE(task.workingDirectory, std::optional(u"/tmp/it's here"_qs));
-        QCOMPARE(task.envFilePath, std::optional(u"/tmp/.env"_qs));
+        QCOMPARE(task.name, u"   "_s);
+        QCOMPARE(task.command, u"  ls -la  "_s);
+        QCOMPARE(task.workingDirectory, std::optional(u"/tmp/it's here"_s));
+        QCOMPARE(task.envFilePath, std::optional(u"/tmp/.env"_s));
         QVERIFY(!task.useLoginShell);
         world.verifyInstalled(task);
     }
@@ -290,13 +290,13 @@ private Q_SLOTS:
     {
         World world;
         AddSheet sheet(*world.store);
-        sheet.fill(u"Early"_qs, u"echo early"_qs);
-        click(child<QCheckBox>(sheet.view, u"form-wake"_qs));
+        sheet.fill(u"Early"_s, u"echo early"_s);
+        click(child<QCheckBox>(sheet.view, u"form-wake"_s));
         click(sheet.add);
         const ScheduledTask task = world.store->tasks().value(0);
         QVERIFY(task.wakeBeforeRun);
         QCOMPARE(world.osascript.calls().size(), 1);
-        QVERIFY(world.osascript.calls().first().join(u' ').contains(u"pmset repeat wakeorpoweron MTWRFSU 06:55:00"_qs));
+        QVERIFY(world.osascript.calls().first().join(u' ').contains(u"pmset repeat wakeorpoweron MTWRFSU 06:55:00"_s));
         world.verifyInstalled(task);
     }
 
@@ -304,10 +304,10 @@ private Q_SLOTS:
     {
         World world;
         AddSheet sheet(*world.store);
-        sheet.fill(u"Quick"_qs, u"true"_qs);
+        sheet.fill(u"Quick"_s, u"true"_s);
         QTest::keyClick(sheet.name, Qt::Key_Return);
         QCOMPARE(world.store->tasks().size(), 1);
-        QCOMPARE(world.store->tasks().first().name, u"Quick"_qs);
+        QCOMPARE(world.store->tasks().first().name, u"Quick"_s);
         QVERIFY(!sheet.view.isVisible());
     }
 
@@ -315,7 +315,7 @@ private Q_SLOTS:
     {
         World world;
         AddSheet sheet(*world.store);
-        sheet.fill(u"Never"_qs, u"true"_qs);
+        sheet.fill(u"Never"_s, u"true"_s);
         QTest::keyClick(sheet.name, Qt::Key_Escape);
         QVERIFY(!sheet.view.isVisible());
         QCOMPARE(sheet.view.result(), int(QDialog::Rejected));
@@ -328,7 +328,7 @@ private Q_SLOTS:
     {
         World world;
         AddSheet sheet(*world.store);
-        sheet.fill(u"Never"_qs, u"true"_qs);
+        sheet.fill(u"Never"_s, u"true"_s);
         click(sheet.cancel);
         QVERIFY(!sheet.view.isVisible());
         QVERIFY(world.store->tasks().isEmpty());
@@ -338,20 +338,20 @@ private Q_SLOTS:
     {
         World world;
         AddSheet sheet(*world.store);
-        QTest::keyClicks(sheet.command, u"pwd; echo \"$GREETING\""_qs);
-        QTest::keyClicks(child<QLineEdit>(sheet.view, u"form-working-directory"_qs), world.sandbox.home());
-        const QString env = world.sandbox.root() + u"/test.env"_qs;
+        QTest::keyClicks(sheet.command, u"pwd; echo \"$GREETING\""_s);
+        QTest::keyClicks(child<QLineEdit>(sheet.view, u"form-working-directory"_s), world.sandbox.home());
+        const QString env = world.sandbox.root() + u"/test.env"_s;
         Sandbox::writeFile(env, "GREETING='hello from env'\n");
-        QTest::keyClicks(child<QLineEdit>(sheet.view, u"form-env-file"_qs), env);
+        QTest::keyClicks(child<QLineEdit>(sheet.view, u"form-env-file"_s), env);
         // With the login shell on (zsh, which knows `source`).
-        QVERIFY(child<QCheckBox>(sheet.view, u"form-login-shell"_qs)->isChecked());
+        QVERIFY(child<QCheckBox>(sheet.view, u"form-login-shell"_s)->isChecked());
         click(sheet.testRun);
         auto *run = sheet.view.findChild<TestRunView *>();
         QVERIFY(run);
         QTRY_VERIFY(run->isVisible());
-        QCOMPARE(child<QLabel>(*run, u"test-run-command"_qs)->text(), u"pwd; echo \"$GREETING\""_qs);
+        QCOMPARE(child<QLabel>(*run, u"test-run-command"_s)->text(), u"pwd; echo \"$GREETING\""_s);
         QTRY_VERIFY(run->runner().exitCode().has_value());
-        QTRY_COMPARE(child<QPlainTextEdit>(*run, u"test-run-output"_qs)->toPlainText(),
+        QTRY_COMPARE(child<QPlainTextEdit>(*run, u"test-run-output"_s)->toPlainText(),
                      QString(world.sandbox.home() + u"\nhello from env\n"));
         // A test run records nothing and adds nothing.
         QVERIFY(world.store->tasks().isEmpty());
@@ -363,11 +363,11 @@ private Q_SLOTS:
         World world;
         ScheduledTask original;
         original.id = QUuid::createUuid();
-        original.name = u"Weekly report"_qs;
-        original.command = u"make report"_qs;
-        original.workingDirectory = u"/srv/reports"_qs;
+        original.name = u"Weekly report"_s;
+        original.command = u"make report"_s;
+        original.workingDirectory = u"/srv/reports"_s;
         original.schedule = TaskSchedule::weekly({3, 5}, times({{8, 0}, {17, 45}}));
-        original.logs = {TaskLog{QUuid::createUuid(), 700000000.0, 0, u"old output"_qs}};
+        original.logs = {TaskLog{QUuid::createUuid(), 700000000.0, 0, u"old output"_s}};
         world.store->add(original);
         world.launchctl.clearCalls();
 
@@ -375,21 +375,21 @@ private Q_SLOTS:
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         TaskFormView *form = view.form();
-        QCOMPARE(child<QComboBox>(view, u"form-schedule-type"_qs)->currentText(), u"Weekly"_qs);
-        QVERIFY(child<QPushButton>(view, u"form-weekday-3"_qs)->isChecked());
-        QVERIFY(child<QPushButton>(view, u"form-weekday-5"_qs)->isChecked());
-        QVERIFY(!child<QPushButton>(view, u"form-weekday-2"_qs)->isChecked());
+        QCOMPARE(child<QComboBox>(view, u"form-schedule-type"_s)->currentText(), u"Weekly"_s);
+        QVERIFY(child<QPushButton>(view, u"form-weekday-3"_s)->isChecked());
+        QVERIFY(child<QPushButton>(view, u"form-weekday-5"_s)->isChecked());
+        QVERIFY(!child<QPushButton>(view, u"form-weekday-2"_s)->isChecked());
         QCOMPARE(timeInputs(*form).size(), 2);
-        QCOMPARE(child<QLineEdit>(view, u"form-task-name"_qs)->text(), u"Weekly report"_qs);
-        QCOMPARE(child<QLineEdit>(view, u"form-working-directory"_qs)->text(), u"/srv/reports"_qs);
-        QCOMPARE(child<QLineEdit>(view, u"form-env-file"_qs)->text(), QString());
+        QCOMPARE(child<QLineEdit>(view, u"form-task-name"_s)->text(), u"Weekly report"_s);
+        QCOMPARE(child<QLineEdit>(view, u"form-working-directory"_s)->text(), u"/srv/reports"_s);
+        QCOMPARE(child<QLineEdit>(view, u"form-env-file"_s)->text(), QString());
 
-        choose(child<QComboBox>(view, u"form-schedule-type"_qs), u"Every N minutes"_qs);
-        choose(child<QComboBox>(view, u"form-interval"_qs), u"Every 15 min"_qs);
+        choose(child<QComboBox>(view, u"form-schedule-type"_s), u"Every N minutes"_s);
+        choose(child<QComboBox>(view, u"form-interval"_s), u"Every 15 min"_s);
         // The weekday choice stays in the form but is not saved.
         QCOMPARE(form->fields().weekdays, (QSet<int>{3, 5}));
-        auto *save = child<QPushButton>(view, u"form-save"_qs);
-        QCOMPARE(save->text(), u"Save"_qs);
+        auto *save = child<QPushButton>(view, u"form-save"_s);
+        QCOMPARE(save->text(), u"Save"_s);
         click(save);
 
         QCOMPARE(world.store->tasks().size(), 1);
@@ -407,8 +407,8 @@ private Q_SLOTS:
         World world;
         ScheduledTask original;
         original.id = QUuid::createUuid();
-        original.name = u"Off"_qs;
-        original.command = u"true"_qs;
+        original.name = u"Off"_s;
+        original.command = u"true"_s;
         original.isEnabled = false;
         original.schedule = TaskSchedule::monthlyNthWeekday(4, 6, times({{18, 0}}));
         world.store->add(original);
@@ -416,20 +416,20 @@ private Q_SLOTS:
         EditTaskView view(*world.store, original);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
-        QCOMPARE(child<QComboBox>(view, u"form-monthly-type"_qs)->currentText(), u"Nth weekday"_qs);
-        QCOMPARE(child<QComboBox>(view, u"form-nth-week"_qs)->currentText(), u"4th"_qs);
-        QCOMPARE(child<QComboBox>(view, u"form-nth-weekday"_qs)->currentText(), u"Friday"_qs);
+        QCOMPARE(child<QComboBox>(view, u"form-monthly-type"_s)->currentText(), u"Nth weekday"_s);
+        QCOMPARE(child<QComboBox>(view, u"form-nth-week"_s)->currentText(), u"4th"_s);
+        QCOMPARE(child<QComboBox>(view, u"form-nth-weekday"_s)->currentText(), u"Friday"_s);
         // What the schedule does not carry takes the new-task defaults.
         QCOMPARE(view.form()->fields().weekdays, QSet<int>{2});
         QCOMPARE(view.form()->fields().dayOfMonth, 1);
         QCOMPARE(view.form()->fields().intervalMinutes, 5);
 
-        auto *name = child<QLineEdit>(view, u"form-task-name"_qs);
+        auto *name = child<QLineEdit>(view, u"form-task-name"_s);
         name->selectAll();
-        QTest::keyClicks(name, u"Renamed"_qs);
+        QTest::keyClicks(name, u"Renamed"_s);
         QTest::keyClick(name, Qt::Key_Return);
         const ScheduledTask saved = world.store->tasks().value(0);
-        QCOMPARE(saved.name, u"Renamed"_qs);
+        QCOMPARE(saved.name, u"Renamed"_s);
         QVERIFY(!saved.isEnabled);
         QCOMPARE(saved.id, original.id);
         QVERIFY(world.launchctl.calls().isEmpty());
@@ -441,23 +441,23 @@ private Q_SLOTS:
         World world;
         ScheduledTask original;
         original.id = QUuid::createUuid();
-        original.name = u"Keep"_qs;
-        original.command = u"true"_qs;
+        original.name = u"Keep"_s;
+        original.command = u"true"_s;
         original.isEnabled = false;
         world.store->add(original);
 
         EditTaskView view(*world.store, original);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
-        auto *save = child<QPushButton>(view, u"form-save"_qs);
+        auto *save = child<QPushButton>(view, u"form-save"_s);
         QVERIFY(save->isEnabled());
-        auto *command = child<QPlainTextEdit>(view, u"form-task-command"_qs);
+        auto *command = child<QPlainTextEdit>(view, u"form-task-command"_s);
         command->clear();
         QVERIFY(!save->isEnabled());
-        QTest::keyClicks(command, u"false"_qs);
+        QTest::keyClicks(command, u"false"_s);
         QVERIFY(save->isEnabled());
-        QVERIFY(!view.findChild<QPushButton *>(u"form-test-run"_qs));
-        QTest::keyClick(child<QLineEdit>(view, u"form-task-name"_qs), Qt::Key_Escape);
+        QVERIFY(!view.findChild<QPushButton *>(u"form-test-run"_s));
+        QTest::keyClick(child<QLineEdit>(view, u"form-task-name"_s), Qt::Key_Escape);
         QVERIFY(!view.isVisible());
         QCOMPARE(world.store->tasks(), QList<ScheduledTask>{original});
     }
@@ -478,8 +478,8 @@ private Q_SLOTS:
         QFETCH(TaskSchedule, schedule);
         ScheduledTask task;
         task.id = QUuid::createUuid();
-        task.name = u"T"_qs;
-        task.command = u"c"_qs;
+        task.name = u"T"_s;
+        task.command = u"c"_s;
         task.schedule = schedule;
         task.wakeBeforeRun = true;
         task.useLoginShell = false;
@@ -492,3 +492,5 @@ private Q_SLOTS:
 
 QTEST_MAIN(AddEditTaskViewTest)
 #include "test_add_edit_task_view.moc"
+
+using namespace Qt::StringLiterals;

@@ -152,26 +152,26 @@ private Q_SLOTS:
     void identifiers_areObjectAndAccessibleNames()
     {
         open();
-        for (const QString &name : {u"toolbar-add-task"_qs, u"sidebar-add-task"_qs}) {
+        for (const QString &name : {u"toolbar-add-task"_s, u"sidebar-add-task"_s}) {
             QWidget *widget = view->findChild<QWidget *>(name);
             QVERIFY2(widget, qPrintable(name));
             QCOMPARE(widget->accessibleName(), name);
         }
-        QCOMPARE(toolButton(*view, u"toolbar-add-task"_qs)->text(), u"Add Task"_qs);
-        QCOMPARE(view->sidebar()->filterField()->placeholderText(), u"Filter..."_qs);
-        QCOMPARE(view->sidebar()->findChild<QLabel *>(u"sidebar-timeline"_qs)->text(), u"Timeline"_qs);
+        QCOMPARE(toolButton(*view, u"toolbar-add-task"_s)->text(), u"Add Task"_s);
+        QCOMPARE(view->sidebar()->filterField()->placeholderText(), u"Filter..."_s);
+        QCOMPARE(view->sidebar()->findChild<QLabel *>(u"sidebar-timeline"_s)->text(), u"Timeline"_s);
     }
 
     void noTasks_showsNoTasksAndAddYourFirstTask()
     {
         open();
-        QCOMPARE(emptyStateTitle(*view), u"No Tasks"_qs);
+        QCOMPARE(emptyStateTitle(*view), u"No Tasks"_s);
         auto *empty = qobject_cast<EmptyStateView *>(view->detailWidget());
-        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-description"_qs)->text(),
-                 u"Schedule CLI commands to run automatically."_qs);
-        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-icon"_qs)->accessibleName(), u"calendar.badge.clock"_qs);
-        QCOMPARE(empty->actionButton()->text(), u"Add Task"_qs);
-        QCOMPARE(view->sidebar()->addButton()->text(), u"Add your first task"_qs);
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-description"_s)->text(),
+                 u"Schedule CLI commands to run automatically."_s);
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-icon"_s)->accessibleName(), u"calendar.badge.clock"_s);
+        QCOMPARE(empty->actionButton()->text(), u"Add Task"_s);
+        QCOMPARE(view->sidebar()->addButton()->text(), u"Add your first task"_s);
     }
 
     void addingTheFirstTask_selectsItAndRenamesTheButton()
@@ -181,24 +181,24 @@ private Q_SLOTS:
         auto *sheet = view->findChild<AddTaskView *>();
         QVERIFY(sheet);
         QTRY_VERIFY(sheet->isVisible());
-        QTest::keyClicks(sheet->findChild<QLineEdit *>(u"form-task-name"_qs), u"Nightly build"_qs);
-        QTest::keyClicks(sheet->findChild<QPlainTextEdit *>(u"form-task-command"_qs), u"npm run build"_qs);
-        QTest::mouseClick(sheet->findChild<QPushButton *>(u"form-add-task"_qs), Qt::LeftButton);
+        QTest::keyClicks(sheet->findChild<QLineEdit *>(u"form-task-name"_s), u"Nightly build"_s);
+        QTest::keyClicks(sheet->findChild<QPlainTextEdit *>(u"form-task-command"_s), u"npm run build"_s);
+        QTest::mouseClick(sheet->findChild<QPushButton *>(u"form-add-task"_s), Qt::LeftButton);
         QCOMPARE(store->tasks().size(), 1);
         const ScheduledTask created = store->tasks().first();
-        QCOMPARE(created.name, u"Nightly build"_qs);
+        QCOMPARE(created.name, u"Nightly build"_s);
         QCOMPARE(view->selection(), std::optional(SidebarSection::task(created.id)));
         auto *detail = qobject_cast<TaskDetailView *>(view->detailWidget());
         QVERIFY(detail);
         QCOMPARE(detail->task().id, created.id);
-        QCOMPARE(view->sidebar()->addButton()->text(), u"Add Task"_qs);
-        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Nightly build"_qs});
+        QCOMPARE(view->sidebar()->addButton()->text(), u"Add Task"_s);
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Nightly build"_s});
     }
 
     void toolbarAndNewTaskCommand_openTheAddSheet()
     {
-        open({UiWorld::task(u"a"_qs, u"true"_qs)});
-        QTest::mouseClick(toolButton(*view, u"toolbar-add-task"_qs), Qt::LeftButton);
+        open({UiWorld::task(u"a"_s, u"true"_s)});
+        QTest::mouseClick(toolButton(*view, u"toolbar-add-task"_s), Qt::LeftButton);
         QTRY_VERIFY(view->findChild<AddTaskView *>() && view->findChild<AddTaskView *>()->isVisible());
         // Asking again while it is open keeps the one sheet.
         view->addNewTask();
@@ -217,54 +217,54 @@ private Q_SLOTS:
 
     void tasksButNoSelection_showsNoSelection()
     {
-        open({UiWorld::task(u"a"_qs, u"true"_qs)});
-        QCOMPARE(emptyStateTitle(*view), u"No Selection"_qs);
+        open({UiWorld::task(u"a"_s, u"true"_s)});
+        QCOMPARE(emptyStateTitle(*view), u"No Selection"_s);
         auto *empty = qobject_cast<EmptyStateView *>(view->detailWidget());
-        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-description"_qs)->text(), u"Select a task from the sidebar."_qs);
-        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-icon"_qs)->accessibleName(), u"clock.badge.questionmark"_qs);
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-description"_s)->text(), u"Select a task from the sidebar."_s);
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-icon"_s)->accessibleName(), u"clock.badge.questionmark"_s);
         QVERIFY(!empty->actionButton());
     }
 
     void clickingARow_showsItsDetail_andAVanishedTaskShowsNoSelection()
     {
-        const ScheduledTask a = UiWorld::task(u"Alpha"_qs, u"true"_qs);
-        const ScheduledTask b = UiWorld::task(u"Beta"_qs, u"false"_qs);
+        const ScheduledTask a = UiWorld::task(u"Alpha"_s, u"true"_s);
+        const ScheduledTask b = UiWorld::task(u"Beta"_s, u"false"_s);
         open({a, b});
         clickRow(*view, SidebarSection::task(b.id));
         QCOMPARE(view->selection(), std::optional(SidebarSection::task(b.id)));
-        QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().name, u"Beta"_qs);
+        QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().name, u"Beta"_s);
         view->setSelection(SidebarSection::task(QUuid::createUuid()));
-        QCOMPARE(emptyStateTitle(*view), u"No Selection"_qs);
-        view->setSelection(SidebarSection::systemJob(u"/nowhere.plist"_qs));
-        QCOMPARE(emptyStateTitle(*view), u"No Selection"_qs);
+        QCOMPARE(emptyStateTitle(*view), u"No Selection"_s);
+        view->setSelection(SidebarSection::systemJob(u"/nowhere.plist"_s));
+        QCOMPARE(emptyStateTitle(*view), u"No Selection"_s);
         clickRow(*view, SidebarSection::timeline());
         QVERIFY(qobject_cast<DayTimelineView *>(view->detailWidget()));
     }
 
     void filter_matchesNameThenCommand_caseInsensitively()
     {
-        open({UiWorld::task(u"Deploy site"_qs, u"npm run build && rsync"_qs), UiWorld::task(u"Backup"_qs, u"tar czf"_qs),
-              UiWorld::task(u"Ping"_qs, u"ping -c1 example.org"_qs)});
-        QTest::keyClicks(view->sidebar()->filterField(), u"BUILD"_qs);
-        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Deploy site"_qs});
+        open({UiWorld::task(u"Deploy site"_s, u"npm run build && rsync"_s), UiWorld::task(u"Backup"_s, u"tar czf"_s),
+              UiWorld::task(u"Ping"_s, u"ping -c1 example.org"_s)});
+        QTest::keyClicks(view->sidebar()->filterField(), u"BUILD"_s);
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Deploy site"_s});
         view->sidebar()->filterField()->clear();
-        QTest::keyClicks(view->sidebar()->filterField(), u"back"_qs);
-        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Backup"_qs});
+        QTest::keyClicks(view->sidebar()->filterField(), u"back"_s);
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Backup"_s});
         view->sidebar()->filterField()->clear();
         // Used as typed: a trailing blank is part of the text.
-        QTest::keyClicks(view->sidebar()->filterField(), u"ping "_qs);
-        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Ping"_qs});
+        QTest::keyClicks(view->sidebar()->filterField(), u"ping "_s);
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Ping"_s});
         view->sidebar()->filterField()->clear();
-        QCOMPARE(sidebarTaskNames(*view), (QStringList{u"Deploy site"_qs, u"Backup"_qs, u"Ping"_qs}));
+        QCOMPARE(sidebarTaskNames(*view), (QStringList{u"Deploy site"_s, u"Backup"_s, u"Ping"_s}));
     }
 
     void systemJobs_scannedOnShow_countedInFull_andFiltered()
     {
-        world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.agent"_qs,
+        world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.agent"_s,
                         "<key>ProgramArguments</key><array><string>/usr/bin/backup</string><string>--all</string></array>"
                         "<key>StartInterval</key><integer>600</integer>");
-        world->writeJob(world->globalAgentsDir(), u"org.other.noprogram"_qs);
-        world->writeJob(world->globalDaemonsDir(), u"com.moxley.task.ABC"_qs); // ours: never listed
+        world->writeJob(world->globalAgentsDir(), u"org.other.noprogram"_s);
+        world->writeJob(world->globalDaemonsDir(), u"com.moxley.task.ABC"_s); // ours: never listed
         world->writeTasks({});
         store = world->openStore();
         view = std::make_unique<ContentView>(*store);
@@ -273,22 +273,22 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(view.get()));
         // Read once the view has been painted, off the GUI thread.
         QTRY_COMPARE(view->systemJobs().size(), 2);
-        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"2"_qs);
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"2"_s);
         QVERIFY(sidebarJobLabels(*view).isEmpty()); // collapsed at start
         QTest::mouseClick(view->sidebar()->systemJobsDisclosure(), Qt::LeftButton);
         QVERIFY(view->showSystemJobs());
-        QCOMPARE(sidebarJobLabels(*view), (QStringList{u"com.example.agent"_qs, u"org.other.noprogram"_qs}));
+        QCOMPARE(sidebarJobLabels(*view), (QStringList{u"com.example.agent"_s, u"org.other.noprogram"_s}));
 
-        QTest::keyClicks(view->sidebar()->filterField(), u"unknown"_qs);
-        QCOMPARE(sidebarJobLabels(*view), QStringList{u"org.other.noprogram"_qs});
-        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"2"_qs); // all of them, not the filtered ones
+        QTest::keyClicks(view->sidebar()->filterField(), u"unknown"_s);
+        QCOMPARE(sidebarJobLabels(*view), QStringList{u"org.other.noprogram"_s});
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"2"_s); // all of them, not the filtered ones
         view->sidebar()->filterField()->clear();
-        QTest::keyClicks(view->sidebar()->filterField(), u"BACKUP --ALL"_qs);
-        QCOMPARE(sidebarJobLabels(*view), QStringList{u"com.example.agent"_qs});
+        QTest::keyClicks(view->sidebar()->filterField(), u"BACKUP --ALL"_s);
+        QCOMPARE(sidebarJobLabels(*view), QStringList{u"com.example.agent"_s});
         view->sidebar()->filterField()->clear();
 
         // Shown again: no second scan.
-        world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.later"_qs);
+        world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.later"_s);
         view->hide();
         view->show();
         QVERIFY(QTest::qWaitForWindowExposed(view.get()));
@@ -299,7 +299,7 @@ private Q_SLOTS:
         clickRow(*view, SidebarSection::systemJob(path));
         auto *detail = qobject_cast<LaunchdJobDetailView *>(view->detailWidget());
         QVERIFY(detail);
-        QCOMPARE(detail->job().label, u"com.example.agent"_qs);
+        QCOMPARE(detail->job().label, u"com.example.agent"_s);
 
         QTest::mouseClick(view->sidebar()->systemJobsDisclosure(), Qt::LeftButton);
         QVERIFY(!view->showSystemJobs());
@@ -312,14 +312,14 @@ private Q_SLOTS:
             const QString folder = i % 3 == 0   ? world->sandbox.launchAgentsDir()
                                    : i % 3 == 1 ? world->globalAgentsDir()
                                                 : world->globalDaemonsDir();
-            world->writeJob(folder, u"org.example.job"_qs + QString::number(39 - i),
+            world->writeJob(folder, u"org.example.job"_s + QString::number(39 - i),
                             i % 2 ? QByteArray("<key>StartInterval</key><integer>") + QByteArray::number(60 * i) +
                                         "</integer>"
                                   : QByteArray("<key>Program</key><string>/bin/true</string>"));
         }
-        world->writeJob(world->sandbox.launchAgentsDir(), u"com.moxley.task.X"_qs); // ours: never listed
+        world->writeJob(world->sandbox.launchAgentsDir(), u"com.moxley.task.X"_s); // ours: never listed
         Sandbox::writeFile(world->globalDaemonsDir() % u"/broken.plist", "<plist><dict><key>Label</key>");
-        world->writeTasks({UiWorld::task(u"a"_qs, u"true"_qs)});
+        world->writeTasks({UiWorld::task(u"a"_s, u"true"_s)});
         store = world->openStore();
         view = std::make_unique<ContentView>(*store);
         QSignalSpy scanned(view.get(), &ContentView::systemJobsScanned);
@@ -327,14 +327,14 @@ private Q_SLOTS:
         view->show();
         // Applied only through the event loop, after the first paint.
         QVERIFY(view->systemJobs().isEmpty());
-        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"0"_qs);
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"0"_s);
         QVERIFY(scanned.wait());
         QCOMPARE(scanned.size(), 1);
 
         const QList<LaunchdJob> plain = LaunchdBrowser().scan();
         QCOMPARE(plain.size(), 40);
         QCOMPARE(jobKeys(view->systemJobs()), jobKeys(plain));
-        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"40"_qs);
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"40"_s);
         view->setShowSystemJobs(true);
         QStringList plainLabels;
         for (const LaunchdJob &job : plain) {
@@ -354,8 +354,8 @@ private Q_SLOTS:
 
     void scanArriving_leavesTheTaskRowsAlone()
     {
-        world->writeJob(world->globalAgentsDir(), u"org.example.one"_qs);
-        const ScheduledTask a = UiWorld::task(u"Alpha"_qs, u"true"_qs);
+        world->writeJob(world->globalAgentsDir(), u"org.example.one"_s);
+        const ScheduledTask a = UiWorld::task(u"Alpha"_s, u"true"_s);
         open({a});
         const QPointer<QWidget> row = view->sidebar()->rowWidget(SidebarSection::task(a.id));
         QVERIFY(row);
@@ -364,21 +364,21 @@ private Q_SLOTS:
         // The collapsed section only counted the jobs: the task list was built once.
         QVERIFY(row);
         QCOMPARE(view->sidebar()->rowWidget(SidebarSection::task(a.id)), row.data());
-        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"1"_qs);
+        QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"1"_s);
     }
 
     void manyTasks_rowsGetTheirWidgetsWhenInSight()
     {
         QList<ScheduledTask> tasks;
         for (int i = 0; i < 300; ++i) {
-            tasks << UiWorld::task(u"Task "_qs + QString::number(i), u"true"_qs, TaskSchedule::interval(i + 1), i % 2);
+            tasks << UiWorld::task(u"Task "_s + QString::number(i), u"true"_s, TaskSchedule::interval(i + 1), i % 2);
         }
         open(tasks);
         QListWidget *list = view->sidebar()->list();
         const QList<TaskRowView *> made = taskRowsMade(*view);
         QVERIFY(!made.isEmpty());
         QVERIFY2(made.size() < 40, qPrintable(QString::number(made.size())));
-        QCOMPARE(made.first()->task().name, u"Task 0"_qs);
+        QCOMPARE(made.first()->task().name, u"Task 0"_s);
         for (TaskRowView *row : made) {
             QVERIFY(row->geometry().intersects(list->viewport()->rect()));
             QVERIFY(row->isVisible());
@@ -398,7 +398,7 @@ private Q_SLOTS:
         QListWidgetItem *last = view->sidebar()->item(SidebarSection::task(tasks.at(299).id));
         auto *lastRow = qobject_cast<TaskRowView *>(list->itemWidget(last));
         QVERIFY(lastRow);
-        QCOMPARE(lastRow->task().name, u"Task 299"_qs);
+        QCOMPARE(lastRow->task().name, u"Task 299"_s);
         QCOMPARE(lastRow->tick(), std::optional(true));
         QVERIFY(lastRow->geometry().intersects(list->viewport()->rect()));
         QVERIFY(taskRowsMade(*view).size() < 80);
@@ -406,7 +406,7 @@ private Q_SLOTS:
         // Asked for by section, a row out of sight is made too.
         auto *middle = qobject_cast<TaskRowView *>(view->sidebar()->rowWidget(SidebarSection::task(tasks.at(150).id)));
         QVERIFY(middle);
-        QCOMPARE(middle->task().name, u"Task 150"_qs);
+        QCOMPARE(middle->task().name, u"Task 150"_s);
         QCOMPARE(middle->tick(), std::optional(false));
 
         // Clicking a row that came into sight by scrolling ticks it.
@@ -419,55 +419,55 @@ private Q_SLOTS:
 
     void selectMode_selectAllFollowsTheFilter()
     {
-        open({UiWorld::task(u"Build app"_qs, u"make"_qs), UiWorld::task(u"Build docs"_qs, u"make docs"_qs),
-              UiWorld::task(u"Backup"_qs, u"tar"_qs)});
+        open({UiWorld::task(u"Build app"_s, u"make"_s), UiWorld::task(u"Build docs"_s, u"make docs"_s),
+              UiWorld::task(u"Backup"_s, u"tar"_s)});
         clickRow(*view, SidebarSection::task(store->tasks().at(0).id));
         QPushButton *select = view->sidebar()->selectButton();
-        QCOMPARE(select->text(), u"Select"_qs);
-        QVERIFY(toolVisible(*view, u"toolbar-add-task"_qs));
-        QVERIFY(!toolVisible(*view, u"toolbar-export"_qs));
+        QCOMPARE(select->text(), u"Select"_s);
+        QVERIFY(toolVisible(*view, u"toolbar-add-task"_s));
+        QVERIFY(!toolVisible(*view, u"toolbar-export"_s));
 
         QTest::mouseClick(select, Qt::LeftButton);
         QVERIFY(view->isSelectMode());
         QVERIFY(!view->selection()); // entering select mode clears the selection
         QVERIFY(view->selectedTaskIDs().isEmpty());
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_qs);
-        QVERIFY(!toolVisible(*view, u"toolbar-add-task"_qs));
-        QVERIFY(toolVisible(*view, u"toolbar-export"_qs));
-        QVERIFY(toolVisible(*view, u"toolbar-delete"_qs));
-        QVERIFY(toolVisible(*view, u"toolbar-done"_qs));
-        QCOMPARE(toolButton(*view, u"toolbar-export"_qs)->text(), u"Export"_qs);
-        QCOMPARE(toolButton(*view, u"toolbar-delete"_qs)->text(), u"Delete"_qs);
-        QCOMPARE(toolButton(*view, u"toolbar-done"_qs)->text(), u"Done"_qs);
-        QVERIFY(!toolButton(*view, u"toolbar-export"_qs)->isEnabled());
-        QVERIFY(!toolButton(*view, u"toolbar-delete"_qs)->isEnabled());
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_s);
+        QVERIFY(!toolVisible(*view, u"toolbar-add-task"_s));
+        QVERIFY(toolVisible(*view, u"toolbar-export"_s));
+        QVERIFY(toolVisible(*view, u"toolbar-delete"_s));
+        QVERIFY(toolVisible(*view, u"toolbar-done"_s));
+        QCOMPARE(toolButton(*view, u"toolbar-export"_s)->text(), u"Export"_s);
+        QCOMPARE(toolButton(*view, u"toolbar-delete"_s)->text(), u"Delete"_s);
+        QCOMPARE(toolButton(*view, u"toolbar-done"_s)->text(), u"Done"_s);
+        QVERIFY(!toolButton(*view, u"toolbar-export"_s)->isEnabled());
+        QVERIFY(!toolButton(*view, u"toolbar-delete"_s)->isEnabled());
 
-        QTest::keyClicks(view->sidebar()->filterField(), u"build"_qs);
+        QTest::keyClicks(view->sidebar()->filterField(), u"build"_s);
         QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
         const QSet<QUuid> builds{store->tasks().at(0).id, store->tasks().at(1).id};
         QCOMPARE(view->selectedTaskIDs(), builds);
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Deselect All"_qs);
-        QVERIFY(toolButton(*view, u"toolbar-export"_qs)->isEnabled());
-        QVERIFY(toolButton(*view, u"toolbar-delete"_qs)->isEnabled());
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Deselect All"_s);
+        QVERIFY(toolButton(*view, u"toolbar-export"_s)->isEnabled());
+        QVERIFY(toolButton(*view, u"toolbar-delete"_s)->isEnabled());
 
         view->sidebar()->filterField()->clear();
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_qs);
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_s);
         QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
         QCOMPARE(view->selectedTaskIDs().size(), 3);
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Deselect All"_qs);
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Deselect All"_s);
         QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
         QVERIFY(view->selectedTaskIDs().isEmpty());
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_qs);
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_s);
 
-        QTest::mouseClick(toolButton(*view, u"toolbar-done"_qs), Qt::LeftButton);
+        QTest::mouseClick(toolButton(*view, u"toolbar-done"_s), Qt::LeftButton);
         QVERIFY(!view->isSelectMode());
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select"_qs);
-        QVERIFY(toolVisible(*view, u"toolbar-add-task"_qs));
+        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select"_s);
+        QVERIFY(toolVisible(*view, u"toolbar-add-task"_s));
     }
 
     void selectMode_clickingARowTogglesItsTick()
     {
-        open({UiWorld::task(u"a"_qs, u"true"_qs), UiWorld::task(u"b"_qs, u"true"_qs)});
+        open({UiWorld::task(u"a"_s, u"true"_s), UiWorld::task(u"b"_s, u"true"_s)});
         const QUuid a = store->tasks().at(0).id;
         view->enterSelectMode();
         auto tickOf = [this](const QUuid &id) {
@@ -487,20 +487,20 @@ private Q_SLOTS:
 
     void contextMenu_itemsInOrder_andEnableDisable()
     {
-        const ScheduledTask on = UiWorld::task(u"on"_qs, u"true"_qs, TaskSchedule::daily({{9, 0}}), true);
-        const ScheduledTask off = UiWorld::task(u"off"_qs, u"true"_qs);
+        const ScheduledTask on = UiWorld::task(u"on"_s, u"true"_s, TaskSchedule::daily({{9, 0}}), true);
+        const ScheduledTask off = UiWorld::task(u"off"_s, u"true"_s);
         open({on, off});
         std::unique_ptr<QMenu> onMenu(view->createContextMenu(on, view.get()));
-        QCOMPARE(menuTexts(onMenu.get()), (QStringList{u"Edit..."_qs, u"Duplicate"_qs, u"Disable"_qs, u"Delete"_qs}));
+        QCOMPARE(menuTexts(onMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Disable"_s, u"Delete"_s}));
         std::unique_ptr<QMenu> offMenu(view->createContextMenu(off, view.get()));
-        QCOMPARE(menuTexts(offMenu.get()), (QStringList{u"Edit..."_qs, u"Duplicate"_qs, u"Enable"_qs, u"Delete"_qs}));
+        QCOMPARE(menuTexts(offMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Enable"_s, u"Delete"_s}));
 
-        triggerMenu(*view, off, u"Enable"_qs);
+        triggerMenu(*view, off, u"Enable"_s);
         QVERIFY(store->task(off.id)->isEnabled);
-        triggerMenu(*view, on, u"Disable"_qs);
+        triggerMenu(*view, on, u"Disable"_s);
         QVERIFY(!store->task(on.id)->isEnabled);
 
-        triggerMenu(*view, off, u"Edit..."_qs);
+        triggerMenu(*view, off, u"Edit..."_s);
         auto *sheet = view->findChild<EditTaskView *>();
         QVERIFY(sheet);
         QCOMPARE(sheet->originalTask().id, off.id);
@@ -508,57 +508,57 @@ private Q_SLOTS:
 
     void duplicate_selectsTheCopy()
     {
-        const ScheduledTask a = UiWorld::task(u"Alpha"_qs, u"true"_qs);
+        const ScheduledTask a = UiWorld::task(u"Alpha"_s, u"true"_s);
         open({a});
-        triggerMenu(*view, a, u"Duplicate"_qs);
+        triggerMenu(*view, a, u"Duplicate"_s);
         QCOMPARE(store->tasks().size(), 2);
         const ScheduledTask copy = store->tasks().at(1);
-        QCOMPARE(copy.name, u"Alpha (copy)"_qs);
+        QCOMPARE(copy.name, u"Alpha (copy)"_s);
         QCOMPARE(view->selection(), std::optional(SidebarSection::task(copy.id)));
         QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().id, copy.id);
 
         // The detail's own "Duplicate" does the same.
-        QTest::mouseClick(visibleChild<QPushButton>(view->detailWidget(), u"detail-duplicate"_qs), Qt::LeftButton);
+        QTest::mouseClick(visibleChild<QPushButton>(view->detailWidget(), u"detail-duplicate"_s), Qt::LeftButton);
         QCOMPARE(store->tasks().size(), 3);
         QCOMPARE(view->selection(), std::optional(SidebarSection::task(store->tasks().at(2).id)));
     }
 
     void singleDelete_confirmationTexts_cancelKeeps_deleteRemoves()
     {
-        const ScheduledTask quoted = UiWorld::task(u"Say \"hi\""_qs, u"echo hi"_qs, TaskSchedule::daily({{9, 0}}), true);
-        const ScheduledTask other = UiWorld::task(u"Other"_qs, u"true"_qs);
+        const ScheduledTask quoted = UiWorld::task(u"Say \"hi\""_s, u"echo hi"_s, TaskSchedule::daily({{9, 0}}), true);
+        const ScheduledTask other = UiWorld::task(u"Other"_s, u"true"_s);
         open({quoted, other});
         view->setSelection(SidebarSection::task(quoted.id));
 
-        MessageBox::setNextAnswer(u"Cancel"_qs);
-        triggerMenu(*view, quoted, u"Delete"_qs);
+        MessageBox::setNextAnswer(u"Cancel"_s);
+        triggerMenu(*view, quoted, u"Delete"_s);
         QCOMPARE(MessageBox::history().size(), 1);
         const MessageBox::Shown shown = MessageBox::history().last();
-        QCOMPARE(shown.title, u"Delete Task"_qs);
-        QCOMPARE(shown.text, u"Are you sure you want to delete \"Say \"hi\"\"? This will also remove the launchd job."_qs);
-        QCOMPARE(shown.buttons, (QStringList{u"Cancel"_qs, u"Delete"_qs}));
+        QCOMPARE(shown.title, u"Delete Task"_s);
+        QCOMPARE(shown.text, u"Are you sure you want to delete \"Say \"hi\"\"? This will also remove the launchd job."_s);
+        QCOMPARE(shown.buttons, (QStringList{u"Cancel"_s, u"Delete"_s}));
         QCOMPARE(store->tasks().size(), 2);
         QCOMPARE(view->selection(), std::optional(SidebarSection::task(quoted.id)));
 
         world->launchctl.clearCalls();
-        MessageBox::setNextAnswer(u"Delete"_qs);
-        QTest::mouseClick(visibleChild<QPushButton>(view->detailWidget(), u"detail-delete"_qs), Qt::LeftButton);
+        MessageBox::setNextAnswer(u"Delete"_s);
+        QTest::mouseClick(visibleChild<QPushButton>(view->detailWidget(), u"detail-delete"_s), Qt::LeftButton);
         QCOMPARE(store->tasks().size(), 1);
         QVERIFY(!store->task(quoted.id));
         QVERIFY(!view->selection());
-        QCOMPARE(emptyStateTitle(*view), u"No Selection"_qs);
+        QCOMPARE(emptyStateTitle(*view), u"No Selection"_s);
         QVERIFY(!world->launchctl.calls().isEmpty());
-        QCOMPARE(world->launchctl.calls().first().value(0), u"unload"_qs);
+        QCOMPARE(world->launchctl.calls().first().value(0), u"unload"_s);
     }
 
     void deletingAnotherTask_keepsTheSelection()
     {
-        const ScheduledTask a = UiWorld::task(u"a"_qs, u"true"_qs);
-        const ScheduledTask b = UiWorld::task(u"b"_qs, u"true"_qs);
+        const ScheduledTask a = UiWorld::task(u"a"_s, u"true"_s);
+        const ScheduledTask b = UiWorld::task(u"b"_s, u"true"_s);
         open({a, b});
         view->setSelection(SidebarSection::task(a.id));
-        MessageBox::setNextAnswer(u"Delete"_qs);
-        triggerMenu(*view, b, u"Delete"_qs);
+        MessageBox::setNextAnswer(u"Delete"_s);
+        triggerMenu(*view, b, u"Delete"_s);
         QCOMPARE(store->tasks().size(), 1);
         QCOMPARE(view->selection(), std::optional(SidebarSection::task(a.id)));
         QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().id, a.id);
@@ -566,52 +566,52 @@ private Q_SLOTS:
 
     void bulkDelete_ofOneTask_keepsThePlural()
     {
-        const ScheduledTask a = UiWorld::task(u"a"_qs, u"true"_qs);
-        const ScheduledTask b = UiWorld::task(u"b"_qs, u"true"_qs);
+        const ScheduledTask a = UiWorld::task(u"a"_s, u"true"_s);
+        const ScheduledTask b = UiWorld::task(u"b"_s, u"true"_s);
         open({a, b});
         view->enterSelectMode();
         view->setSelection(SidebarSection::timeline());
         view->toggleTick(b.id);
 
-        MessageBox::setNextAnswer(u"Cancel"_qs);
-        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_qs), Qt::LeftButton);
-        QCOMPARE(MessageBox::history().last().title, u"Delete 1 Tasks"_qs);
+        MessageBox::setNextAnswer(u"Cancel"_s);
+        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_s), Qt::LeftButton);
+        QCOMPARE(MessageBox::history().last().title, u"Delete 1 Tasks"_s);
         QCOMPARE(MessageBox::history().last().text,
-                 u"Are you sure you want to delete 1 tasks? This will also remove their launchd jobs."_qs);
-        QCOMPARE(MessageBox::history().last().buttons, (QStringList{u"Cancel"_qs, u"Delete"_qs}));
+                 u"Are you sure you want to delete 1 tasks? This will also remove their launchd jobs."_s);
+        QCOMPARE(MessageBox::history().last().buttons, (QStringList{u"Cancel"_s, u"Delete"_s}));
         QCOMPARE(store->tasks().size(), 2);
         QVERIFY(view->isSelectMode());
 
-        MessageBox::setNextAnswer(u"Delete"_qs);
-        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_qs), Qt::LeftButton);
+        MessageBox::setNextAnswer(u"Delete"_s);
+        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_s), Qt::LeftButton);
         QCOMPARE(store->tasks().size(), 1);
         QCOMPARE(store->tasks().first().id, a.id);
         QVERIFY(!view->isSelectMode());
         QVERIFY(view->selectedTaskIDs().isEmpty());
         QCOMPARE(view->selection(), std::optional(SidebarSection::timeline())); // not a deleted task: kept
-        QVERIFY(toolVisible(*view, u"toolbar-add-task"_qs));
+        QVERIFY(toolVisible(*view, u"toolbar-add-task"_s));
     }
 
     void bulkDelete_ofSeveral_countsThem()
     {
-        open({UiWorld::task(u"a"_qs, u"true"_qs), UiWorld::task(u"b"_qs, u"true"_qs), UiWorld::task(u"c"_qs, u"true"_qs)});
+        open({UiWorld::task(u"a"_s, u"true"_s), UiWorld::task(u"b"_s, u"true"_s), UiWorld::task(u"c"_s, u"true"_s)});
         view->enterSelectMode();
         view->selectAllOrNone();
-        MessageBox::setNextAnswer(u"Delete"_qs);
-        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_qs), Qt::LeftButton);
-        QCOMPARE(MessageBox::history().last().title, u"Delete 3 Tasks"_qs);
+        MessageBox::setNextAnswer(u"Delete"_s);
+        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_s), Qt::LeftButton);
+        QCOMPARE(MessageBox::history().last().title, u"Delete 3 Tasks"_s);
         QCOMPARE(MessageBox::history().last().text,
-                 u"Are you sure you want to delete 3 tasks? This will also remove their launchd jobs."_qs);
+                 u"Are you sure you want to delete 3 tasks? This will also remove their launchd jobs."_s);
         QVERIFY(store->tasks().isEmpty());
-        QCOMPARE(emptyStateTitle(*view), u"No Tasks"_qs);
-        QCOMPARE(view->sidebar()->addButton()->text(), u"Add your first task"_qs);
+        QCOMPARE(emptyStateTitle(*view), u"No Tasks"_s);
+        QCOMPARE(view->sidebar()->addButton()->text(), u"Add your first task"_s);
     }
 
     void exportOfTickedTasks_writesThemInStoreOrder_andStaysInSelectMode()
     {
-        const ScheduledTask a = UiWorld::task(u"a"_qs, u"true"_qs);
-        const ScheduledTask b = UiWorld::task(u"b"_qs, u"true"_qs);
-        const ScheduledTask c = UiWorld::task(u"c"_qs, u"true"_qs);
+        const ScheduledTask a = UiWorld::task(u"a"_s, u"true"_s);
+        const ScheduledTask b = UiWorld::task(u"b"_s, u"true"_s);
+        const ScheduledTask c = UiWorld::task(u"c"_s, u"true"_s);
         open({a, b, c});
         view->enterSelectMode();
         view->toggleTick(c.id);
@@ -619,8 +619,8 @@ private Q_SLOTS:
         const QString path = world->sandbox.root() % u"/out/chosen.json";
         QDir().mkpath(world->sandbox.root() % u"/out");
         FileDialog::setNextFileName(path);
-        QTest::mouseClick(toolButton(*view, u"toolbar-export"_qs), Qt::LeftButton);
-        QCOMPARE(FileDialog::lastProposedName(), u"Moxley-tasks.json"_qs);
+        QTest::mouseClick(toolButton(*view, u"toolbar-export"_s), Qt::LeftButton);
+        QCOMPARE(FileDialog::lastProposedName(), u"Moxley-tasks.json"_s);
         QCOMPARE(Sandbox::readFile(path), TaskMigration::encode({store->tasks().at(0), store->tasks().at(2)}));
         QVERIFY(view->isSelectMode());
         QCOMPARE(view->selectedTaskIDs(), (QSet<QUuid>{a.id, c.id}));
@@ -628,36 +628,36 @@ private Q_SLOTS:
         // Cancelling the panel writes nothing.
         QFile::remove(path);
         FileDialog::setNextFileName(QString());
-        QTest::mouseClick(toolButton(*view, u"toolbar-export"_qs), Qt::LeftButton);
+        QTest::mouseClick(toolButton(*view, u"toolbar-export"_s), Qt::LeftButton);
         QVERIFY(!QFile::exists(path));
     }
 
     void errorAlert_okClearsTheStoresError()
     {
-        const ScheduledTask off = UiWorld::task(u"off"_qs, u"true"_qs);
+        const ScheduledTask off = UiWorld::task(u"off"_s, u"true"_s);
         open({off});
-        world->launchctl.setExitStatus(1, u"load"_qs);
-        MessageBox::setNextAnswer(u"OK"_qs);
-        triggerMenu(*view, off, u"Enable"_qs);
-        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code 1)"_qs));
+        world->launchctl.setExitStatus(1, u"load"_s);
+        MessageBox::setNextAnswer(u"OK"_s);
+        triggerMenu(*view, off, u"Enable"_s);
+        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code 1)"_s));
         QTRY_VERIFY(!store->lastError());
         QCOMPARE(MessageBox::history().size(), 1);
-        QCOMPARE(MessageBox::history().last().title, u"Error"_qs);
-        QCOMPARE(MessageBox::history().last().text, u"launchctl load failed (exit code 1)"_qs);
-        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_qs});
+        QCOMPARE(MessageBox::history().last().title, u"Error"_s);
+        QCOMPARE(MessageBox::history().last().text, u"launchctl load failed (exit code 1)"_s);
+        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_s});
     }
 
     void noticeAlert_okClearsTheStoresWarning()
     {
-        const ScheduledTask a = UiWorld::task(u"a"_qs, u"true"_qs);
+        const ScheduledTask a = UiWorld::task(u"a"_s, u"true"_s);
         open({a});
-        MessageBox::setNextAnswer(u"OK"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
         store->importTasks(TaskMigration::encode({a}));
-        QCOMPARE(store->lastWarning(), std::optional(u"Skipped 1 task with ID already present."_qs));
+        QCOMPARE(store->lastWarning(), std::optional(u"Skipped 1 task with ID already present."_s));
         QTRY_VERIFY(!store->lastWarning());
-        QCOMPARE(MessageBox::history().last().title, u"Notice"_qs);
-        QCOMPARE(MessageBox::history().last().text, u"Skipped 1 task with ID already present."_qs);
-        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_qs});
+        QCOMPARE(MessageBox::history().last().title, u"Notice"_s);
+        QCOMPARE(MessageBox::history().last().text, u"Skipped 1 task with ID already present."_s);
+        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_s});
     }
 
     void errorFromStartUp_isShownOnceTheViewAppears()
@@ -666,13 +666,15 @@ private Q_SLOTS:
         store = world->openStore();
         QVERIFY(store->lastError());
         view = std::make_unique<ContentView>(*store);
-        MessageBox::setNextAnswer(u"OK"_qs);
+        MessageBox::setNextAnswer(u"OK"_s);
         view->show();
         QTRY_VERIFY(!store->lastError());
-        QCOMPARE(MessageBox::history().last().title, u"Error"_qs);
-        QVERIFY(MessageBox::history().last().text.startsWith(u"Failed to load tasks: "_qs));
+        QCOMPARE(MessageBox::history().last().title, u"Error"_s);
+        QVERIFY(MessageBox::history().last().text.startsWith(u"Failed to load tasks: "_s));
     }
 };
 
 QTEST_MAIN(ContentViewTest)
 #include "test_content_view.moc"
+
+using namespace Qt::StringLiterals;

@@ -21,7 +21,7 @@ QDateTime today(int hour, int minute, int second = 0)
 
 QString runLine(const QDateTime &start, int seconds, int exitCode)
 {
-    const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_qs;
+    const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_s;
     return start.toUTC().toString(format) % u'\t' % start.addSecs(seconds).toUTC().toString(format) % u'\t' %
            QString::number(exitCode) % u'\n';
 }
@@ -105,13 +105,13 @@ private Q_SLOTS:
 
     void marks_areDrawnWhereTheDaySaysAndNowhereElse()
     {
-        ScheduledTask daily = UiWorld::task(u"Daily"_qs, u"true"_qs, TaskSchedule::daily({{6, 0}}), true);
-        ScheduledTask weekly = UiWorld::task(u"Weekly"_qs, u"true"_qs, TaskSchedule::weekly({4}, {{9, 0}}), true);
-        ScheduledTask monthly = UiWorld::task(u"Monthly"_qs, u"true"_qs, TaskSchedule::monthly(15, {{12, 0}}), true);
-        ScheduledTask waking = UiWorld::task(u"Wake"_qs, u"true"_qs, TaskSchedule::daily({{0, 2}, {18, 0}}), true);
+        ScheduledTask daily = UiWorld::task(u"Daily"_s, u"true"_s, TaskSchedule::daily({{6, 0}}), true);
+        ScheduledTask weekly = UiWorld::task(u"Weekly"_s, u"true"_s, TaskSchedule::weekly({4}, {{9, 0}}), true);
+        ScheduledTask monthly = UiWorld::task(u"Monthly"_s, u"true"_s, TaskSchedule::monthly(15, {{12, 0}}), true);
+        ScheduledTask waking = UiWorld::task(u"Wake"_s, u"true"_s, TaskSchedule::daily({{0, 2}, {18, 0}}), true);
         waking.wakeBeforeRun = true;
-        const ScheduledTask disabled = UiWorld::task(u"Off"_qs, u"true"_qs, TaskSchedule::daily({{3, 0}}), false);
-        const ScheduledTask atLoad = UiWorld::task(u"Load"_qs, u"true"_qs, TaskSchedule::runAtLoad(), true);
+        const ScheduledTask disabled = UiWorld::task(u"Off"_s, u"true"_s, TaskSchedule::daily({{3, 0}}), false);
+        const ScheduledTask atLoad = UiWorld::task(u"Load"_s, u"true"_s, TaskSchedule::runAtLoad(), true);
         open({daily, weekly, monthly, waking, disabled, atLoad});
         // A 10-second run three minutes after 06:00, and one from yesterday at noon.
         writeRuns(daily, runLine(today(6, 3), 10, 0) % runLine(today(12, 0).addDays(-1), 60, 0));
@@ -121,10 +121,10 @@ private Q_SLOTS:
 
         const QList<TimelineItemView *> rows = taskRows();
         QCOMPARE(rows.size(), 4);
-        QCOMPARE(rows.at(0)->row().task.name, u"Daily"_qs);
-        QCOMPARE(rows.at(3)->row().task.name, u"Wake"_qs);
-        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-my-tasks"_qs)->text(), u"MY TASKS"_qs);
-        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-empty"_qs));
+        QCOMPARE(rows.at(0)->row().task.name, u"Daily"_s);
+        QCOMPARE(rows.at(3)->row().task.name, u"Wake"_s);
+        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-my-tasks"_s)->text(), u"MY TASKS"_s);
+        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-empty"_s));
         for (TimelineItemView *row : rows) {
             QCOMPARE(row->timeArea().left(), 138.0);
             QCOMPARE(row->timeArea().height(), 20.0);
@@ -168,31 +168,31 @@ private Q_SLOTS:
     void noPlacedTasks_saysSo_untilSystemJobsShow()
     {
         LaunchdJob hourly;
-        hourly.id = u"/x/com.example.tools.cleanup.plist"_qs;
-        hourly.label = u"com.example.tools.cleanup"_qs;
+        hourly.id = u"/x/com.example.tools.cleanup.plist"_s;
+        hourly.label = u"com.example.tools.cleanup"_s;
         hourly.startInterval = 3600;
         LaunchdJob single;
-        single.id = u"/x/single.plist"_qs;
-        single.label = u"single"_qs;
-        single.startCalendarInterval = QMap<QString, qint64>{{u"Hour"_qs, 9}, {u"Minute"_qs, 30}};
+        single.id = u"/x/single.plist"_s;
+        single.label = u"single"_s;
+        single.startCalendarInterval = QMap<QString, qint64>{{u"Hour"_s, 9}, {u"Minute"_s, 30}};
         LaunchdJob off = hourly;
-        off.id = u"/x/off.plist"_qs;
-        off.label = u"com.example.off"_qs;
+        off.id = u"/x/off.plist"_s;
+        off.label = u"com.example.off"_s;
         off.disabled = true;
         LaunchdJob manual;
-        manual.id = u"/x/manual.plist"_qs;
-        manual.label = u"com.example.manual"_qs;
-        open({UiWorld::task(u"Off"_qs, u"true"_qs)}, {hourly, single, off, manual});
-        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-empty"_qs)->text(), u"No enabled tasks"_qs);
-        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-my-tasks"_qs));
+        manual.id = u"/x/manual.plist"_s;
+        manual.label = u"com.example.manual"_s;
+        open({UiWorld::task(u"Off"_s, u"true"_s)}, {hourly, single, off, manual});
+        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-empty"_s)->text(), u"No enabled tasks"_s);
+        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-my-tasks"_s));
 
-        auto *toggle = visibleChild<QCheckBox>(view.get(), u"timeline-system-jobs-toggle"_qs);
-        QCOMPARE(toggle->text(), u"System Jobs"_qs);
+        auto *toggle = visibleChild<QCheckBox>(view.get(), u"timeline-system-jobs-toggle"_s);
+        QCOMPARE(toggle->text(), u"System Jobs"_s);
         QTest::mouseClick(toggle, Qt::LeftButton);
         flushDeletes();
         QVERIFY(view->showSystemJobs());
-        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-empty"_qs));
-        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-system-jobs"_qs)->text(), u"SYSTEM JOBS"_qs);
+        QVERIFY(!visibleChild<QLabel>(view.get(), u"timeline-empty"_s));
+        QCOMPARE(visibleChild<QLabel>(view.get(), u"timeline-system-jobs"_s)->text(), u"SYSTEM JOBS"_s);
         QList<SystemJobTimelineItemView *> rows;
         for (auto *row : view->findChildren<SystemJobTimelineItemView *>()) {
             if (row->isVisibleTo(view.get())) {
@@ -200,9 +200,9 @@ private Q_SLOTS:
             }
         }
         QCOMPARE(rows.size(), 2);
-        QCOMPARE(rows.at(0)->row().name, u"tools.cleanup"_qs);
-        QCOMPARE(rows.at(0)->toolTip(), u"com.example.tools.cleanup"_qs);
-        QCOMPARE(rows.at(1)->row().name, u"single"_qs);
+        QCOMPARE(rows.at(0)->row().name, u"tools.cleanup"_s);
+        QCOMPARE(rows.at(0)->toolTip(), u"com.example.tools.cleanup"_s);
+        QCOMPARE(rows.at(1)->row().name, u"single"_s);
 
         render();
         const QRectF area = rows.at(1)->timeArea();
@@ -223,7 +223,7 @@ private Q_SLOTS:
     {
         QList<ScheduledTask> tasks;
         for (int i = 0; i < 100; ++i) {
-            tasks << UiWorld::task(u"Task "_qs + QString::number(i), u"true"_qs, TaskSchedule::daily({{i % 24, 0}}), true);
+            tasks << UiWorld::task(u"Task "_s + QString::number(i), u"true"_s, TaskSchedule::daily({{i % 24, 0}}), true);
         }
         open(tasks);
         QCOMPARE(view->day().tasks.size(), 100);
@@ -234,9 +234,9 @@ private Q_SLOTS:
         };
         QList<TimelineItemView *> rows = made();
         QVERIFY2(rows.size() >= 20 && rows.size() < 60, qPrintable(QString::number(rows.size())));
-        QCOMPARE(rows.first()->row().task.name, u"Task 0"_qs);
+        QCOMPARE(rows.first()->row().task.name, u"Task 0"_s);
         for (qsizetype i = 1; i < rows.size(); ++i) {
-            QCOMPARE(rows.at(i)->row().task.name, u"Task "_qs + QString::number(i));
+            QCOMPARE(rows.at(i)->row().task.name, u"Task "_s + QString::number(i));
             QCOMPARE(rows.at(i)->y() - rows.at(i - 1)->y(), 28); // 26 high, 2 apart
             QCOMPARE(rows.at(i)->width(), rows.at(0)->parentWidget()->width());
         }
@@ -245,7 +245,7 @@ private Q_SLOTS:
         QVERIFY(scroll);
         scroll->verticalScrollBar()->setValue(scroll->verticalScrollBar()->maximum());
         rows = made();
-        QCOMPARE(rows.last()->row().task.name, u"Task 99"_qs);
+        QCOMPARE(rows.last()->row().task.name, u"Task 99"_s);
         QVERIFY(rows.last()->isVisible());
         const QPoint bottomInViewport = rows.last()->mapTo(scroll->viewport(), QPoint(0, rows.last()->height()));
         QVERIFY(bottomInViewport.y() <= scroll->viewport()->height());
@@ -259,14 +259,14 @@ private Q_SLOTS:
         // Reloading starts again from the lanes in sight.
         view->reload();
         QVERIFY(made().size() < 100);
-        QCOMPARE(made().last()->row().task.name, u"Task 99"_qs);
+        QCOMPARE(made().last()->row().task.name, u"Task 99"_s);
     }
 
     void ruler_currentHourIsTheOnlyBoldOne()
     {
         open({});
         render();
-        QWidget *ruler = visibleChild<QWidget>(view.get(), u"timeline-ruler"_qs);
+        QWidget *ruler = visibleChild<QWidget>(view.get(), u"timeline-ruler"_s);
         QVERIFY(ruler);
         QCOMPARE(ruler->height(), 16);
         const double cell = (ruler->width() - 138) / 24.0;
@@ -300,3 +300,5 @@ private Q_SLOTS:
 
 QTEST_MAIN(DayTimelineViewTest)
 #include "test_day_timeline_view.moc"
+
+using namespace Qt::StringLiterals;

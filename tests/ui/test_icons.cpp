@@ -8,14 +8,14 @@ namespace {
 
 // Every symbol name the interface uses; each must ship.
 const QStringList kUsedSymbols{
-    u"clock.badge.checkmark"_qs, u"gearshape.2"_qs, u"plus.circle.fill"_qs, u"checkmark.circle.fill"_qs,
-    u"circle"_qs, u"calendar.badge.clock"_qs, u"clock.badge.questionmark"_qs, u"plus"_qs,
-    u"square.and.arrow.up"_qs, u"trash"_qs, u"envelope"_qs, u"sparkles.rectangle.stack"_qs,
-    u"minus.circle"_qs, u"plus.circle"_qs, u"play.fill"_qs, u"pencil"_qs, u"doc.on.doc"_qs,
-    u"terminal"_qs, u"checkmark"_qs, u"folder.badge.gearshape"_qs, u"power"_qs,
-    u"exclamationmark.triangle"_qs, u"list.bullet.rectangle"_qs, u"arrow.clockwise"_qs,
-    u"xmark.circle.fill"_qs, u"doc.text"_qs, u"doc.text.fill"_qs, u"folder"_qs, u"xmark.circle"_qs,
-    u"checkmark.circle"_qs, u"play.circle"_qs, u"arrow.clockwise.circle"_qs};
+    u"clock.badge.checkmark"_s, u"gearshape.2"_s, u"plus.circle.fill"_s, u"checkmark.circle.fill"_s,
+    u"circle"_s, u"calendar.badge.clock"_s, u"clock.badge.questionmark"_s, u"plus"_s,
+    u"square.and.arrow.up"_s, u"trash"_s, u"envelope"_s, u"sparkles.rectangle.stack"_s,
+    u"minus.circle"_s, u"plus.circle"_s, u"play.fill"_s, u"pencil"_s, u"doc.on.doc"_s,
+    u"terminal"_s, u"checkmark"_s, u"folder.badge.gearshape"_s, u"power"_s,
+    u"exclamationmark.triangle"_s, u"list.bullet.rectangle"_s, u"arrow.clockwise"_s,
+    u"xmark.circle.fill"_s, u"doc.text"_s, u"doc.text.fill"_s, u"folder"_s, u"xmark.circle"_s,
+    u"checkmark.circle"_s, u"play.circle"_s, u"arrow.clockwise.circle"_s};
 
 int countPixels(const QImage &image, const QColor &color)
 {
@@ -62,7 +62,7 @@ private Q_SLOTS:
     void filledSymbolsKeepTheirInnerMark()
     {
         // The check inside a filled circle is cut out, so its centre stays transparent.
-        for (const QString &name : {u"checkmark.circle.fill"_qs, u"xmark.circle.fill"_qs, u"plus.circle.fill"_qs}) {
+        for (const QString &name : {u"checkmark.circle.fill"_s, u"xmark.circle.fill"_s, u"plus.circle.fill"_s}) {
             const QImage image = Icons::symbol(name, Qt::red).pixmap(QSize(48, 48)).toImage();
             int transparentInside = 0;
             for (int y = 14; y < 34; ++y) {
@@ -77,9 +77,11 @@ private Q_SLOTS:
     void unknownSymbol_isNull()
     {
         QTest::ignoreMessage(QtWarningMsg, "Icons: no symbol named no.such.symbol");
-        QVERIFY(Icons::symbol(u"no.such.symbol"_qs).isNull());
+        QVERIFY(Icons::symbol(u"no.such.symbol"_s).isNull());
     }
 };
 
 QTEST_MAIN(IconsTest)
 #include "test_icons.moc"
+
+using namespace Qt::StringLiterals;

@@ -20,7 +20,7 @@ QByteArray plist(const QByteArray &body)
 
 LaunchdJob job(const QByteArray &body, LaunchdJob::Source source = LaunchdJob::Source::userAgents)
 {
-    const auto parsed = LaunchdJob::fromData(plist(body), u"/Library/LaunchAgents/com.example.job.plist"_qs, source);
+    const auto parsed = LaunchdJob::fromData(plist(body), u"/Library/LaunchAgents/com.example.job.plist"_s, source);
     if (!parsed) {
         qFatal("test plist did not parse");
     }
@@ -37,7 +37,7 @@ QStringList pathRows(const QWidget &root)
 {
     QStringList rows;
     for (const PathRow *row : root.findChildren<PathRow *>()) {
-        rows << labelText(*row, u"path-row-label"_qs) % u"=" % labelText(*row, u"path-row-path"_qs);
+        rows << labelText(*row, u"path-row-label"_s) % u"=" % labelText(*row, u"path-row-path"_s);
     }
     return rows;
 }
@@ -55,9 +55,9 @@ private Q_SLOTS:
                                  "<key>StartInterval</key><integer>300</integer>",
                                  LaunchdJob::Source::globalDaemons);
         LaunchdJobRow row(j);
-        QCOMPARE(labelText(row, u"job-row-label"_qs), u"com.example.backup"_qs);
-        QCOMPARE(labelText(row, u"job-row-source"_qs), u"Global Daemons"_qs);
-        QCOMPARE(labelText(row, u"job-row-schedule"_qs), u"Every 5 min"_qs);
+        QCOMPARE(labelText(row, u"job-row-label"_s), u"com.example.backup"_s);
+        QCOMPARE(labelText(row, u"job-row-source"_s), u"Global Daemons"_s);
+        QCOMPARE(labelText(row, u"job-row-schedule"_s), u"Every 5 min"_s);
     }
 
     void detail_enabledJobWithEverything()
@@ -72,59 +72,61 @@ private Q_SLOTS:
                                  "<key>StandardErrorPath</key><string>/tmp/sync.err</string>",
                                  LaunchdJob::Source::globalAgents);
         LaunchdJobDetailView view(j);
-        QCOMPARE(labelText(view, u"job-detail-title"_qs), u"com.example.sync"_qs);
-        QCOMPARE(labelText(view, u"job-badge-source-text"_qs), u"Global Agents"_qs);
-        QCOMPARE(labelText(view, u"job-badge-state-text"_qs), u"Enabled"_qs);
-        QCOMPARE(labelText(view, u"job-badge-run-at-load-text"_qs), u"Run at Load"_qs);
-        QCOMPARE(labelText(view, u"job-badge-keep-alive-text"_qs), u"Keep Alive"_qs);
-        QCOMPARE(labelText(view, u"job-detail-command"_qs), u"/usr/bin/rsync -a /src dir"_qs);
-        QCOMPARE(labelText(view, u"job-detail-schedule"_qs), u"6:05"_qs);
-        QCOMPARE(pathRows(view), (QStringList{u"Stdout=/tmp/sync.out"_qs, u"Stderr=/tmp/sync.err"_qs,
-                                              u"Plist=/Library/LaunchAgents/com.example.job.plist"_qs}));
-        const QString raw = labelText(view, u"job-detail-raw"_qs);
-        QVERIFY2(raw.startsWith(u"<?xml"_qs), qPrintable(raw));
-        QVERIFY(raw.contains(u"<key>Label</key>"_qs));
-        QVERIFY(raw.contains(u"<string>com.example.sync</string>"_qs));
-        QVERIFY(raw.contains(u"<key>RunAtLoad</key>"_qs));
+        QCOMPARE(labelText(view, u"job-detail-title"_s), u"com.example.sync"_s);
+        QCOMPARE(labelText(view, u"job-badge-source-text"_s), u"Global Agents"_s);
+        QCOMPARE(labelText(view, u"job-badge-state-text"_s), u"Enabled"_s);
+        QCOMPARE(labelText(view, u"job-badge-run-at-load-text"_s), u"Run at Load"_s);
+        QCOMPARE(labelText(view, u"job-badge-keep-alive-text"_s), u"Keep Alive"_s);
+        QCOMPARE(labelText(view, u"job-detail-command"_s), u"/usr/bin/rsync -a /src dir"_s);
+        QCOMPARE(labelText(view, u"job-detail-schedule"_s), u"6:05"_s);
+        QCOMPARE(pathRows(view), (QStringList{u"Stdout=/tmp/sync.out"_s, u"Stderr=/tmp/sync.err"_s,
+                                              u"Plist=/Library/LaunchAgents/com.example.job.plist"_s}));
+        const QString raw = labelText(view, u"job-detail-raw"_s);
+        QVERIFY2(raw.startsWith(u"<?xml"_s), qPrintable(raw));
+        QVERIFY(raw.contains(u"<key>Label</key>"_s));
+        QVERIFY(raw.contains(u"<string>com.example.sync</string>"_s));
+        QVERIFY(raw.contains(u"<key>RunAtLoad</key>"_s));
     }
 
     void detail_disabledJobWithoutProgram()
     {
         const LaunchdJob j = job("<key>Label</key><string>com.example.off</string><key>Disabled</key><true/>");
         LaunchdJobDetailView view(j);
-        QCOMPARE(labelText(view, u"job-badge-source-text"_qs), u"User Agents"_qs);
-        QCOMPARE(labelText(view, u"job-badge-state-text"_qs), u"Disabled"_qs);
-        QVERIFY(!view.findChild<QWidget *>(u"job-badge-run-at-load"_qs));
-        QVERIFY(!view.findChild<QWidget *>(u"job-badge-keep-alive"_qs));
-        QCOMPARE(labelText(view, u"job-detail-command"_qs), u"(unknown)"_qs);
-        QCOMPARE(labelText(view, u"job-detail-schedule"_qs), u"Manual"_qs);
+        QCOMPARE(labelText(view, u"job-badge-source-text"_s), u"User Agents"_s);
+        QCOMPARE(labelText(view, u"job-badge-state-text"_s), u"Disabled"_s);
+        QVERIFY(!view.findChild<QWidget *>(u"job-badge-run-at-load"_s));
+        QVERIFY(!view.findChild<QWidget *>(u"job-badge-keep-alive"_s));
+        QCOMPARE(labelText(view, u"job-detail-command"_s), u"(unknown)"_s);
+        QCOMPARE(labelText(view, u"job-detail-schedule"_s), u"Manual"_s);
         // Missing output paths keep their rows, empty.
-        QCOMPARE(pathRows(view), (QStringList{u"Stdout="_qs, u"Stderr="_qs,
-                                              u"Plist=/Library/LaunchAgents/com.example.job.plist"_qs}));
+        QCOMPARE(pathRows(view), (QStringList{u"Stdout="_s, u"Stderr="_s,
+                                              u"Plist=/Library/LaunchAgents/com.example.job.plist"_s}));
     }
 
     void detail_programWithoutArguments()
     {
         LaunchdJobDetailView view(job("<key>Label</key><string>a</string><key>Program</key><string>/bin/true</string>"));
-        QCOMPARE(labelText(view, u"job-detail-command"_qs), u"/bin/true"_qs);
+        QCOMPARE(labelText(view, u"job-detail-command"_s), u"/bin/true"_s);
     }
 
     void detail_rawWithoutPlistForm_isUnableToDisplay()
     {
         LaunchdJob j = job("<key>Label</key><string>com.example.odd</string>");
-        j.raw.insert(u"Odd"_qs, QPoint(1, 2));
+        j.raw.insert(u"Odd"_s, QPoint(1, 2));
         LaunchdJobDetailView view(j);
-        QCOMPARE(labelText(view, u"job-detail-raw"_qs), u"(unable to display)"_qs);
+        QCOMPARE(labelText(view, u"job-detail-raw"_s), u"(unable to display)"_s);
     }
 
     void pathRow_showsLabelAndPath()
     {
-        PathRow row(u"Stdout"_qs, u"/var/log/x y.log"_qs);
-        QCOMPARE(labelText(row, u"path-row-label"_qs), u"Stdout"_qs);
-        QCOMPARE(labelText(row, u"path-row-path"_qs), u"/var/log/x y.log"_qs);
-        QVERIFY(row.findChild<QLabel *>(u"path-row-path"_qs)->textInteractionFlags() & Qt::TextSelectableByMouse);
+        PathRow row(u"Stdout"_s, u"/var/log/x y.log"_s);
+        QCOMPARE(labelText(row, u"path-row-label"_s), u"Stdout"_s);
+        QCOMPARE(labelText(row, u"path-row-path"_s), u"/var/log/x y.log"_s);
+        QVERIFY(row.findChild<QLabel *>(u"path-row-path"_s)->textInteractionFlags() & Qt::TextSelectableByMouse);
     }
 };
 
 QTEST_MAIN(LaunchdJobViewsTest)
 #include "test_launchd_job_views.moc"
+
+using namespace Qt::StringLiterals;

@@ -25,7 +25,7 @@ template <typename T> T *child(const QWidget &parent, const QString &name)
 QStringList listed(const ShortcutsPickerView &view)
 {
     QStringList names;
-    auto *list = child<QListWidget>(view, u"shortcuts-list"_qs);
+    auto *list = child<QListWidget>(view, u"shortcuts-list"_s);
     for (int i = 0; i < list->count(); ++i) {
         names << list->item(i)->text();
     }
@@ -58,32 +58,32 @@ private Q_SLOTS:
     void listsTheToolsNames_cleanAndInOrder()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_qs);
-        tool.setOutput("  Morning Brief\n\tBob's list \n\n   \nDaily Backup\n\n", u"list"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_s);
+        tool.setOutput("  Morning Brief\n\tBob's list \n\n   \nDaily Backup\n\n", u"list"_s);
         Picker picker;
-        QCOMPARE(picker.view.windowTitle(), u"Choose a Shortcut"_qs);
-        QCOMPARE(child<QLabel>(picker.view, u"shortcuts-title"_qs)->text(), u"Choose a Shortcut"_qs);
+        QCOMPARE(picker.view.windowTitle(), u"Choose a Shortcut"_s);
+        QCOMPARE(child<QLabel>(picker.view, u"shortcuts-title"_s)->text(), u"Choose a Shortcut"_s);
         QTRY_VERIFY(!picker.view.isLoading());
-        QCOMPARE(listed(picker.view), (QStringList{u"Morning Brief"_qs, u"Bob's list"_qs, u"Daily Backup"_qs}));
-        QVERIFY(child<QListWidget>(picker.view, u"shortcuts-list"_qs)->isVisible());
-        QCOMPARE(tool.calls(), QList<QStringList>{{u"list"_qs}});
+        QCOMPARE(listed(picker.view), (QStringList{u"Morning Brief"_s, u"Bob's list"_s, u"Daily Backup"_s}));
+        QVERIFY(child<QListWidget>(picker.view, u"shortcuts-list"_s)->isVisible());
+        QCOMPARE(tool.calls(), QList<QStringList>{{u"list"_s}});
     }
 
     // The tool takes a while; meanwhile the sheet says so and the window keeps answering.
     void slowTool_loadingTextWithoutBlocking()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_qs);
-        tool.setOutput("Only One\n", u"list"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_s);
+        tool.setOutput("Only One\n", u"list"_s);
         tool.setDelay(1.0);
         QElapsedTimer clock;
         clock.start();
         Picker picker;
         QVERIFY(clock.elapsed() < 900);
-        auto *loading = child<QLabel>(picker.view, u"shortcuts-loading"_qs);
+        auto *loading = child<QLabel>(picker.view, u"shortcuts-loading"_s);
         QVERIFY(picker.view.isLoading());
         QVERIFY(loading->isVisible());
-        QCOMPARE(loading->text(), u"Loading shortcuts…"_qs);
+        QCOMPARE(loading->text(), u"Loading shortcuts…"_s);
         int ticks = 0;
         QTimer ticker;
         connect(&ticker, &QTimer::timeout, this, [&] { ++ticks; });
@@ -91,22 +91,22 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!picker.view.isLoading(), 10000);
         QVERIFY2(ticks >= 10, qPrintable(QString::number(ticks)));
         QVERIFY(!loading->isVisible());
-        QCOMPARE(listed(picker.view), QStringList{u"Only One"_qs});
+        QCOMPARE(listed(picker.view), QStringList{u"Only One"_s});
     }
 
     void filter_caseInsensitive_keepsOrder()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_qs);
-        tool.setOutput("Morning Brief\nDaily Backup\nBRIEFING notes\nÄrger melden\n", u"list"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_s);
+        tool.setOutput("Morning Brief\nDaily Backup\nBRIEFING notes\nÄrger melden\n", u"list"_s);
         Picker picker;
         QTRY_VERIFY(!picker.view.isLoading());
-        auto *search = child<QLineEdit>(picker.view, u"shortcuts-search"_qs);
-        QTest::keyClicks(search, u"brief"_qs);
-        QCOMPARE(listed(picker.view), (QStringList{u"Morning Brief"_qs, u"BRIEFING notes"_qs}));
+        auto *search = child<QLineEdit>(picker.view, u"shortcuts-search"_s);
+        QTest::keyClicks(search, u"brief"_s);
+        QCOMPARE(listed(picker.view), (QStringList{u"Morning Brief"_s, u"BRIEFING notes"_s}));
         // Typed as text: QTest only types ASCII keys.
-        search->setText(u"ärGER"_qs);
-        QCOMPARE(listed(picker.view), QStringList{u"Ärger melden"_qs});
+        search->setText(u"ärGER"_s);
+        QCOMPARE(listed(picker.view), QStringList{u"Ärger melden"_s});
         search->clear();
         QCOMPARE(listed(picker.view).size(), 4);
     }
@@ -114,14 +114,14 @@ private Q_SLOTS:
     void choosing_handsTheNameBackAndCloses()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_qs);
-        tool.setOutput("Morning Brief\nTom's backup\n", u"list"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_s);
+        tool.setOutput("Morning Brief\nTom's backup\n", u"list"_s);
         Picker picker;
         QTRY_VERIFY(!picker.view.isLoading());
-        auto *list = child<QListWidget>(picker.view, u"shortcuts-list"_qs);
+        auto *list = child<QListWidget>(picker.view, u"shortcuts-list"_s);
         QListWidgetItem *item = list->item(1);
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
-        QCOMPARE(picker.chosen, QStringList{u"Tom's backup"_qs});
+        QCOMPARE(picker.chosen, QStringList{u"Tom's backup"_s});
         QVERIFY(!picker.view.isVisible());
         QCOMPARE(picker.view.result(), int(QDialog::Accepted));
     }
@@ -129,19 +129,19 @@ private Q_SLOTS:
     void emptyOutput_noShortcutsFound()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_qs);
-        tool.setOutput("\n  \n\t\n", u"list"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_s);
+        tool.setOutput("\n  \n\t\n", u"list"_s);
         Picker picker;
         QTRY_VERIFY(!picker.view.isLoading());
-        QVERIFY(child<QLabel>(picker.view, u"shortcuts-empty-title"_qs)->isVisible());
-        QCOMPARE(child<QLabel>(picker.view, u"shortcuts-empty-title"_qs)->text(), u"No Shortcuts Found"_qs);
+        QVERIFY(child<QLabel>(picker.view, u"shortcuts-empty-title"_s)->isVisible());
+        QCOMPARE(child<QLabel>(picker.view, u"shortcuts-empty-title"_s)->text(), u"No Shortcuts Found"_s);
         bool lineShown = false;
         for (QLabel *label : picker.view.findChildren<QLabel *>()) {
             lineShown |= label->isVisible() && label->text() == u"Create a shortcut in the Shortcuts app first.";
         }
         QVERIFY(lineShown);
-        auto *open = child<QPushButton>(picker.view, u"shortcuts-open-app"_qs);
-        QCOMPARE(open->text(), u"Open Shortcuts App"_qs);
+        auto *open = child<QPushButton>(picker.view, u"shortcuts-open-app"_s);
+        QCOMPARE(open->text(), u"Open Shortcuts App"_s);
         QTest::mouseClick(open, Qt::LeftButton);
         QCOMPARE(picker.opened, QList<QUrl>{ShortcutsPickerView::shortcutsAppUrl()});
         QVERIFY(picker.chosen.isEmpty());
@@ -150,23 +150,23 @@ private Q_SLOTS:
     void toolCannotStart_emptyList()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_s);
         tool.setOutput("Hidden\n");
         tool.makeUnstartable();
         Picker picker;
         QTRY_VERIFY(!picker.view.isLoading());
         QVERIFY(picker.view.shortcuts().isEmpty());
-        QVERIFY(child<QLabel>(picker.view, u"shortcuts-empty-title"_qs)->isVisible());
+        QVERIFY(child<QLabel>(picker.view, u"shortcuts-empty-title"_s)->isVisible());
     }
 
     void cancel_choosesNothing()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_qs);
-        tool.setOutput("A\n", u"list"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_s);
+        tool.setOutput("A\n", u"list"_s);
         Picker picker;
         QTRY_VERIFY(!picker.view.isLoading());
-        QTest::mouseClick(child<QPushButton>(picker.view, u"shortcuts-cancel"_qs), Qt::LeftButton);
+        QTest::mouseClick(child<QPushButton>(picker.view, u"shortcuts-cancel"_s), Qt::LeftButton);
         QVERIFY(!picker.view.isVisible());
         QVERIFY(picker.chosen.isEmpty());
     }
@@ -174,3 +174,5 @@ private Q_SLOTS:
 
 QTEST_MAIN(ShortcutsPickerViewTest)
 #include "test_shortcuts_picker_view.moc"
+
+using namespace Qt::StringLiterals;

@@ -16,7 +16,7 @@ namespace {
 
 QString runLine(const QDateTime &start, int seconds, int exitCode)
 {
-    const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_qs;
+    const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_s;
     return start.toUTC().toString(format) % u'\t' % start.addSecs(seconds).toUTC().toString(format) % u'\t' %
            QString::number(exitCode) % u'\n';
 }
@@ -89,7 +89,7 @@ class TaskDetailViewTest : public QObject
     }
     void refresh()
     {
-        QTest::mouseClick(visibleChild<QToolButton>(view.get(), u"detail-refresh-history"_qs), Qt::LeftButton);
+        QTest::mouseClick(visibleChild<QToolButton>(view.get(), u"detail-refresh-history"_s), Qt::LeftButton);
         flushDeletes();
     }
 
@@ -105,239 +105,241 @@ private Q_SLOTS:
 
     void header_nameStatusAndEnabledSwitch()
     {
-        const ScheduledTask task = UiWorld::task(u"Backup"_qs, u"tar czf a.tgz ."_qs, TaskSchedule::daily({{9, 0}}), true);
+        const ScheduledTask task = UiWorld::task(u"Backup"_s, u"tar czf a.tgz ."_s, TaskSchedule::daily({{9, 0}}), true);
         open(task);
-        QCOMPARE(text(u"detail-name"_qs), u"Backup"_qs);
-        QCOMPARE(text(u"detail-status"_qs), u"Active"_qs);
-        auto *toggle = visibleChild<ToggleSwitch>(view.get(), u"detail-enabled-toggle"_qs);
+        QCOMPARE(text(u"detail-name"_s), u"Backup"_s);
+        QCOMPARE(text(u"detail-status"_s), u"Active"_s);
+        auto *toggle = visibleChild<ToggleSwitch>(view.get(), u"detail-enabled-toggle"_s);
         QVERIFY(toggle);
-        QCOMPARE(toggle->accessibleName(), u"detail-enabled-toggle"_qs);
-        QCOMPARE(toggle->text(), u"Enabled"_qs);
+        QCOMPARE(toggle->accessibleName(), u"detail-enabled-toggle"_s);
+        QCOMPARE(toggle->text(), u"Enabled"_s);
         QVERIFY(toggle->isChecked());
 
         world->launchctl.clearCalls();
         QTest::mouseClick(toggle, Qt::LeftButton);
         QVERIFY(!store->task(task.id)->isEnabled);
-        QCOMPARE(world->launchctl.calls().value(0).value(0), u"unload"_qs);
+        QCOMPARE(world->launchctl.calls().value(0).value(0), u"unload"_s);
         view->setTask(*store->task(task.id)); // as the main window does after a change
         flushDeletes();
-        QCOMPARE(text(u"detail-status"_qs), u"Disabled"_qs);
-        QVERIFY(!visibleChild<ToggleSwitch>(view.get(), u"detail-enabled-toggle"_qs)->isChecked());
+        QCOMPARE(text(u"detail-status"_s), u"Disabled"_s);
+        QVERIFY(!visibleChild<ToggleSwitch>(view.get(), u"detail-enabled-toggle"_s)->isChecked());
     }
 
     void actions_reachTheMainWindowAndOpenTheTestRun()
     {
-        open(UiWorld::task(u"t"_qs, u"echo from-test-run"_qs));
-        QCOMPARE(visibleChild<QPushButton>(view.get(), u"detail-test-run"_qs)->text(), u"Test Run"_qs);
+        open(UiWorld::task(u"t"_s, u"echo from-test-run"_s));
+        QCOMPARE(visibleChild<QPushButton>(view.get(), u"detail-test-run"_s)->text(), u"Test Run"_s);
         QSignalSpy edit(view.get(), &TaskDetailView::editRequested);
         QSignalSpy duplicate(view.get(), &TaskDetailView::duplicateRequested);
         QSignalSpy remove(view.get(), &TaskDetailView::deleteRequested);
-        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-edit"_qs), Qt::LeftButton);
-        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-duplicate"_qs), Qt::LeftButton);
-        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-delete"_qs), Qt::LeftButton);
+        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-edit"_s), Qt::LeftButton);
+        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-duplicate"_s), Qt::LeftButton);
+        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-delete"_s), Qt::LeftButton);
         QCOMPARE(edit.size(), 1);
         QCOMPARE(duplicate.size(), 1);
         QCOMPARE(remove.size(), 1);
 
-        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-test-run"_qs), Qt::LeftButton);
+        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-test-run"_s), Qt::LeftButton);
         auto *sheet = view->findChild<TestRunView *>();
         QVERIFY(sheet);
         QTRY_VERIFY(sheet->findChild<QPlainTextEdit *>() &&
-                    sheet->findChild<QPlainTextEdit *>()->toPlainText().contains(u"from-test-run"_qs));
+                    sheet->findChild<QPlainTextEdit *>()->toPlainText().contains(u"from-test-run"_s));
         sheet->close();
     }
 
     void copyButton_copiesAndShowsCopiedBriefly()
     {
-        open(UiWorld::task(u"t"_qs, u"echo 'a b' | wc -c"_qs));
-        QCOMPARE(text(u"detail-command"_qs), u"echo 'a b' | wc -c"_qs);
-        auto *copy = visibleChild<QToolButton>(view.get(), u"detail-copy-command"_qs);
+        open(UiWorld::task(u"t"_s, u"echo 'a b' | wc -c"_s));
+        QCOMPARE(text(u"detail-command"_s), u"echo 'a b' | wc -c"_s);
+        auto *copy = visibleChild<QToolButton>(view.get(), u"detail-copy-command"_s);
         QVERIFY(copy);
-        QCOMPARE(copy->accessibleName(), u"detail-copy-command"_qs);
+        QCOMPARE(copy->accessibleName(), u"detail-copy-command"_s);
         QVERIFY(copy->text().isEmpty());
         QTest::mouseClick(copy, Qt::LeftButton);
-        QCOMPARE(QGuiApplication::clipboard()->text(), u"echo 'a b' | wc -c"_qs);
-        QCOMPARE(copy->text(), u"Copied"_qs);
+        QCOMPARE(QGuiApplication::clipboard()->text(), u"echo 'a b' | wc -c"_s);
+        QCOMPARE(copy->text(), u"Copied"_s);
         QTRY_VERIFY_WITH_TIMEOUT(copy->text().isEmpty(), TaskDetailView::kCopiedMilliseconds + 2000);
     }
 
     void environment_rowsOnlyForSetValues()
     {
-        ScheduledTask task = UiWorld::task(u"t"_qs, u"make"_qs);
-        task.workingDirectory = u"/Users/me/project"_qs;
+        ScheduledTask task = UiWorld::task(u"t"_s, u"make"_s);
+        task.workingDirectory = u"/Users/me/project"_s;
         open(task);
-        QCOMPARE(text(u"detail-directory-label"_qs), u"Directory:"_qs);
-        QCOMPARE(text(u"detail-directory"_qs), u"/Users/me/project"_qs);
-        QVERIFY(!has(u"detail-env-file"_qs));
-        QCOMPARE(text(u"detail-shell-label"_qs), u"Shell:"_qs);
+        QCOMPARE(text(u"detail-directory-label"_s), u"Directory:"_s);
+        QCOMPARE(text(u"detail-directory"_s), u"/Users/me/project"_s);
+        QVERIFY(!has(u"detail-env-file"_s));
+        QCOMPARE(text(u"detail-shell-label"_s), u"Shell:"_s);
 
-        ScheduledTask withEnv = UiWorld::task(u"u"_qs, u"make"_qs);
-        withEnv.envFilePath = u"/Users/me/.env"_qs;
+        ScheduledTask withEnv = UiWorld::task(u"u"_s, u"make"_s);
+        withEnv.envFilePath = u"/Users/me/.env"_s;
         cleanup();
         init();
         open(withEnv);
-        QVERIFY(!has(u"detail-directory"_qs));
-        QCOMPARE(text(u"detail-env-file-label"_qs), u".env:"_qs);
-        QCOMPARE(text(u"detail-env-file"_qs), u"/Users/me/.env"_qs);
+        QVERIFY(!has(u"detail-directory"_s));
+        QCOMPARE(text(u"detail-env-file-label"_s), u".env:"_s);
+        QCOMPARE(text(u"detail-env-file"_s), u"/Users/me/.env"_s);
     }
 
     void notInstalled_showsTheMissingFileTexts()
     {
-        open(UiWorld::task(u"off"_qs, u"true"_qs)); // disabled: nothing is installed
-        QCOMPARE(text(u"detail-script"_qs), u"Script not installed."_qs);
-        QCOMPARE(text(u"detail-plist"_qs), u"Plist not installed."_qs);
-        QCOMPARE(text(u"detail-shell"_qs), u"Unknown (script not found)"_qs);
-        QCOMPARE(text(u"detail-no-runs"_qs), u"No runs recorded yet."_qs);
-        QCOMPARE(text(u"detail-log-text"_qs), u"No stdout output."_qs);
-        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-log-stderr"_qs), Qt::LeftButton);
+        open(UiWorld::task(u"off"_s, u"true"_s)); // disabled: nothing is installed
+        QCOMPARE(text(u"detail-script"_s), u"Script not installed."_s);
+        QCOMPARE(text(u"detail-plist"_s), u"Plist not installed."_s);
+        QCOMPARE(text(u"detail-shell"_s), u"Unknown (script not found)"_s);
+        QCOMPARE(text(u"detail-no-runs"_s), u"No runs recorded yet."_s);
+        QCOMPARE(text(u"detail-log-text"_s), u"No stdout output."_s);
+        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-log-stderr"_s), Qt::LeftButton);
         flushDeletes();
         QCOMPARE(view->selectedLogTab(), TaskStore::LogStream::standardError);
-        QCOMPARE(text(u"detail-log-text"_qs), u"No stderr output."_qs);
+        QCOMPARE(text(u"detail-log-text"_s), u"No stderr output."_s);
     }
 
     void installed_showsScriptPlistAndShell()
     {
-        ScheduledTask task = UiWorld::task(u"on"_qs, u"true"_qs, TaskSchedule::daily({{9, 0}}), true);
+        ScheduledTask task = UiWorld::task(u"on"_s, u"true"_s, TaskSchedule::daily({{9, 0}}), true);
         open(task); // the store installs enabled tasks that lack a current script
         const LaunchdService &files = store->launchdServiceForViews();
-        QCOMPARE(text(u"detail-script"_qs), QString::fromUtf8(Sandbox::readFile(files.scriptPath(task))));
-        QCOMPARE(text(u"detail-plist"_qs), QString::fromUtf8(Sandbox::readFile(files.plistPath(task))));
-        QVERIFY(text(u"detail-plist"_qs).contains(u"com.moxley.task."_qs));
-        QCOMPARE(text(u"detail-shell"_qs), u"zsh (with shell profile)"_qs);
+        QCOMPARE(text(u"detail-script"_s), QString::fromUtf8(Sandbox::readFile(files.scriptPath(task))));
+        QCOMPARE(text(u"detail-plist"_s), QString::fromUtf8(Sandbox::readFile(files.plistPath(task))));
+        QVERIFY(text(u"detail-plist"_s).contains(u"com.moxley.task."_s));
+        QCOMPARE(text(u"detail-shell"_s), u"zsh (with shell profile)"_s);
 
         task.useLoginShell = false;
         store->update(task);
         view->setTask(*store->task(task.id));
         flushDeletes();
-        QCOMPARE(text(u"detail-shell"_qs), u"bash"_qs);
+        QCOMPARE(text(u"detail-shell"_s), u"bash"_s);
     }
 
     void shellDetection_rules()
     {
-        QCOMPARE(TaskDetailView::detectShell(std::nullopt), u"Unknown (script not found)"_qs);
-        QCOMPARE(TaskDetailView::detectShell(u""_qs), u"Unknown"_qs);
-        QCOMPARE(TaskDetailView::detectShell(u"echo hi\n"_qs), u"Unknown"_qs);
-        QCOMPARE(TaskDetailView::detectShell(u"#!/bin/bash\necho hi\n"_qs), u"bash"_qs);
-        QCOMPARE(TaskDetailView::detectShell(u"#!/bin/zsh\nsource ~/.zprofile\n"_qs), u"zsh (with shell profile)"_qs);
-        QCOMPARE(TaskDetailView::detectShell(u"#!/bin/zsh\nsource ~/.zshrc 2>/dev/null\n"_qs), u"zsh (with shell profile)"_qs);
-        QCOMPARE(TaskDetailView::detectShell(u"#!/usr/local/bin/fish"_qs), u"fish"_qs);
+        QCOMPARE(TaskDetailView::detectShell(std::nullopt), u"Unknown (script not found)"_s);
+        QCOMPARE(TaskDetailView::detectShell(u""_s), u"Unknown"_s);
+        QCOMPARE(TaskDetailView::detectShell(u"echo hi\n"_s), u"Unknown"_s);
+        QCOMPARE(TaskDetailView::detectShell(u"#!/bin/bash\necho hi\n"_s), u"bash"_s);
+        QCOMPARE(TaskDetailView::detectShell(u"#!/bin/zsh\nsource ~/.zprofile\n"_s), u"zsh (with shell profile)"_s);
+        QCOMPARE(TaskDetailView::detectShell(u"#!/bin/zsh\nsource ~/.zshrc 2>/dev/null\n"_s), u"zsh (with shell profile)"_s);
+        QCOMPARE(TaskDetailView::detectShell(u"#!/usr/local/bin/fish"_s), u"fish"_s);
         // A script written by hand shows what its first line says.
-        const ScheduledTask task = UiWorld::task(u"t"_qs, u"true"_qs);
+        const ScheduledTask task = UiWorld::task(u"t"_s, u"true"_s);
         open(task);
         Sandbox::writeFile(store->launchdServiceForViews().scriptPath(task), "#!/bin/bash\necho hi\n", 0700);
         refresh();
-        QCOMPARE(text(u"detail-shell"_qs), u"bash"_qs);
+        QCOMPARE(text(u"detail-shell"_s), u"bash"_s);
     }
 
     void wakeStatus_activeOrWarning()
     {
-        ScheduledTask task = UiWorld::task(u"w"_qs, u"true"_qs, TaskSchedule::daily({{7, 0}}));
+        ScheduledTask task = UiWorld::task(u"w"_s, u"true"_s, TaskSchedule::daily({{7, 0}}));
         task.wakeBeforeRun = true;
-        world->pmset.setOutput("Repeating power events:\n  wakepoweron at 6:55AM every day\n", u"-g"_qs);
+        world->pmset.setOutput("Repeating power events:\n  wakepoweron at 6:55AM every day\n", u"-g"_s);
         open(task);
-        QCOMPARE(text(u"detail-schedule"_qs), u"Daily at 7:00"_qs);
-        QCOMPARE(text(u"detail-wake-status"_qs), u"Wakes Mac 5 min before"_qs);
+        QCOMPARE(text(u"detail-schedule"_s), u"Daily at 7:00"_s);
+        QCOMPARE(text(u"detail-wake-status"_s), u"Wakes Mac 5 min before"_s);
 
         // The wake entry removed outside the program.
-        world->pmset.setOutput("Repeating power events:\n", u"-g"_qs);
+        world->pmset.setOutput("Repeating power events:\n", u"-g"_s);
         refresh();
-        QCOMPARE(text(u"detail-wake-status"_qs), u"Wake requested but not active in system"_qs);
+        QCOMPARE(text(u"detail-wake-status"_s), u"Wake requested but not active in system"_s);
     }
 
     void noWake_noWakeRow()
     {
-        open(UiWorld::task(u"t"_qs, u"true"_qs));
-        QVERIFY(!has(u"detail-wake-status"_qs));
+        open(UiWorld::task(u"t"_s, u"true"_s));
+        QVERIFY(!has(u"detail-wake-status"_s));
     }
 
     void history_twelveRuns_showTenAndTheRest()
     {
-        const ScheduledTask task = UiWorld::task(u"t"_qs, u"true"_qs);
+        const ScheduledTask task = UiWorld::task(u"t"_s, u"true"_s);
         open(task);
         writeRuns(task, 11, 1);
         refresh();
-        QCOMPARE(count(u"detail-run-row"_qs), 10);
-        QCOMPARE(text(u"detail-more-runs"_qs), u"2 more runs not shown"_qs);
+        QCOMPARE(count(u"detail-run-row"_s), 10);
+        QCOMPARE(text(u"detail-more-runs"_s), u"2 more runs not shown"_s);
         // Oldest of the ten first; the last one failed.
-        const QList<QLabel *> dates = view->widget()->findChildren<QLabel *>(u"detail-run-date"_qs);
+        const QList<QLabel *> dates = view->widget()->findChildren<QLabel *>(u"detail-run-date"_s);
         QCOMPARE(dates.size(), 10);
         const QDateTime third = QDateTime(QDate(2025, 3, 1), QTime(6, 0), QTimeZone::utc()).addSecs(2 * 3600).toLocalTime();
         const QLocale locale;
         QCOMPARE(dates.first()->text(), locale.toString(third.date(), QLocale::ShortFormat) % u' ' %
                                             locale.toString(third.time(), QLocale::ShortFormat));
-        const QList<QLabel *> exits = view->widget()->findChildren<QLabel *>(u"detail-run-exit"_qs);
-        QCOMPARE(exits.first()->text(), u"Exit: 0"_qs);
-        QCOMPARE(exits.last()->text(), u"Exit: 3"_qs);
-        const QList<QLabel *> icons = view->widget()->findChildren<QLabel *>(u"detail-run-icon"_qs);
-        QCOMPARE(icons.first()->accessibleName(), u"checkmark.circle.fill"_qs);
-        QCOMPARE(icons.last()->accessibleName(), u"xmark.circle.fill"_qs);
+        const QList<QLabel *> exits = view->widget()->findChildren<QLabel *>(u"detail-run-exit"_s);
+        QCOMPARE(exits.first()->text(), u"Exit: 0"_s);
+        QCOMPARE(exits.last()->text(), u"Exit: 3"_s);
+        const QList<QLabel *> icons = view->widget()->findChildren<QLabel *>(u"detail-run-icon"_s);
+        QCOMPARE(icons.first()->accessibleName(), u"checkmark.circle.fill"_s);
+        QCOMPARE(icons.last()->accessibleName(), u"xmark.circle.fill"_s);
     }
 
     void history_exactlyTenRuns_noMoreLine()
     {
-        const ScheduledTask task = UiWorld::task(u"t"_qs, u"true"_qs);
+        const ScheduledTask task = UiWorld::task(u"t"_s, u"true"_s);
         open(task);
         writeRuns(task, 10);
         refresh();
-        QCOMPARE(count(u"detail-run-row"_qs), 10);
-        QVERIFY(!has(u"detail-more-runs"_qs));
-        QVERIFY(!has(u"detail-no-runs"_qs));
+        QCOMPARE(count(u"detail-run-row"_s), 10);
+        QVERIFY(!has(u"detail-more-runs"_s));
+        QVERIFY(!has(u"detail-no-runs"_s));
     }
 
     void output_thirtyLines_noFullLogButton()
     {
-        const ScheduledTask task = UiWorld::task(u"t"_qs, u"true"_qs);
+        const ScheduledTask task = UiWorld::task(u"t"_s, u"true"_s);
         open(task);
         writeLog(task, numberedLines(30));
         refresh();
-        QCOMPARE(text(u"detail-log-text"_qs), joinedLines(1, 30));
-        QVERIFY(!has(u"detail-show-full-log"_qs));
+        QCOMPARE(text(u"detail-log-text"_s), joinedLines(1, 30));
+        QVERIFY(!has(u"detail-show-full-log"_s));
     }
 
     void output_thirtyOneLines_buttonCountsThem()
     {
-        const ScheduledTask task = UiWorld::task(u"t"_qs, u"true"_qs);
+        const ScheduledTask task = UiWorld::task(u"t"_s, u"true"_s);
         open(task);
         writeLog(task, numberedLines(31));
         refresh();
-        QCOMPARE(text(u"detail-log-text"_qs), joinedLines(2, 31));
-        QCOMPARE(visibleChild<QPushButton>(view.get(), u"detail-show-full-log"_qs)->text(), u"Show full log (31 lines)"_qs);
+        QCOMPARE(text(u"detail-log-text"_s), joinedLines(2, 31));
+        QCOMPARE(visibleChild<QPushButton>(view.get(), u"detail-show-full-log"_s)->text(), u"Show full log (31 lines)"_s);
     }
 
     void output_fiveHundredLines_lastThirtyInPlace_fullLogReadsAll()
     {
-        const ScheduledTask task = UiWorld::task(u"t"_qs, u"true"_qs);
+        const ScheduledTask task = UiWorld::task(u"t"_s, u"true"_s);
         open(task);
         // No line feed after the last line: the reader then keeps exactly 100 lines.
         writeLog(task, numberedLines(500).chopped(1), true);
         writeLog(task, "only stdout\n");
         refresh();
-        QCOMPARE(text(u"detail-log-text"_qs), u"only stdout"_qs);
-        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-log-stderr"_qs), Qt::LeftButton);
+        QCOMPARE(text(u"detail-log-text"_s), u"only stdout"_s);
+        QTest::mouseClick(visibleChild<QPushButton>(view.get(), u"detail-log-stderr"_s), Qt::LeftButton);
         flushDeletes();
-        QCOMPARE(text(u"detail-log-text"_qs), joinedLines(471, 500));
-        auto *button = visibleChild<QPushButton>(view.get(), u"detail-show-full-log"_qs);
-        QCOMPARE(button->text(), u"Show full log (100 lines)"_qs);
+        QCOMPARE(text(u"detail-log-text"_s), joinedLines(471, 500));
+        auto *button = visibleChild<QPushButton>(view.get(), u"detail-show-full-log"_s);
+        QCOMPARE(button->text(), u"Show full log (100 lines)"_s);
         QTest::mouseClick(button, Qt::LeftButton);
         auto *full = view->findChild<FullLogView *>();
         QVERIFY(full);
-        QCOMPARE(full->title(), u"stderr"_qs);
+        QCOMPARE(full->title(), u"stderr"_s);
         QCOMPARE(full->content(), joinedLines(1, 500)); // read with the 10000-line limit
         full->close();
     }
 
     void refresh_readsTheFilesAgain()
     {
-        const ScheduledTask task = UiWorld::task(u"t"_qs, u"true"_qs);
+        const ScheduledTask task = UiWorld::task(u"t"_s, u"true"_s);
         open(task);
-        QVERIFY(has(u"detail-no-runs"_qs));
+        QVERIFY(has(u"detail-no-runs"_s));
         writeRuns(task, 2);
-        QVERIFY(has(u"detail-no-runs"_qs)); // nothing changes by itself
+        QVERIFY(has(u"detail-no-runs"_s)); // nothing changes by itself
         refresh();
-        QCOMPARE(count(u"detail-run-row"_qs), 2);
-        QVERIFY(!has(u"detail-no-runs"_qs));
+        QCOMPARE(count(u"detail-run-row"_s), 2);
+        QVERIFY(!has(u"detail-no-runs"_s));
     }
 };
 
 QTEST_MAIN(TaskDetailViewTest)
 #include "test_task_detail_view.moc"
+
+using namespace Qt::StringLiterals;

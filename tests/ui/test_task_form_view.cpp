@@ -74,7 +74,7 @@ QPushButton *buttonWithText(const QWidget &parent, const QString &text)
 QList<QWidget *> visibleTimeRows(const TaskFormView &form)
 {
     QList<QWidget *> rows;
-    for (QWidget *row : form.findChildren<QWidget *>(u"form-time-row"_qs)) {
+    for (QWidget *row : form.findChildren<QWidget *>(u"form-time-row"_s)) {
         if (row->isVisibleTo(&form)) {
             rows << row;
         }
@@ -85,7 +85,7 @@ QList<QWidget *> visibleTimeRows(const TaskFormView &form)
 int visibleRemoveButtons(const TaskFormView &form)
 {
     int count = 0;
-    for (QToolButton *button : form.findChildren<QToolButton *>(u"form-remove-time"_qs)) {
+    for (QToolButton *button : form.findChildren<QToolButton *>(u"form-remove-time"_s)) {
         count += button->isVisibleTo(&form) ? 1 : 0;
     }
     return count;
@@ -129,30 +129,30 @@ private Q_SLOTS:
         for (QGroupBox *box : form.findChildren<QGroupBox *>()) {
             titles << box->title();
         }
-        QCOMPARE(titles, (QStringList{u"Basic"_qs, u"Schedule"_qs, u"Environment"_qs}));
+        QCOMPARE(titles, (QStringList{u"Basic"_s, u"Schedule"_s, u"Environment"_s}));
 
-        auto *name = child<QLineEdit>(form, u"form-task-name"_qs);
-        QCOMPARE(name->placeholderText(), u"My daily task"_qs);
-        QCOMPARE(name->accessibleName(), u"form-task-name"_qs);
-        auto *command = child<QPlainTextEdit>(form, u"form-task-command"_qs);
-        QCOMPARE(command->placeholderText(), u"echo \"hello\" && npm run build"_qs);
-        QCOMPARE(command->accessibleName(), u"form-task-command"_qs);
-        QVERIFY(buttonWithText(form, u"Gmail Template"_qs)->isVisible());
-        QVERIFY(buttonWithText(form, u"From Shortcuts"_qs)->isVisible());
+        auto *name = child<QLineEdit>(form, u"form-task-name"_s);
+        QCOMPARE(name->placeholderText(), u"My daily task"_s);
+        QCOMPARE(name->accessibleName(), u"form-task-name"_s);
+        auto *command = child<QPlainTextEdit>(form, u"form-task-command"_s);
+        QCOMPARE(command->placeholderText(), u"echo \"hello\" && npm run build"_s);
+        QCOMPARE(command->accessibleName(), u"form-task-command"_s);
+        QVERIFY(buttonWithText(form, u"Gmail Template"_s)->isVisible());
+        QVERIFY(buttonWithText(form, u"From Shortcuts"_s)->isVisible());
 
-        QCOMPARE(child<QLineEdit>(form, u"form-working-directory"_qs)->placeholderText(), u"/Users/you/project"_qs);
-        QCOMPARE(child<QLineEdit>(form, u"form-env-file"_qs)->placeholderText(), u"Optional"_qs);
-        QCOMPARE(child<QPushButton>(form, u"form-choose-directory"_qs)->text(), u"Choose..."_qs);
-        QCOMPARE(child<QPushButton>(form, u"form-choose-env-file"_qs)->text(), u"Choose..."_qs);
-        QCOMPARE(child<QCheckBox>(form, u"form-login-shell"_qs)->text(), u"Use login shell"_qs);
-        QCOMPARE(child<QCheckBox>(form, u"form-wake"_qs)->text(), u"Wake Mac for this task"_qs);
+        QCOMPARE(child<QLineEdit>(form, u"form-working-directory"_s)->placeholderText(), u"/Users/you/project"_s);
+        QCOMPARE(child<QLineEdit>(form, u"form-env-file"_s)->placeholderText(), u"Optional"_s);
+        QCOMPARE(child<QPushButton>(form, u"form-choose-directory"_s)->text(), u"Choose..."_s);
+        QCOMPARE(child<QPushButton>(form, u"form-choose-env-file"_s)->text(), u"Choose..."_s);
+        QCOMPARE(child<QCheckBox>(form, u"form-login-shell"_s)->text(), u"Use login shell"_s);
+        QCOMPARE(child<QCheckBox>(form, u"form-wake"_s)->text(), u"Wake Mac for this task"_s);
 
         QStringList labels;
         for (QLabel *label : form.findChildren<QLabel *>()) {
             labels << label->text();
         }
-        for (const QString &expected : {u"Task Name"_qs, u"Command"_qs, u"Type"_qs, u"Working Directory"_qs,
-                                        u".env File"_qs, u"Interval"_qs, u"When"_qs, u"Day"_qs}) {
+        for (const QString &expected : {u"Task Name"_s, u"Command"_s, u"Type"_s, u"Working Directory"_s,
+                                        u".env File"_s, u"Interval"_s, u"When"_s, u"Day"_s}) {
             QVERIFY2(labels.contains(expected), qPrintable(expected));
         }
     }
@@ -175,15 +175,15 @@ private Q_SLOTS:
         QCOMPARE(fields.nthWeek, 1);
         QCOMPARE(fields.nthWeekday, 2);
 
-        QCOMPARE(child<QComboBox>(form, u"form-schedule-type"_qs)->currentText(), u"Daily"_qs);
+        QCOMPARE(child<QComboBox>(form, u"form-schedule-type"_s)->currentText(), u"Daily"_s);
         QCOMPARE(visibleTimeRows(form).size(), 1);
         auto *time = visibleTimeRows(form).first()->findChild<TimeInputView *>();
-        QCOMPARE(time->hourPicker()->currentText(), u"7"_qs);
-        QCOMPARE(time->minutePicker()->currentText(), u"00"_qs);
+        QCOMPARE(time->hourPicker()->currentText(), u"7"_s);
+        QCOMPARE(time->minutePicker()->currentText(), u"00"_s);
         QCOMPARE(visibleRemoveButtons(form), 0);
-        QVERIFY(child<QCheckBox>(form, u"form-login-shell"_qs)->isChecked());
-        QVERIFY(!child<QCheckBox>(form, u"form-wake"_qs)->isChecked());
-        QVERIFY(!child<QLabel>(form, u"form-wake-explanation"_qs)->isVisible());
+        QVERIFY(child<QCheckBox>(form, u"form-login-shell"_s)->isChecked());
+        QVERIFY(!child<QCheckBox>(form, u"form-wake"_s)->isChecked());
+        QVERIFY(!child<QLabel>(form, u"form-wake-explanation"_s)->isVisible());
         QCOMPARE(fields.schedule(), TaskSchedule::daily(times({{7, 0}})));
     }
 
@@ -191,45 +191,45 @@ private Q_SLOTS:
     {
         ShownForm shown;
         const TaskFormView &form = shown.form;
-        QCOMPARE(items(child<QComboBox>(form, u"form-schedule-type"_qs)),
-                 (QStringList{u"Run at load (login / reboot)"_qs, u"Every N minutes"_qs, u"Daily"_qs, u"Weekly"_qs,
-                              u"Monthly"_qs}));
-        QCOMPARE(items(child<QComboBox>(form, u"form-monthly-type"_qs)),
-                 (QStringList{u"Specific day"_qs, u"Last day of month"_qs, u"Nth weekday"_qs}));
-        QCOMPARE(items(child<QComboBox>(form, u"form-interval"_qs)),
-                 (QStringList{u"Every 1 min"_qs, u"Every 2 min"_qs, u"Every 3 min"_qs, u"Every 5 min"_qs,
-                              u"Every 10 min"_qs, u"Every 15 min"_qs, u"Every 20 min"_qs, u"Every 30 min"_qs,
-                              u"Every 45 min"_qs, u"Every 1 hour"_qs, u"Every 1h 30m"_qs, u"Every 2 hours"_qs,
-                              u"Every 3 hours"_qs, u"Every 6 hours"_qs, u"Every 12 hours"_qs, u"Every 24 hours"_qs}));
-        QCOMPARE(items(child<QComboBox>(form, u"form-nth-week"_qs)),
-                 (QStringList{u"1st"_qs, u"2nd"_qs, u"3rd"_qs, u"4th"_qs}));
-        QCOMPARE(items(child<QComboBox>(form, u"form-nth-weekday"_qs)),
-                 (QStringList{u"Sunday"_qs, u"Monday"_qs, u"Tuesday"_qs, u"Wednesday"_qs, u"Thursday"_qs,
-                              u"Friday"_qs, u"Saturday"_qs}));
+        QCOMPARE(items(child<QComboBox>(form, u"form-schedule-type"_s)),
+                 (QStringList{u"Run at load (login / reboot)"_s, u"Every N minutes"_s, u"Daily"_s, u"Weekly"_s,
+                              u"Monthly"_s}));
+        QCOMPARE(items(child<QComboBox>(form, u"form-monthly-type"_s)),
+                 (QStringList{u"Specific day"_s, u"Last day of month"_s, u"Nth weekday"_s}));
+        QCOMPARE(items(child<QComboBox>(form, u"form-interval"_s)),
+                 (QStringList{u"Every 1 min"_s, u"Every 2 min"_s, u"Every 3 min"_s, u"Every 5 min"_s,
+                              u"Every 10 min"_s, u"Every 15 min"_s, u"Every 20 min"_s, u"Every 30 min"_s,
+                              u"Every 45 min"_s, u"Every 1 hour"_s, u"Every 1h 30m"_s, u"Every 2 hours"_s,
+                              u"Every 3 hours"_s, u"Every 6 hours"_s, u"Every 12 hours"_s, u"Every 24 hours"_s}));
+        QCOMPARE(items(child<QComboBox>(form, u"form-nth-week"_s)),
+                 (QStringList{u"1st"_s, u"2nd"_s, u"3rd"_s, u"4th"_s}));
+        QCOMPARE(items(child<QComboBox>(form, u"form-nth-weekday"_s)),
+                 (QStringList{u"Sunday"_s, u"Monday"_s, u"Tuesday"_s, u"Wednesday"_s, u"Thursday"_s,
+                              u"Friday"_s, u"Saturday"_s}));
         QStringList days;
         for (int day = 1; day <= 31; ++day) {
             days << QString::number(day);
         }
-        QCOMPARE(items(child<QComboBox>(form, u"form-day-of-month"_qs)), days);
+        QCOMPARE(items(child<QComboBox>(form, u"form-day-of-month"_s)), days);
 
         auto *time = form.findChild<TimeInputView *>();
         QCOMPARE(time->hourPicker()->count(), 24);
-        QCOMPARE(time->hourPicker()->itemText(13), u"13"_qs);
+        QCOMPARE(time->hourPicker()->itemText(13), u"13"_s);
         QCOMPARE(time->minutePicker()->count(), 60);
-        QCOMPARE(time->minutePicker()->itemText(5), u"05"_qs);
+        QCOMPARE(time->minutePicker()->itemText(5), u"05"_s);
         QCOMPARE(time->hourPicker()->width(), 60);
         QCOMPARE(time->minutePicker()->width(), 60);
     }
 
     void intervalLabels()
     {
-        QCOMPARE(TaskFormText::intervalLabel(5), u"Every 5 min"_qs);
-        QCOMPARE(TaskFormText::intervalLabel(60), u"Every 1 hour"_qs);
-        QCOMPARE(TaskFormText::intervalLabel(90), u"Every 1h 30m"_qs);
-        QCOMPARE(TaskFormText::intervalLabel(119), u"Every 1h 59m"_qs);
-        QCOMPARE(TaskFormText::intervalLabel(120), u"Every 2 hours"_qs);
-        QCOMPARE(TaskFormText::intervalLabel(1440), u"Every 24 hours"_qs);
-        QCOMPARE(TaskFormText::intervalLabel(150), u"Every 2h 30m"_qs);
+        QCOMPARE(TaskFormText::intervalLabel(5), u"Every 5 min"_s);
+        QCOMPARE(TaskFormText::intervalLabel(60), u"Every 1 hour"_s);
+        QCOMPARE(TaskFormText::intervalLabel(90), u"Every 1h 30m"_s);
+        QCOMPARE(TaskFormText::intervalLabel(119), u"Every 1h 59m"_s);
+        QCOMPARE(TaskFormText::intervalLabel(120), u"Every 2 hours"_s);
+        QCOMPARE(TaskFormText::intervalLabel(1440), u"Every 24 hours"_s);
+        QCOMPARE(TaskFormText::intervalLabel(150), u"Every 2h 30m"_s);
     }
 
     // A task made elsewhere may carry an interval the list does not offer; it shows as itself.
@@ -241,10 +241,10 @@ private Q_SLOTS:
         fields.scheduleType = ScheduleType::interval;
         fields.intervalMinutes = 7;
         form.setFields(fields);
-        auto *interval = child<QComboBox>(form, u"form-interval"_qs);
-        QCOMPARE(interval->currentText(), u"Every 7 min"_qs);
+        auto *interval = child<QComboBox>(form, u"form-interval"_s);
+        QCOMPARE(interval->currentText(), u"Every 7 min"_s);
         QCOMPARE(form.fields().schedule(), TaskSchedule::interval(7));
-        choose(interval, u"Every 2 hours"_qs);
+        choose(interval, u"Every 2 hours"_s);
         QCOMPARE(form.fields().schedule(), TaskSchedule::interval(120));
     }
 
@@ -252,50 +252,50 @@ private Q_SLOTS:
     {
         ShownForm shown;
         TaskFormView &form = shown.form;
-        auto *type = child<QComboBox>(form, u"form-schedule-type"_qs);
-        auto *runAtLoad = child<QLabel>(form, u"form-run-at-load-caption"_qs);
-        auto *interval = child<QLabel>(form, u"form-interval-caption"_qs);
-        QCOMPARE(runAtLoad->text(), u"Runs once when you log in or reboot."_qs);
-        QCOMPARE(interval->text(), u"Starts when the task is enabled, then repeats at this interval."_qs);
+        auto *type = child<QComboBox>(form, u"form-schedule-type"_s);
+        auto *runAtLoad = child<QLabel>(form, u"form-run-at-load-caption"_s);
+        auto *interval = child<QLabel>(form, u"form-interval-caption"_s);
+        QCOMPARE(runAtLoad->text(), u"Runs once when you log in or reboot."_s);
+        QCOMPARE(interval->text(), u"Starts when the task is enabled, then repeats at this interval."_s);
 
-        choose(type, u"Run at load (login / reboot)"_qs);
+        choose(type, u"Run at load (login / reboot)"_s);
         QVERIFY(runAtLoad->isVisible());
         QVERIFY(!interval->isVisible());
         QVERIFY(visibleTimeRows(form).isEmpty());
-        QVERIFY(!child<QWidget>(form, u"form-times"_qs)->isVisible());
+        QVERIFY(!child<QWidget>(form, u"form-times"_s)->isVisible());
 
-        choose(type, u"Every N minutes"_qs);
+        choose(type, u"Every N minutes"_s);
         QVERIFY(!runAtLoad->isVisible());
         QVERIFY(interval->isVisible());
-        QVERIFY(child<QComboBox>(form, u"form-interval"_qs)->isVisible());
-        QVERIFY(!child<QWidget>(form, u"form-times"_qs)->isVisible());
+        QVERIFY(child<QComboBox>(form, u"form-interval"_s)->isVisible());
+        QVERIFY(!child<QWidget>(form, u"form-times"_s)->isVisible());
 
-        choose(type, u"Weekly"_qs);
-        QVERIFY(child<QWidget>(form, u"form-weekdays"_qs)->isVisible());
-        QVERIFY(child<QWidget>(form, u"form-times"_qs)->isVisible());
-        QVERIFY(!child<QComboBox>(form, u"form-monthly-type"_qs)->isVisible());
+        choose(type, u"Weekly"_s);
+        QVERIFY(child<QWidget>(form, u"form-weekdays"_s)->isVisible());
+        QVERIFY(child<QWidget>(form, u"form-times"_s)->isVisible());
+        QVERIFY(!child<QComboBox>(form, u"form-monthly-type"_s)->isVisible());
 
-        choose(type, u"Monthly"_qs);
-        QVERIFY(child<QComboBox>(form, u"form-monthly-type"_qs)->isVisible());
-        QVERIFY(child<QComboBox>(form, u"form-day-of-month"_qs)->isVisible());
-        QVERIFY(!child<QWidget>(form, u"form-weekdays"_qs)->isVisible());
-        QVERIFY(child<QWidget>(form, u"form-times"_qs)->isVisible());
+        choose(type, u"Monthly"_s);
+        QVERIFY(child<QComboBox>(form, u"form-monthly-type"_s)->isVisible());
+        QVERIFY(child<QComboBox>(form, u"form-day-of-month"_s)->isVisible());
+        QVERIFY(!child<QWidget>(form, u"form-weekdays"_s)->isVisible());
+        QVERIFY(child<QWidget>(form, u"form-times"_s)->isVisible());
     }
 
     void dayCaption_onlyAbove28()
     {
         ShownForm shown;
         TaskFormView &form = shown.form;
-        choose(child<QComboBox>(form, u"form-schedule-type"_qs), u"Monthly"_qs);
-        auto *day = child<QComboBox>(form, u"form-day-of-month"_qs);
-        auto *caption = child<QLabel>(form, u"form-day-caption"_qs);
+        choose(child<QComboBox>(form, u"form-schedule-type"_s), u"Monthly"_s);
+        auto *day = child<QComboBox>(form, u"form-day-of-month"_s);
+        auto *caption = child<QLabel>(form, u"form-day-caption"_s);
         QVERIFY(!caption->isVisible());
-        choose(day, u"31"_qs);
+        choose(day, u"31"_s);
         QVERIFY(caption->isVisible());
-        QCOMPARE(caption->text(), u"This task won't run in months with fewer than 31 days."_qs);
-        choose(day, u"29"_qs);
-        QCOMPARE(caption->text(), u"This task won't run in months with fewer than 29 days."_qs);
-        choose(day, u"28"_qs);
+        QCOMPARE(caption->text(), u"This task won't run in months with fewer than 31 days."_s);
+        choose(day, u"29"_s);
+        QCOMPARE(caption->text(), u"This task won't run in months with fewer than 29 days."_s);
+        choose(day, u"28"_s);
         QVERIFY(!caption->isVisible());
         QCOMPARE(form.fields().dayOfMonth, 28);
     }
@@ -304,37 +304,37 @@ private Q_SLOTS:
     {
         ShownForm shown;
         TaskFormView &form = shown.form;
-        choose(child<QComboBox>(form, u"form-schedule-type"_qs), u"Monthly"_qs);
-        auto *when = child<QComboBox>(form, u"form-monthly-type"_qs);
-        choose(when, u"Last day of month"_qs);
-        auto *lastDay = child<QLabel>(form, u"form-last-day-caption"_qs);
+        choose(child<QComboBox>(form, u"form-schedule-type"_s), u"Monthly"_s);
+        auto *when = child<QComboBox>(form, u"form-monthly-type"_s);
+        choose(when, u"Last day of month"_s);
+        auto *lastDay = child<QLabel>(form, u"form-last-day-caption"_s);
         QVERIFY(lastDay->isVisible());
-        QCOMPARE(lastDay->text(), u"Runs on the last day of every month (28th, 29th, 30th, or 31st)."_qs);
-        QVERIFY(!child<QComboBox>(form, u"form-day-of-month"_qs)->isVisible());
-        QVERIFY(!child<QComboBox>(form, u"form-nth-week"_qs)->isVisible());
+        QCOMPARE(lastDay->text(), u"Runs on the last day of every month (28th, 29th, 30th, or 31st)."_s);
+        QVERIFY(!child<QComboBox>(form, u"form-day-of-month"_s)->isVisible());
+        QVERIFY(!child<QComboBox>(form, u"form-nth-week"_s)->isVisible());
 
-        choose(when, u"Nth weekday"_qs);
+        choose(when, u"Nth weekday"_s);
         QVERIFY(!lastDay->isVisible());
-        QVERIFY(child<QComboBox>(form, u"form-nth-week"_qs)->isVisible());
-        QVERIFY(child<QComboBox>(form, u"form-nth-weekday"_qs)->isVisible());
-        QVERIFY(child<QWidget>(form, u"form-times"_qs)->isVisible());
+        QVERIFY(child<QComboBox>(form, u"form-nth-week"_s)->isVisible());
+        QVERIFY(child<QComboBox>(form, u"form-nth-weekday"_s)->isVisible());
+        QVERIFY(child<QWidget>(form, u"form-times"_s)->isVisible());
     }
 
     void weekdayButtons_toggleAndColour()
     {
         ShownForm shown;
         TaskFormView &form = shown.form;
-        choose(child<QComboBox>(form, u"form-schedule-type"_qs), u"Weekly"_qs);
-        const QStringList names{u"Sun"_qs, u"Mon"_qs, u"Tue"_qs, u"Wed"_qs, u"Thu"_qs, u"Fri"_qs, u"Sat"_qs};
+        choose(child<QComboBox>(form, u"form-schedule-type"_s), u"Weekly"_s);
+        const QStringList names{u"Sun"_s, u"Mon"_s, u"Tue"_s, u"Wed"_s, u"Thu"_s, u"Fri"_s, u"Sat"_s};
         for (int weekday = 1; weekday <= 7; ++weekday) {
             auto *button = child<QPushButton>(form, u"form-weekday-" % QString::number(weekday));
             QCOMPARE(button->text(), names.at(weekday - 1));
             QCOMPARE(button->size(), QSize(36, 28));
             QCOMPARE(button->isChecked(), weekday == 2);
         }
-        auto *monday = child<QPushButton>(form, u"form-weekday-2"_qs);
-        auto *saturday = child<QPushButton>(form, u"form-weekday-7"_qs);
-        auto *sunday = child<QPushButton>(form, u"form-weekday-1"_qs);
+        auto *monday = child<QPushButton>(form, u"form-weekday-2"_s);
+        auto *saturday = child<QPushButton>(form, u"form-weekday-7"_s);
+        auto *sunday = child<QPushButton>(form, u"form-weekday-1"_s);
         // The chosen days wear the accent colour, the others a neutral one.
         const QColor accent = form.palette().color(QPalette::Highlight);
         QCOMPARE(monday->grab().toImage().pixelColor(18, 3), accent);
@@ -358,8 +358,8 @@ private Q_SLOTS:
     {
         ShownForm shown;
         TaskFormView &form = shown.form;
-        auto *add = child<QPushButton>(form, u"form-add-time"_qs);
-        QCOMPARE(add->text(), u"Add another time"_qs);
+        auto *add = child<QPushButton>(form, u"form-add-time"_s);
+        QCOMPARE(add->text(), u"Add another time"_s);
         QCOMPARE(visibleRemoveButtons(form), 0);
 
         click(add);
@@ -373,57 +373,57 @@ private Q_SLOTS:
         // Set the rows to 18:00, 7:30 and 9:00 through their pickers.
         QList<QWidget *> rows = visibleTimeRows(form);
         auto *first = rows.at(0)->findChild<TimeInputView *>();
-        choose(first->hourPicker(), u"18"_qs);
+        choose(first->hourPicker(), u"18"_s);
         auto *second = rows.at(1)->findChild<TimeInputView *>();
-        choose(second->hourPicker(), u"7"_qs);
-        choose(second->minutePicker(), u"30"_qs);
+        choose(second->hourPicker(), u"7"_s);
+        choose(second->minutePicker(), u"30"_s);
         QCOMPARE(form.fields().times, times({{18, 0}, {7, 30}, {9, 0}}));
         QCOMPARE(form.fields().schedule(), TaskSchedule::daily(times({{7, 30}, {9, 0}, {18, 0}})));
 
         // Remove the third, then the first: one row is left and has no remove button.
-        click(rows.at(2)->findChild<QToolButton *>(u"form-remove-time"_qs));
+        click(rows.at(2)->findChild<QToolButton *>(u"form-remove-time"_s));
         QCOMPARE(form.fields().times, times({{18, 0}, {7, 30}}));
         QCOMPARE(visibleRemoveButtons(form), 2);
-        click(visibleTimeRows(form).at(0)->findChild<QToolButton *>(u"form-remove-time"_qs));
+        click(visibleTimeRows(form).at(0)->findChild<QToolButton *>(u"form-remove-time"_s));
         QCOMPARE(form.fields().times, times({{7, 30}}));
         QCOMPARE(visibleTimeRows(form).size(), 1);
         QCOMPARE(visibleRemoveButtons(form), 0);
         auto *left = visibleTimeRows(form).at(0)->findChild<TimeInputView *>();
-        QCOMPARE(left->hourPicker()->currentText(), u"7"_qs);
-        QCOMPARE(left->minutePicker()->currentText(), u"30"_qs);
+        QCOMPARE(left->hourPicker()->currentText(), u"7"_s);
+        QCOMPARE(left->minutePicker()->currentText(), u"30"_s);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCOMPARE(form.findChildren<QWidget *>(u"form-time-row"_qs).size(), 1);
+        QCOMPARE(form.findChildren<QWidget *>(u"form-time-row"_s).size(), 1);
     }
 
     void wakeExplanation_perKind()
     {
         ShownForm shown;
         TaskFormView &form = shown.form;
-        auto *wake = child<QCheckBox>(form, u"form-wake"_qs);
-        auto *explanation = child<QLabel>(form, u"form-wake-explanation"_qs);
+        auto *wake = child<QCheckBox>(form, u"form-wake"_s);
+        auto *explanation = child<QLabel>(form, u"form-wake-explanation"_s);
         const QString plain =
-            u"Wakes your Mac 5 minutes before the scheduled time so the task can run even during sleep."_qs;
+            u"Wakes your Mac 5 minutes before the scheduled time so the task can run even during sleep."_s;
         click(wake);
         QVERIFY(form.fields().wakeBeforeRun);
         QVERIFY(explanation->isVisible());
         QCOMPARE(explanation->text(), plain);
 
-        auto *type = child<QComboBox>(form, u"form-schedule-type"_qs);
-        choose(type, u"Monthly"_qs);
+        auto *type = child<QComboBox>(form, u"form-schedule-type"_s);
+        choose(type, u"Monthly"_s);
         QCOMPARE(explanation->text(), plain);
-        choose(child<QComboBox>(form, u"form-monthly-type"_qs), u"Last day of month"_qs);
+        choose(child<QComboBox>(form, u"form-monthly-type"_s), u"Last day of month"_s);
         QCOMPARE(explanation->text(),
                  u"Wakes your Mac every day from the 28th to the 31st, 5 minutes before the scheduled time. The task "
-                 u"only runs on the actual last day."_qs);
-        choose(child<QComboBox>(form, u"form-monthly-type"_qs), u"Nth weekday"_qs);
-        choose(child<QComboBox>(form, u"form-nth-week"_qs), u"2nd"_qs);
+                 u"only runs on the actual last day."_s);
+        choose(child<QComboBox>(form, u"form-monthly-type"_s), u"Nth weekday"_s);
+        choose(child<QComboBox>(form, u"form-nth-week"_s), u"2nd"_s);
         QCOMPARE(explanation->text(), u"Wakes your Mac every Monday 5 minutes before the scheduled time. The task only "
-                                      u"runs on the 2nd occurrence."_qs);
-        choose(child<QComboBox>(form, u"form-nth-weekday"_qs), u"Friday"_qs);
-        choose(child<QComboBox>(form, u"form-nth-week"_qs), u"4th"_qs);
+                                      u"runs on the 2nd occurrence."_s);
+        choose(child<QComboBox>(form, u"form-nth-weekday"_s), u"Friday"_s);
+        choose(child<QComboBox>(form, u"form-nth-week"_s), u"4th"_s);
         QCOMPARE(explanation->text(), u"Wakes your Mac every Friday 5 minutes before the scheduled time. The task only "
-                                      u"runs on the 4th occurrence."_qs);
-        choose(type, u"Weekly"_qs);
+                                      u"runs on the 4th occurrence."_s);
+        choose(type, u"Weekly"_s);
         QCOMPARE(explanation->text(), plain);
 
         click(wake);
@@ -434,22 +434,22 @@ private Q_SLOTS:
     {
         ShownForm shown;
         TaskFormView &form = shown.form;
-        auto *caption = child<QLabel>(form, u"form-login-shell-caption"_qs);
-        QCOMPARE(caption->text(), u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using zsh."_qs);
-        click(child<QCheckBox>(form, u"form-login-shell"_qs));
+        auto *caption = child<QLabel>(form, u"form-login-shell-caption"_s);
+        QCOMPARE(caption->text(), u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using zsh."_s);
+        click(child<QCheckBox>(form, u"form-login-shell"_s));
         QVERIFY(!form.fields().useLoginShell);
-        QCOMPARE(caption->text(), u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). "_qs);
+        QCOMPARE(caption->text(), u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). "_s);
 
         QCOMPARE(TaskFormText::loginShellCaption(true, std::nullopt),
-                 u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using unknown."_qs);
+                 u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using unknown."_s);
         qunsetenv("SHELL");
-        click(child<QCheckBox>(form, u"form-login-shell"_qs));
+        click(child<QCheckBox>(form, u"form-login-shell"_s));
         QCOMPARE(caption->text(),
-                 u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using unknown."_qs);
+                 u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using unknown."_s);
         qputenv("SHELL", "/opt/homebrew/bin/fish");
-        click(child<QCheckBox>(form, u"form-login-shell"_qs));
-        click(child<QCheckBox>(form, u"form-login-shell"_qs));
-        QCOMPARE(caption->text(), u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using fish."_qs);
+        click(child<QCheckBox>(form, u"form-login-shell"_s));
+        click(child<QCheckBox>(form, u"form-login-shell"_s));
+        QCOMPARE(caption->text(), u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using fish."_s);
     }
 
     void typingFillsFields_blankNameCounts()
@@ -457,12 +457,12 @@ private Q_SLOTS:
         ShownForm shown;
         TaskFormView &form = shown.form;
         QVERIFY(!form.fields().canSubmit());
-        QTest::keyClicks(child<QLineEdit>(form, u"form-task-name"_qs), u"   "_qs);
-        QTest::keyClicks(child<QPlainTextEdit>(form, u"form-task-command"_qs), u"echo hi"_qs);
-        QTest::keyClicks(child<QLineEdit>(form, u"form-working-directory"_qs), u"/tmp/x y"_qs);
-        QCOMPARE(form.fields().name, u"   "_qs);
-        QCOMPARE(form.fields().command, u"echo hi"_qs);
-        QCOMPARE(form.fields().workingDirectory, u"/tmp/x y"_qs);
+        QTest::keyClicks(child<QLineEdit>(form, u"form-task-name"_s), u"   "_s);
+        QTest::keyClicks(child<QPlainTextEdit>(form, u"form-task-command"_s), u"echo hi"_s);
+        QTest::keyClicks(child<QLineEdit>(form, u"form-working-directory"_s), u"/tmp/x y"_s);
+        QCOMPARE(form.fields().name, u"   "_s);
+        QCOMPARE(form.fields().command, u"echo hi"_s);
+        QCOMPARE(form.fields().workingDirectory, u"/tmp/x y"_s);
         QVERIFY(form.fields().canSubmit());
     }
 
@@ -470,38 +470,38 @@ private Q_SLOTS:
     {
         ShownForm shown;
         TaskFormView &form = shown.form;
-        QTest::keyClicks(child<QPlainTextEdit>(form, u"form-task-command"_qs), u"old command"_qs);
-        form.applyShortcut(u"Tom's backup"_qs);
-        QCOMPARE(form.fields().command, u"shortcuts run 'Tom'\\''s backup'"_qs);
-        QCOMPARE(child<QPlainTextEdit>(form, u"form-task-command"_qs)->toPlainText(),
-                 u"shortcuts run 'Tom'\\''s backup'"_qs);
-        QCOMPARE(form.fields().name, u"Tom's backup"_qs);
-        QCOMPARE(child<QLineEdit>(form, u"form-task-name"_qs)->text(), u"Tom's backup"_qs);
+        QTest::keyClicks(child<QPlainTextEdit>(form, u"form-task-command"_s), u"old command"_s);
+        form.applyShortcut(u"Tom's backup"_s);
+        QCOMPARE(form.fields().command, u"shortcuts run 'Tom'\\''s backup'"_s);
+        QCOMPARE(child<QPlainTextEdit>(form, u"form-task-command"_s)->toPlainText(),
+                 u"shortcuts run 'Tom'\\''s backup'"_s);
+        QCOMPARE(form.fields().name, u"Tom's backup"_s);
+        QCOMPARE(child<QLineEdit>(form, u"form-task-name"_s)->text(), u"Tom's backup"_s);
 
-        form.applyShortcut(u"Daily Backup"_qs);
-        QCOMPARE(form.fields().command, u"shortcuts run 'Daily Backup'"_qs);
-        QCOMPARE(form.fields().name, u"Tom's backup"_qs);
+        form.applyShortcut(u"Daily Backup"_s);
+        QCOMPARE(form.fields().command, u"shortcuts run 'Daily Backup'"_s);
+        QCOMPARE(form.fields().name, u"Tom's backup"_s);
     }
 
     void fromShortcutsButton_picksFromTheTool()
     {
         Sandbox sandbox;
-        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_qs);
-        tool.setOutput("Morning Brief\n  Tom's backup\t\n\n", u"list"_qs);
+        StandInTool tool(sandbox, u"/usr/bin/shortcuts"_s);
+        tool.setOutput("Morning Brief\n  Tom's backup\t\n\n", u"list"_s);
         ShownForm shown;
         TaskFormView &form = shown.form;
-        click(buttonWithText(form, u"From Shortcuts"_qs));
+        click(buttonWithText(form, u"From Shortcuts"_s));
         auto *picker = form.findChild<ShortcutsPickerView *>();
         QVERIFY(picker);
         QTRY_VERIFY(picker->isVisible());
         QTRY_VERIFY(!picker->isLoading());
-        auto *list = child<QListWidget>(*picker, u"shortcuts-list"_qs);
+        auto *list = child<QListWidget>(*picker, u"shortcuts-list"_s);
         QCOMPARE(list->count(), 2);
         QListWidgetItem *item = list->item(1);
-        QCOMPARE(item->text(), u"Tom's backup"_qs);
+        QCOMPARE(item->text(), u"Tom's backup"_s);
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
-        QCOMPARE(form.fields().command, u"shortcuts run 'Tom'\\''s backup'"_qs);
-        QCOMPARE(form.fields().name, u"Tom's backup"_qs);
+        QCOMPARE(form.fields().command, u"shortcuts run 'Tom'\\''s backup'"_s);
+        QCOMPARE(form.fields().name, u"Tom's backup"_s);
         QTRY_VERIFY(!form.findChild<ShortcutsPickerView *>());
     }
 
@@ -509,40 +509,42 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         auto keychain = std::make_shared<FakeKeychain>();
-        auto settings = std::make_shared<QSettings>(dir.filePath(u"settings.ini"_qs), QSettings::IniFormat);
+        auto settings = std::make_shared<QSettings>(dir.filePath(u"settings.ini"_s), QSettings::IniFormat);
         ShownForm shown;
         TaskFormView &form = shown.form;
         form.setKeychain(keychain);
         form.setSettings(settings);
-        QTest::keyClicks(child<QPlainTextEdit>(form, u"form-task-command"_qs), u"echo replaced"_qs);
+        QTest::keyClicks(child<QPlainTextEdit>(form, u"form-task-command"_s), u"echo replaced"_s);
 
-        click(buttonWithText(form, u"Gmail Template"_qs));
+        click(buttonWithText(form, u"Gmail Template"_s));
         auto *setup = form.findChild<GmailSetupView *>();
         QVERIFY(setup);
         QTRY_VERIFY(setup->isVisible());
-        QTest::keyClicks(child<QLineEdit>(*setup, u"gmail-address"_qs), u"me@gmail.com"_qs);
-        QTest::keyClicks(child<QLineEdit>(*setup, u"gmail-app-password"_qs), u"abcd efgh ijkl mnop"_qs);
-        QTest::keyClicks(child<QLineEdit>(*setup, u"gmail-to"_qs), u"you@x.org"_qs);
-        click(child<QPushButton>(*setup, u"gmail-use-template"_qs));
+        QTest::keyClicks(child<QLineEdit>(*setup, u"gmail-address"_s), u"me@gmail.com"_s);
+        QTest::keyClicks(child<QLineEdit>(*setup, u"gmail-app-password"_s), u"abcd efgh ijkl mnop"_s);
+        QTest::keyClicks(child<QLineEdit>(*setup, u"gmail-to"_s), u"you@x.org"_s);
+        click(child<QPushButton>(*setup, u"gmail-use-template"_s));
 
         QCOMPARE(form.fields().command,
-                 MailSnippet::build({u"me@gmail.com"_qs, u"you@x.org"_qs, u"Daily Reminder"_qs,
-                                     u"Don't forget to check the report."_qs}));
-        QCOMPARE(form.fields().name, u"Email: Daily Reminder"_qs);
-        QCOMPARE(keychain->items.value(u"me@gmail.com"_qs), u"abcd efgh ijkl mnop"_qs);
+                 MailSnippet::build({u"me@gmail.com"_s, u"you@x.org"_s, u"Daily Reminder"_s,
+                                     u"Don't forget to check the report."_s}));
+        QCOMPARE(form.fields().name, u"Email: Daily Reminder"_s);
+        QCOMPARE(keychain->items.value(u"me@gmail.com"_s), u"abcd efgh ijkl mnop"_s);
         QTRY_VERIFY(!form.findChild<GmailSetupView *>());
 
         // A typed name stays.
         form.setFields([&] {
             TaskFormFields fields = form.fields();
-            fields.name = u"Mine"_qs;
+            fields.name = u"Mine"_s;
             return fields;
         }());
-        form.applyGeneratedCommand(u"echo new"_qs, u"Email: Other"_qs);
-        QCOMPARE(form.fields().name, u"Mine"_qs);
-        QCOMPARE(form.fields().command, u"echo new"_qs);
+        form.applyGeneratedCommand(u"echo new"_s, u"Email: Other"_s);
+        QCOMPARE(form.fields().name, u"Mine"_s);
+        QCOMPARE(form.fields().command, u"echo new"_s);
     }
 };
 
 QTEST_MAIN(TaskFormViewTest)
 #include "test_task_form_view.moc"
+
+using namespace Qt::StringLiterals;

@@ -15,7 +15,7 @@ ScheduledTask task(const QString &name, bool enabled)
     ScheduledTask t;
     t.id = QUuid::createUuid();
     t.name = name;
-    t.command = u"echo hi"_qs;
+    t.command = u"echo hi"_s;
     t.schedule = TaskSchedule::daily({{14, 0}, {9, 5}});
     t.isEnabled = enabled;
     return t;
@@ -25,7 +25,7 @@ QColor dotColor(TaskRowView &row)
 {
     row.resize(240, 44);
     row.show();
-    const QWidget *dot = row.findChild<QWidget *>(u"task-row-dot"_qs);
+    const QWidget *dot = row.findChild<QWidget *>(u"task-row-dot"_s);
     const QImage image = row.grab().toImage();
     const QPoint centre = dot->geometry().center();
     return image.pixelColor(centre);
@@ -40,44 +40,44 @@ class TaskRowViewTest : public QObject
 private Q_SLOTS:
     void row_showsNameAndScheduleDescription()
     {
-        TaskRowView row(task(u"Backup \"home\""_qs, true));
-        QCOMPARE(row.findChild<QLabel *>(u"task-row-name"_qs)->text(), u"Backup \"home\""_qs);
-        QCOMPARE(row.findChild<QLabel *>(u"task-row-name"_qs)->font().weight(), QFont::Medium);
-        QCOMPARE(row.findChild<QLabel *>(u"task-row-schedule"_qs)->text(), u"Daily at 9:05, 14:00"_qs);
+        TaskRowView row(task(u"Backup \"home\""_s, true));
+        QCOMPARE(row.findChild<QLabel *>(u"task-row-name"_s)->text(), u"Backup \"home\""_s);
+        QCOMPARE(row.findChild<QLabel *>(u"task-row-name"_s)->font().weight(), QFont::Medium);
+        QCOMPARE(row.findChild<QLabel *>(u"task-row-schedule"_s)->text(), u"Daily at 9:05, 14:00"_s);
     }
 
     void dot_isGreenWhenEnabledGreyWhenDisabled()
     {
-        TaskRowView enabled(task(u"a"_qs, true));
-        TaskRowView disabled(task(u"b"_qs, false));
-        QCOMPARE(enabled.findChild<QWidget *>(u"task-row-dot"_qs)->size(), QSize(8, 8));
+        TaskRowView enabled(task(u"a"_s, true));
+        TaskRowView disabled(task(u"b"_s, false));
+        QCOMPARE(enabled.findChild<QWidget *>(u"task-row-dot"_s)->size(), QSize(8, 8));
         QCOMPARE(dotColor(enabled), ViewStyle::green());
         QCOMPARE(dotColor(disabled), ViewStyle::grey());
     }
 
     void tick_onlyInSelectMode()
     {
-        TaskRowView row(task(u"a"_qs, true));
+        TaskRowView row(task(u"a"_s, true));
         row.show();
-        auto *tick = row.findChild<QLabel *>(u"task-row-tick"_qs);
+        auto *tick = row.findChild<QLabel *>(u"task-row-tick"_s);
         QVERIFY(!tick->isVisible());
         row.setTick(false);
         QVERIFY(tick->isVisible());
-        QCOMPARE(tick->accessibleName(), u"circle"_qs);
+        QCOMPARE(tick->accessibleName(), u"circle"_s);
         row.setTick(true);
-        QCOMPARE(tick->accessibleName(), u"checkmark.circle.fill"_qs);
+        QCOMPARE(tick->accessibleName(), u"checkmark.circle.fill"_s);
         row.setTick(std::nullopt);
         QVERIFY(!tick->isVisible());
     }
 
     void fullLog_showsTitleAndContentAndCloses()
     {
-        FullLogView view(u"stdout"_qs, u"one\ntwo"_qs);
+        FullLogView view(u"stdout"_s, u"one\ntwo"_s);
         view.show();
-        QCOMPARE(view.findChild<QLabel *>(u"full-log-title"_qs)->text(), u"stdout"_qs);
-        QCOMPARE(view.findChild<QPlainTextEdit *>(u"full-log-content"_qs)->toPlainText(), u"one\ntwo"_qs);
-        QVERIFY(view.findChild<QPlainTextEdit *>(u"full-log-content"_qs)->isReadOnly());
-        QTest::mouseClick(view.findChild<QPushButton *>(u"full-log-done"_qs), Qt::LeftButton);
+        QCOMPARE(view.findChild<QLabel *>(u"full-log-title"_s)->text(), u"stdout"_s);
+        QCOMPARE(view.findChild<QPlainTextEdit *>(u"full-log-content"_s)->toPlainText(), u"one\ntwo"_s);
+        QVERIFY(view.findChild<QPlainTextEdit *>(u"full-log-content"_s)->isReadOnly());
+        QTest::mouseClick(view.findChild<QPushButton *>(u"full-log-done"_s), Qt::LeftButton);
         QVERIFY(!view.isVisible());
         QCOMPARE(view.result(), int(QDialog::Accepted));
     }
@@ -85,3 +85,5 @@ private Q_SLOTS:
 
 QTEST_MAIN(TaskRowViewTest)
 #include "test_task_row_view.moc"
+
+using namespace Qt::StringLiterals;

@@ -35,13 +35,13 @@ struct Sheet {
 
     explicit Sheet(const QString &command, std::optional<QString> directory = std::nullopt)
         : view(command, std::move(directory), std::nullopt, false),
-          output(child<QPlainTextEdit>(view, u"test-run-output"_qs)),
-          exitLabel(child<QLabel>(view, u"test-run-exit"_qs)),
-          exitIcon(child<QLabel>(view, u"test-run-exit-icon"_qs)),
-          running(child<QLabel>(view, u"test-run-running"_qs)),
-          stop(child<QPushButton>(view, u"test-run-stop"_qs)),
-          close(child<QPushButton>(view, u"test-run-close"_qs)),
-          runAgain(child<QPushButton>(view, u"test-run-again"_qs))
+          output(child<QPlainTextEdit>(view, u"test-run-output"_s)),
+          exitLabel(child<QLabel>(view, u"test-run-exit"_s)),
+          exitIcon(child<QLabel>(view, u"test-run-exit-icon"_s)),
+          running(child<QLabel>(view, u"test-run-running"_s)),
+          stop(child<QPushButton>(view, u"test-run-stop"_s)),
+          close(child<QPushButton>(view, u"test-run-close"_s)),
+          runAgain(child<QPushButton>(view, u"test-run-again"_s))
     {
         view.show();
         if (!QTest::qWaitForWindowExposed(&view)) {
@@ -95,26 +95,26 @@ class TestRunViewTest : public QObject
 private Q_SLOTS:
     void header_titleAndCommand()
     {
-        Sheet sheet(u"echo \"hi\" && true"_qs);
-        QCOMPARE(sheet.view.windowTitle(), u"Test Run"_qs);
-        QCOMPARE(child<QLabel>(sheet.view, u"test-run-title"_qs)->text(), u"Test Run"_qs);
-        auto *command = child<QLabel>(sheet.view, u"test-run-command"_qs);
-        QCOMPARE(command->text(), u"echo \"hi\" && true"_qs);
+        Sheet sheet(u"echo \"hi\" && true"_s);
+        QCOMPARE(sheet.view.windowTitle(), u"Test Run"_s);
+        QCOMPARE(child<QLabel>(sheet.view, u"test-run-title"_s)->text(), u"Test Run"_s);
+        auto *command = child<QLabel>(sheet.view, u"test-run-command"_s);
+        QCOMPARE(command->text(), u"echo \"hi\" && true"_s);
         QVERIFY(QFontInfo(command->font()).fixedPitch());
-        QCOMPARE(sheet.running->text(), u"Running..."_qs);
-        QCOMPARE(sheet.stop->text(), u"Stop"_qs);
-        QCOMPARE(sheet.close->text(), u"Close"_qs);
-        QCOMPARE(sheet.runAgain->text(), u"Run Again"_qs);
-        QCOMPARE(sheet.output->placeholderText(), u"Waiting for output..."_qs);
+        QCOMPARE(sheet.running->text(), u"Running..."_s);
+        QCOMPARE(sheet.stop->text(), u"Stop"_s);
+        QCOMPARE(sheet.close->text(), u"Close"_s);
+        QCOMPARE(sheet.runAgain->text(), u"Run Again"_s);
+        QCOMPARE(sheet.output->placeholderText(), u"Waiting for output..."_s);
         QTRY_VERIFY(sheet.finished());
-        QCOMPARE(sheet.output->toPlainText(), u"hi\n"_qs);
+        QCOMPARE(sheet.output->toPlainText(), u"hi\n"_s);
     }
 
     void outputAppearsWhileStillRunning_andStopEndsIt()
     {
-        Sheet sheet(u"echo first; sleep 30; echo never"_qs);
+        Sheet sheet(u"echo first; sleep 30; echo never"_s);
         sheet.verifyRunningState();
-        QTRY_COMPARE(sheet.output->toPlainText(), u"first\n"_qs);
+        QTRY_COMPARE(sheet.output->toPlainText(), u"first\n"_s);
         sheet.verifyRunningState();
 
         QElapsedTimer clock;
@@ -123,52 +123,52 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(sheet.finished(), 5000);
         QVERIFY(clock.elapsed() < 5000);
         sheet.verifyFinishedState();
-        QCOMPARE(sheet.output->toPlainText(), u"first\n"_qs);
+        QCOMPARE(sheet.output->toPlainText(), u"first\n"_s);
         QCOMPARE(sheet.exitLabel->text(), QString::asprintf("Exit: %d", *sheet.view.runner().exitCode()));
         QVERIFY(*sheet.view.runner().exitCode() != 0);
-        QCOMPARE(sheet.exitIcon->accessibleName(), u"xmark.circle.fill"_qs);
+        QCOMPARE(sheet.exitIcon->accessibleName(), u"xmark.circle.fill"_s);
         QVERIFY(countPixels(sheet.exitIcon, FormStyle::kRed) > 10);
         QCOMPARE(countPixels(sheet.exitIcon, FormStyle::kGreen), 0);
     }
 
     void stop_endsSleep()
     {
-        Sheet sheet(u"sleep 60"_qs);
+        Sheet sheet(u"sleep 60"_s);
         QTRY_VERIFY(sheet.view.runner().process() && sheet.view.runner().process()->state() == QProcess::Running);
         QTest::mouseClick(sheet.stop, Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(sheet.finished(), 5000);
-        QCOMPARE(sheet.exitLabel->text(), u"Exit: 143"_qs);
+        QCOMPARE(sheet.exitLabel->text(), u"Exit: 143"_s);
         QCOMPARE(sheet.output->toPlainText(), QString());
     }
 
     void silentCommand_placeholderThenOnlyExitLabel()
     {
-        Sheet sheet(u"sleep 0.5"_qs);
+        Sheet sheet(u"sleep 0.5"_s);
         sheet.verifyRunningState();
         QCOMPARE(sheet.output->toPlainText(), QString());
-        QCOMPARE(sheet.output->placeholderText(), u"Waiting for output..."_qs);
+        QCOMPARE(sheet.output->placeholderText(), u"Waiting for output..."_s);
         QTRY_VERIFY(sheet.finished());
         sheet.verifyFinishedState();
         QCOMPARE(sheet.output->toPlainText(), QString());
-        QCOMPARE(sheet.exitLabel->text(), u"Exit: 0"_qs);
-        QCOMPARE(sheet.exitIcon->accessibleName(), u"checkmark.circle.fill"_qs);
+        QCOMPARE(sheet.exitLabel->text(), u"Exit: 0"_s);
+        QCOMPARE(sheet.exitIcon->accessibleName(), u"checkmark.circle.fill"_s);
         QVERIFY(countPixels(sheet.exitIcon, FormStyle::kGreen) > 10);
         QCOMPARE(countPixels(sheet.exitIcon, FormStyle::kRed), 0);
     }
 
     void failingCommand_showsItsStatus()
     {
-        Sheet sheet(u"echo oops >&2; exit 3"_qs);
+        Sheet sheet(u"echo oops >&2; exit 3"_s);
         QTRY_VERIFY(sheet.finished());
-        QCOMPARE(sheet.exitLabel->text(), u"Exit: 3"_qs);
-        QCOMPARE(sheet.output->toPlainText(), u"oops\n"_qs);
-        QCOMPARE(sheet.exitIcon->accessibleName(), u"xmark.circle.fill"_qs);
+        QCOMPARE(sheet.exitLabel->text(), u"Exit: 3"_s);
+        QCOMPARE(sheet.output->toPlainText(), u"oops\n"_s);
+        QCOMPARE(sheet.exitIcon->accessibleName(), u"xmark.circle.fill"_s);
     }
 
     void workingDirectory_isUsed()
     {
         Sandbox sandbox;
-        Sheet sheet(u"pwd"_qs, sandbox.home());
+        Sheet sheet(u"pwd"_s, sandbox.home());
         QTRY_VERIFY(sheet.finished());
         QCOMPARE(sheet.output->toPlainText(), QString(sandbox.home() + u'\n'));
     }
@@ -176,27 +176,27 @@ private Q_SLOTS:
     void returnRunsAgain_clearingFirst()
     {
         Sandbox sandbox;
-        const QString counter = sandbox.root() + u"/count"_qs;
+        const QString counter = sandbox.root() + u"/count"_s;
         Sheet sheet(u"echo run >> '" % counter % u"'; sleep 0.4; wc -l < '" % counter % u"' | tr -d ' '");
         QTRY_VERIFY(sheet.finished());
-        QCOMPARE(sheet.output->toPlainText(), u"1\n"_qs);
+        QCOMPARE(sheet.output->toPlainText(), u"1\n"_s);
 
         QTest::keyClick(&sheet.view, Qt::Key_Return);
         // Cleared and running again before the new output arrives.
         QCOMPARE(sheet.output->toPlainText(), QString());
         sheet.verifyRunningState();
         QTRY_VERIFY(sheet.finished());
-        QCOMPARE(sheet.output->toPlainText(), u"2\n"_qs);
+        QCOMPARE(sheet.output->toPlainText(), u"2\n"_s);
 
         QTest::mouseClick(sheet.runAgain, Qt::LeftButton);
         QTRY_VERIFY(sheet.finished());
-        QCOMPARE(sheet.output->toPlainText(), u"3\n"_qs);
+        QCOMPARE(sheet.output->toPlainText(), u"3\n"_s);
         QVERIFY(sheet.view.isVisible());
     }
 
     void escape_ignoredWhileRunning_closesAfter()
     {
-        Sheet sheet(u"sleep 0.6"_qs);
+        Sheet sheet(u"sleep 0.6"_s);
         QTest::keyClick(&sheet.view, Qt::Key_Escape);
         QVERIFY(sheet.view.isVisible());
         QTRY_VERIFY(sheet.finished());
@@ -207,7 +207,7 @@ private Q_SLOTS:
 
     void closeButton_dismisses()
     {
-        Sheet sheet(u"true"_qs);
+        Sheet sheet(u"true"_s);
         QTRY_VERIFY(sheet.finished());
         QTest::mouseClick(sheet.close, Qt::LeftButton);
         QVERIFY(!sheet.view.isVisible());
@@ -223,15 +223,15 @@ private Q_SLOTS:
         connect(&ticker, &QTimer::timeout, this, [&] {
             longestGap = std::max(longestGap, sinceTick.restart());
         });
-        Sheet sheet(u"seq 1 1000000"_qs);
+        Sheet sheet(u"seq 1 1000000"_s);
         sinceTick.start();
         ticker.start();
         QTRY_VERIFY_WITH_TIMEOUT(sheet.finished(), 120000);
         ticker.stop();
-        QCOMPARE(sheet.exitLabel->text(), u"Exit: 0"_qs);
+        QCOMPARE(sheet.exitLabel->text(), u"Exit: 0"_s);
         QCOMPARE(sheet.output->document()->blockCount(), 1000001);
-        QCOMPARE(sheet.output->document()->lastBlock().previous().text(), u"1000000"_qs);
-        QCOMPARE(sheet.output->document()->firstBlock().text(), u"1"_qs);
+        QCOMPARE(sheet.output->document()->lastBlock().previous().text(), u"1000000"_s);
+        QCOMPARE(sheet.output->document()->firstBlock().text(), u"1"_s);
         QScrollBar *bar = sheet.output->verticalScrollBar();
         QCOMPARE(bar->value(), bar->maximum());
         qInfo("longest pause of the event loop: %lld ms", longestGap);
@@ -241,3 +241,5 @@ private Q_SLOTS:
 
 QTEST_MAIN(TestRunViewTest)
 #include "test_test_run_view.moc"
+
+using namespace Qt::StringLiterals;

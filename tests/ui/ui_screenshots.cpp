@@ -14,11 +14,13 @@
 #include <QStyleFactory>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString runLine(const QDateTime &start, int seconds, int exitCode)
 {
-    const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_qs;
+    const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_s;
     return start.toUTC().toString(format) % u'\t' % start.addSecs(seconds).toUTC().toString(format) % u'\t' %
            QString::number(exitCode) % u'\n';
 }
@@ -37,40 +39,40 @@ void settle()
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    QApplication::setStyle(QStyleFactory::create(u"Fusion"_qs));
-    const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : u"."_qs;
+    QApplication::setStyle(QStyleFactory::create(u"Fusion"_s));
+    const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : u"."_s;
     QDir().mkpath(out);
 
     UiWorld world;
     const QDateTime now = QDateTime::currentDateTime();
-    world.pmset.setOutput("Repeating power events:\n  wakepoweron at 2:25AM every day\n", u"-g"_qs);
+    world.pmset.setOutput("Repeating power events:\n  wakepoweron at 2:25AM every day\n", u"-g"_s);
 
-    ScheduledTask build = UiWorld::task(u"Nightly build"_qs, u"cd ~/src/app && npm run build"_qs,
+    ScheduledTask build = UiWorld::task(u"Nightly build"_s, u"cd ~/src/app && npm run build"_s,
                                         TaskSchedule::daily({{2, 30}}), true);
-    build.workingDirectory = u"/Users/sam/src/app"_qs;
-    build.envFilePath = u"/Users/sam/src/app/.env"_qs;
+    build.workingDirectory = u"/Users/sam/src/app"_s;
+    build.envFilePath = u"/Users/sam/src/app/.env"_s;
     build.wakeBeforeRun = true;
-    ScheduledTask backup = UiWorld::task(u"Backup photos"_qs, u"rsync -a ~/Pictures /Volumes/Backup/"_qs,
+    ScheduledTask backup = UiWorld::task(u"Backup photos"_s, u"rsync -a ~/Pictures /Volumes/Backup/"_s,
                                          TaskSchedule::weekly({2, 4, 6}, {{7, 0}}), true);
-    ScheduledTask report = UiWorld::task(u"Monthly report"_qs, u"python3 report.py --month last"_qs,
+    ScheduledTask report = UiWorld::task(u"Monthly report"_s, u"python3 report.py --month last"_s,
                                          TaskSchedule::monthlyLastDay({{18, 0}}), true);
-    ScheduledTask poll = UiWorld::task(u"Poll status page"_qs, u"curl -fsS https://status.example.org/ping"_qs,
+    ScheduledTask poll = UiWorld::task(u"Poll status page"_s, u"curl -fsS https://status.example.org/ping"_s,
                                        TaskSchedule::interval(90), true);
-    ScheduledTask old = UiWorld::task(u"Clean downloads"_qs, u"find ~/Downloads -mtime +30 -delete"_qs,
+    ScheduledTask old = UiWorld::task(u"Clean downloads"_s, u"find ~/Downloads -mtime +30 -delete"_s,
                                       TaskSchedule::monthlyNthWeekday(1, 2, {{9, 0}}), false);
-    world.writeJob(world.sandbox.launchAgentsDir(), u"com.example.sync-agent"_qs,
+    world.writeJob(world.sandbox.launchAgentsDir(), u"com.example.sync-agent"_s,
                    "<key>ProgramArguments</key><array><string>/usr/local/bin/sync-agent</string>"
                    "<string>--daemon</string></array><key>RunAtLoad</key><true/><key>KeepAlive</key><true/>"
                    "<key>StandardOutPath</key><string>/tmp/sync-agent.out</string>"
                    "<key>StandardErrorPath</key><string>/tmp/sync-agent.err</string>");
-    world.writeJob(world.globalAgentsDir(), u"com.vendor.updater.check"_qs,
+    world.writeJob(world.globalAgentsDir(), u"com.vendor.updater.check"_s,
                    "<key>Program</key><string>/Library/Vendor/updater</string>"
                    "<key>StartInterval</key><integer>14400</integer>");
-    world.writeJob(world.globalDaemonsDir(), u"org.example.backupd"_qs,
+    world.writeJob(world.globalDaemonsDir(), u"org.example.backupd"_s,
                    "<key>ProgramArguments</key><array><string>/usr/libexec/backupd</string></array>"
                    "<key>StartCalendarInterval</key><dict><key>Hour</key><integer>3</integer>"
                    "<key>Minute</key><integer>15</integer></dict>");
-    world.writeJob(world.globalDaemonsDir(), u"org.example.disabled"_qs, "<key>Disabled</key><true/>");
+    world.writeJob(world.globalDaemonsDir(), u"org.example.disabled"_s, "<key>Disabled</key><true/>");
 
     world.writeTasks({build, backup, report, poll, old});
     auto store = world.openStore();
@@ -98,7 +100,7 @@ int main(int argc, char *argv[])
     Sandbox::writeFile(files.runsPath(poll), pollRuns.toUtf8());
 
     ContentView view(*store);
-    view.setWindowTitle(u"Moxley"_qs);
+    view.setWindowTitle(u"Moxley"_s);
     view.resize(1040, 720);
     view.show();
     settle();
@@ -108,25 +110,25 @@ int main(int argc, char *argv[])
         view.grab().save(out % u'/' % name);
     };
     view.setSelection(std::nullopt);
-    shoot(u"main-window.png"_qs);
+    shoot(u"main-window.png"_s);
     view.setSelection(SidebarSection::task(build.id));
-    shoot(u"task-detail.png"_qs);
+    shoot(u"task-detail.png"_s);
     if (auto *detail = qobject_cast<QScrollArea *>(view.detailWidget())) {
         detail->verticalScrollBar()->setValue(620);
     }
-    shoot(u"task-detail-output.png"_qs);
+    shoot(u"task-detail-output.png"_s);
     view.setShowSystemJobs(true);
     view.setSelection(SidebarSection::systemJob(world.sandbox.launchAgentsDir() % u"/com.example.sync-agent.plist"));
-    shoot(u"system-job.png"_qs);
+    shoot(u"system-job.png"_s);
     view.setSelection(SidebarSection::timeline());
     if (auto *timeline = qobject_cast<DayTimelineView *>(view.detailWidget())) {
         timeline->setShowSystemJobs(true);
     }
-    shoot(u"timeline.png"_qs);
+    shoot(u"timeline.png"_s);
     view.setShowSystemJobs(false);
     view.enterSelectMode();
     view.toggleTick(build.id);
     view.toggleTick(report.id);
-    shoot(u"select-mode.png"_qs);
+    shoot(u"select-mode.png"_s);
     return 0;
 }

@@ -21,6 +21,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString outputDir;
@@ -54,9 +56,9 @@ int main(int argc, char *argv[])
     qputenv("SHELL", "/bin/zsh");
 
     Sandbox sandbox;
-    StandInTool launchctl(sandbox, u"/bin/launchctl"_qs);
-    StandInTool osascript(sandbox, u"/usr/bin/osascript"_qs);
-    StandInTool shortcuts(sandbox, u"/usr/bin/shortcuts"_qs);
+    StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
+    StandInTool osascript(sandbox, u"/usr/bin/osascript"_s);
+    StandInTool shortcuts(sandbox, u"/usr/bin/shortcuts"_s);
     TaskStore::Options options;
     options.tasksFile = sandbox.tasksFile();
     options.pmsetService = std::make_shared<PmsetService>();
@@ -65,84 +67,84 @@ int main(int argc, char *argv[])
     {
         AddTaskView add(store);
         add.resize(560, 760);
-        save(add, u"add-task-empty"_qs);
+        save(add, u"add-task-empty"_s);
     }
     {
         AddTaskView add(store);
         add.resize(560, 860);
         TaskFormFields fields;
-        fields.name = u"Morning backup"_qs;
-        fields.command = u"rsync -a ~/Documents /Volumes/Backup/\necho done"_qs;
+        fields.name = u"Morning backup"_s;
+        fields.command = u"rsync -a ~/Documents /Volumes/Backup/\necho done"_s;
         fields.scheduleType = ScheduleType::weekly;
         fields.weekdays = {2, 4, 6};
         fields.times = {TimeOfDay{7, 0}, TimeOfDay{18, 30}};
         fields.wakeBeforeRun = true;
-        fields.workingDirectory = u"/Users/you/project"_qs;
+        fields.workingDirectory = u"/Users/you/project"_s;
         add.form()->setFields(fields);
-        save(add, u"add-task-weekly"_qs);
+        save(add, u"add-task-weekly"_s);
     }
     {
         ScheduledTask task;
         task.id = QUuid::createUuid();
-        task.name = u"Pay rent reminder"_qs;
-        task.command = u"osascript -e 'display notification \"Rent\"'"_qs;
+        task.name = u"Pay rent reminder"_s;
+        task.command = u"osascript -e 'display notification \"Rent\"'"_s;
         task.schedule = TaskSchedule::monthlyNthWeekday(2, 2, {TimeOfDay{9, 0}});
         task.wakeBeforeRun = true;
         EditTaskView edit(store, task);
         edit.resize(560, 780);
-        save(edit, u"edit-task-nth-weekday"_qs);
+        save(edit, u"edit-task-nth-weekday"_s);
         TaskFormFields fields = edit.form()->fields();
         fields.monthlyType = MonthlyType::specificDay;
         fields.dayOfMonth = 31;
         edit.form()->setFields(fields);
-        save(edit, u"edit-task-day-31"_qs);
+        save(edit, u"edit-task-day-31"_s);
         fields.scheduleType = ScheduleType::interval;
         fields.intervalMinutes = 90;
         edit.form()->setFields(fields);
-        save(edit, u"edit-task-interval"_qs);
+        save(edit, u"edit-task-interval"_s);
         fields.scheduleType = ScheduleType::runAtLoad;
         fields.useLoginShell = false;
         edit.form()->setFields(fields);
-        save(edit, u"edit-task-run-at-load"_qs);
+        save(edit, u"edit-task-run-at-load"_s);
     }
     {
-        TestRunView run(u"for i in 1 2 3; do echo \"line $i\"; done; echo oops >&2; exit 2"_qs, std::nullopt,
+        TestRunView run(u"for i in 1 2 3; do echo \"line $i\"; done; echo oops >&2; exit 2"_s, std::nullopt,
                         std::nullopt, false);
         run.show();
         waitFor([&] { return run.runner().exitCode().has_value(); });
-        save(run, u"test-run-finished"_qs);
+        save(run, u"test-run-finished"_s);
     }
     {
-        TestRunView run(u"sleep 5"_qs, std::nullopt, std::nullopt, false);
-        save(run, u"test-run-waiting"_qs);
+        TestRunView run(u"sleep 5"_s, std::nullopt, std::nullopt, false);
+        save(run, u"test-run-waiting"_s);
         run.runner().terminate();
         waitFor([&] { return !run.runner().isRunning(); });
     }
     {
         QTemporaryDir dir;
         auto keychain = std::make_shared<FakeKeychain>();
-        auto settings = std::make_shared<QSettings>(dir.filePath(u"s.ini"_qs), QSettings::IniFormat);
+        auto settings = std::make_shared<QSettings>(dir.filePath(u"s.ini"_s), QSettings::IniFormat);
         GmailSetupView fresh(keychain, settings);
-        save(fresh, u"gmail-setup"_qs);
-        fresh.findChild<QPushButton *>(u"gmail-how-to"_qs)->click();
-        save(fresh, u"gmail-setup-help"_qs);
-        settings->setValue(u"gmail_account"_qs, u"me@gmail.com"_qs);
-        keychain->items.insert(u"me@gmail.com"_qs, u"x"_qs);
+        save(fresh, u"gmail-setup"_s);
+        fresh.findChild<QPushButton *>(u"gmail-how-to"_s)->click();
+        save(fresh, u"gmail-setup-help"_s);
+        settings->setValue(u"gmail_account"_s, u"me@gmail.com"_s);
+        keychain->items.insert(u"me@gmail.com"_s, u"x"_s);
         GmailSetupView saved(keychain, settings);
-        save(saved, u"gmail-setup-saved"_qs);
+        save(saved, u"gmail-setup-saved"_s);
     }
     {
-        shortcuts.setOutput("Morning Brief\nDaily Backup\nTom's backup\nLog water\n", u"list"_qs);
+        shortcuts.setOutput("Morning Brief\nDaily Backup\nTom's backup\nLog water\n", u"list"_s);
         ShortcutsPickerView picker;
         picker.show();
         waitFor([&] { return !picker.isLoading(); });
-        save(picker, u"shortcuts-list"_qs);
-        shortcuts.setOutput("\n", u"list"_qs);
+        save(picker, u"shortcuts-list"_s);
+        shortcuts.setOutput("\n", u"list"_s);
         shortcuts.setDelay(3);
         ShortcutsPickerView loading;
-        save(loading, u"shortcuts-loading"_qs);
+        save(loading, u"shortcuts-loading"_s);
         waitFor([&] { return !loading.isLoading(); });
-        save(loading, u"shortcuts-empty"_qs);
+        save(loading, u"shortcuts-empty"_s);
     }
     return 0;
 }
