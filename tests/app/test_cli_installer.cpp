@@ -2,6 +2,8 @@
 
 #include "app/CliInstaller.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // An osascript that does what the real one does with our one kind of script (see the script).
@@ -163,5 +165,3 @@ class CliInstallerTest : public QObject
 
 QTEST_MAIN(CliInstallerTest)
 #include "test_cli_installer.moc"
-
-using namespace Qt::StringLiterals;

@@ -6,6 +6,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+using namespace Qt::StringLiterals;
+
 // "Export Tasks…" and "Import Tasks…" from the File menu, with the file panels and alerts answered
 // through their seams and the real store behind them.
 class ExportImportCommandsTest : public QObject
@@ -226,5 +228,3 @@ class ExportImportCommandsTest : public QObject
 
 QTEST_MAIN(ExportImportCommandsTest)
 #include "test_export_import_commands.moc"
-
-using namespace Qt::StringLiterals;

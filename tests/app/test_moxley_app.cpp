@@ -6,6 +6,8 @@
 
 #include <QToolBar>
 
+using namespace Qt::StringLiterals;
+
 // The application shell: one store, the single main window, its menus and their shortcut.
 class MoxleyAppTest : public QObject
 {
@@ -202,5 +204,3 @@ class MoxleyAppTest : public QObject
 
 QTEST_MAIN(MoxleyAppTest)
 #include "test_moxley_app.moc"
-
-using namespace Qt::StringLiterals;

@@ -3,6 +3,8 @@
 #include "SessionBus.h"
 #include "app/TasksFileWatcher.h"
 
+using namespace Qt::StringLiterals;
+
 // The app follows its tasks file: through the moxley tool's change notice, and through a file
 // watcher when the file changes behind its back, without reloading for its own saves.
 class TasksFileWatcherTest : public QObject
@@ -155,5 +157,3 @@ class TasksFileWatcherTest : public QObject
 
 QTEST_MAIN(TasksFileWatcherTest)
 #include "test_tasks_file_watcher.moc"
-
-using namespace Qt::StringLiterals;

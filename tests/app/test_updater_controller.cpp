@@ -4,6 +4,8 @@
 #include "ui/CheckForUpdatesView.h"
 #include "ui/UpdaterController.h"
 
+using namespace Qt::StringLiterals;
+
 // Our own updater (no Sparkle here) from "Check for Updates…", against a real HTTP server on the
 // loopback address; its answer comes in a dialog.
 class UpdaterControllerTest : public QObject
@@ -174,5 +176,3 @@ class UpdaterControllerTest : public QObject
 
 QTEST_MAIN(UpdaterControllerTest)
 #include "test_updater_controller.moc"
-
-using namespace Qt::StringLiterals;

@@ -6,6 +6,8 @@
 #include <QJsonObject>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QByteArray kTwoTasks = R"({"version": 2, "tasks": [
@@ -224,5 +226,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliBasicsTest)
 #include "test_cli_basics.moc"
-
-using namespace Qt::StringLiterals;

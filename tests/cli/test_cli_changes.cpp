@@ -2,6 +2,8 @@
 
 #include <QDir>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QByteArray kUnreadable = R"({"version": 0, "tasks": []})";
@@ -478,5 +480,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliChangesTest)
 #include "test_cli_changes.moc"
-
-using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QJsonObject>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 // A task from the command line to its recorded run: moxley add writes and loads the job, the
 // generated script runs for real, and moxley history reads the run back.
 class CliEndToEndTest : public QObject
@@ -71,5 +73,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliEndToEndTest)
 #include "test_cli_end_to_end.moc"
-
-using namespace Qt::StringLiterals;

@@ -7,6 +7,8 @@
 #include <QJsonObject>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 
@@ -243,5 +245,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliHistoryLogsTest)
 #include "test_cli_history_logs.moc"
-
-using namespace Qt::StringLiterals;

@@ -10,6 +10,8 @@
 
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray xmlPlist(const QByteArray &body)
@@ -156,5 +158,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliJobsTest)
 #include "test_cli_jobs.moc"
-
-using namespace Qt::StringLiterals;

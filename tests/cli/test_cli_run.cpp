@@ -9,6 +9,8 @@
 #include <QProcess>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray tasksFile(const QString &command, bool useLoginShell, const QString &workingDirectory = {},
@@ -159,5 +161,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliRunTest)
 #include "test_cli_run.moc"
-
-using namespace Qt::StringLiterals;

@@ -6,6 +6,8 @@
 #include <QDirIterator>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // A disabled nth-weekday task with awkward paths and a multi-line, non-ASCII command; an
@@ -143,5 +145,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliScriptPlistTest)
 #include "test_cli_script_plist.moc"
-
-using namespace Qt::StringLiterals;

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // The Linux snippet written out by hand: these tests run on Linux.
@@ -124,5 +126,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliTemplateTest)
 #include "test_cli_template.moc"
-
-using namespace Qt::StringLiterals;

@@ -9,6 +9,8 @@
 #include <QJsonObject>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 
@@ -311,5 +313,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CliTimelineTest)
 #include "test_cli_timeline.moc"
-
-using namespace Qt::StringLiterals;

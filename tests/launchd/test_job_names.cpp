@@ -5,6 +5,8 @@
 #include <QDirIterator>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 ScheduledTask makeTask(const QString &id)
@@ -92,5 +94,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(JobNamesTest)
 #include "test_job_names.moc"
-
-using namespace Qt::StringLiterals;

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
@@ -280,5 +282,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(JobPropertyListTest)
 #include "test_job_property_list.moc"
-
-using namespace Qt::StringLiterals;

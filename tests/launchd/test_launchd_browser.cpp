@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 enum class Form { xml, binary };
@@ -207,5 +209,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(LaunchdBrowserTest)
 #include "test_launchd_browser.moc"
-
-using namespace Qt::StringLiterals;

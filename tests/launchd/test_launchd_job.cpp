@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 // Fixtures are written with libplist itself, in both of its file forms, so the reader meets the
 // same bytes a real system folder would hold.
 namespace {
@@ -473,5 +475,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(LaunchdJobTest)
 #include "test_launchd_job.moc"
-
-using namespace Qt::StringLiterals;

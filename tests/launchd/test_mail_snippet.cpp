@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using MailSnippet::Platform;
@@ -215,5 +217,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(MailSnippetTest)
 #include "test_mail_snippet.moc"
-
-using namespace Qt::StringLiterals;

@@ -5,6 +5,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 TimeOfDay at(int hour, int minute)
@@ -357,5 +359,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(PmsetServiceTest)
 #include "test_pmset_service.moc"
-
-using namespace Qt::StringLiterals;

@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 class ShortcutsListTest : public QObject
 {
     Q_OBJECT
@@ -78,5 +80,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(ShortcutsListTest)
 #include "test_shortcuts_list.moc"
-
-using namespace Qt::StringLiterals;

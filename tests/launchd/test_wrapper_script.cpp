@@ -4,6 +4,8 @@
 #include <QFileInfo>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
@@ -263,5 +265,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(WrapperScriptTest)
 #include "test_wrapper_script.moc"
-
-using namespace Qt::StringLiterals;

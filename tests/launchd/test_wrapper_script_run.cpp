@@ -6,6 +6,8 @@
 #include <QRegularExpression>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QUuid kId = QUuid::fromString(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
@@ -351,5 +353,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(WrapperScriptRunTest)
 #include "test_wrapper_script_run.moc"
-
-using namespace Qt::StringLiterals;

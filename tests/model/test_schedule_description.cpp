@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 class ScheduleDescriptionTest : public QObject
 {
     Q_OBJECT
@@ -104,5 +106,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(ScheduleDescriptionTest)
 #include "test_schedule_description.moc"
-
-using namespace Qt::StringLiterals;

@@ -6,6 +6,8 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QJsonValue parse(const char *json)
@@ -387,5 +389,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskJsonTest)
 #include "test_task_json.moc"
-
-using namespace Qt::StringLiterals;

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QByteArray kV1Daily = R"([{"id": "0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9", "name": "Old", "command": "echo",
@@ -178,5 +180,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskMigrationTest)
 #include "test_task_migration.moc"
-
-using namespace Qt::StringLiterals;

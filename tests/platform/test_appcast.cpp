@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 QByteArray twoReleases()
 {
@@ -62,5 +64,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(AppcastTest)
 #include "test_appcast.moc"
-
-using namespace Qt::StringLiterals;

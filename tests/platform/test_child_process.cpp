@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 // Every system tool is started through this helper; it must pass arguments untouched, wait,
 // and tell "could not start" apart from "failed".
 class ChildProcessTest : public QObject
@@ -117,5 +119,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(ChildProcessTest)
 #include "test_child_process.moc"
-
-using namespace Qt::StringLiterals;

@@ -3,6 +3,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 // The stand-ins are what every job and wake test leans on; they must record and answer exactly.
 class StandInToolTest : public QObject
 {
@@ -65,5 +67,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(StandInToolTest)
 #include "test_stand_in_tool.moc"
-
-using namespace Qt::StringLiterals;

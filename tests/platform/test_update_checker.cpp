@@ -5,6 +5,8 @@
 #include <QTcpSocket>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray feedWith(const char *shortVersion)
@@ -146,5 +148,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(UpdateCheckerTest)
 #include "test_update_checker.moc"
-
-using namespace Qt::StringLiterals;

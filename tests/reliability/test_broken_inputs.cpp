@@ -8,6 +8,8 @@
 #include <QDir>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString dataFile(const QString &name)
@@ -202,5 +204,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(BrokenInputsTest)
 #include "test_broken_inputs.moc"
-
-using namespace Qt::StringLiterals;

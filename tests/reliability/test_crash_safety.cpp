@@ -9,6 +9,8 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr quint32 kStartValue = 20250302;
@@ -175,5 +177,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(CrashSafetyTest)
 #include "test_crash_safety.moc"
-
-using namespace Qt::StringLiterals;

@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString dataFile(const QString &name)
@@ -217,5 +219,3 @@ private:
 
 QTEST_GUILESS_MAIN(FuzzFindingsTest)
 #include "test_fuzz_findings.moc"
-
-using namespace Qt::StringLiterals;

@@ -15,6 +15,8 @@
 #include <QStringDecoder>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr quint32 kStartValue = 20250301;
@@ -386,5 +388,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(HostileTextTest)
 #include "test_hostile_text.moc"
-
-using namespace Qt::StringLiterals;

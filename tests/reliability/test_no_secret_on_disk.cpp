@@ -14,6 +14,8 @@
 #include <QSettings>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 // A Gmail app password goes into the keychain and nowhere else: from the Gmail sheet through the
 // task, its job, a run of its script and that run's logs, no file in the sandbox holds it except
 // the keychain's own store.
@@ -160,5 +162,3 @@ printf 250
 
 QTEST_MAIN(NoSecretOnDiskTest)
 #include "test_no_secret_on_disk.moc"
-
-using namespace Qt::StringLiterals;

@@ -14,6 +14,8 @@
 #include <atomic>
 #include <thread>
 
+using namespace Qt::StringLiterals;
+
 // The app's store and the moxley tool change one tasks file, in turns and at the same time.
 // The rules checked:
 // - the file is at every moment a whole document, exactly as the writer makes it;
@@ -577,5 +579,3 @@ class TwoWritersTest : public QObject
 
 QTEST_GUILESS_MAIN(TwoWritersTest)
 #include "test_two_writers.moc"
-
-using namespace Qt::StringLiterals;

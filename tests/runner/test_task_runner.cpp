@@ -12,6 +12,8 @@
 #include <unistd.h>
 #ifdef Q_OS_LINUX
 #include <sys/prctl.h>
+
+using namespace Qt::StringLiterals;
 #endif
 
 namespace {
@@ -521,5 +523,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskRunnerTest)
 #include "test_task_runner.moc"
-
-using namespace Qt::StringLiterals;

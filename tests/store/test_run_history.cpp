@@ -13,6 +13,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using RunHistoryDetail::Utf8Check;
@@ -774,5 +776,3 @@ int main(int argc, char *argv[])
 }
 
 #include "test_run_history.moc"
-
-using namespace Qt::StringLiterals;

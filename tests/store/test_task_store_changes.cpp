@@ -2,6 +2,8 @@
 
 #include <QSignalSpy>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const TimeOfDay seven{7, 0};
@@ -551,5 +553,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskStoreChangesTest)
 #include "test_task_store_changes.moc"
-
-using namespace Qt::StringLiterals;

@@ -2,6 +2,8 @@
 
 #include <QSignalSpy>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const TimeOfDay seven{7, 0};
@@ -203,5 +205,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskStoreImportTest)
 #include "test_task_store_import.moc"
-
-using namespace Qt::StringLiterals;

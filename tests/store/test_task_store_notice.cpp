@@ -3,6 +3,8 @@
 
 #include <QSignalSpy>
 
+using namespace Qt::StringLiterals;
+
 // The app's store and the moxley tool in another process share the tasks file; the tool's
 // change notice makes the store reload it.
 class TaskStoreNoticeTest : public QObject
@@ -77,5 +79,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskStoreNoticeTest)
 #include "test_task_store_notice.moc"
-
-using namespace Qt::StringLiterals;

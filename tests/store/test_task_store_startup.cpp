@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QSignalSpy>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const TimeOfDay seven{7, 0};
@@ -345,5 +347,3 @@ private Q_SLOTS:
 
 QTEST_GUILESS_MAIN(TaskStoreStartupTest)
 #include "test_task_store_startup.moc"
-
-using namespace Qt::StringLiterals;

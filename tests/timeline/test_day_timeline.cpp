@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QTimeZone kBerlin("Europe/Berlin");
@@ -543,5 +545,3 @@ int main(int argc, char *argv[])
 }
 
 #include "test_day_timeline.moc"
-
-using namespace Qt::StringLiterals;

@@ -20,6 +20,8 @@
 #include <QToolButton>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 template <typename T> T *child(const QWidget &parent, const QString &name)
@@ -492,5 +494,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(AddEditTaskViewTest)
 #include "test_add_edit_task_view.moc"
-
-using namespace Qt::StringLiterals;

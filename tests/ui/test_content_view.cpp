@@ -24,6 +24,8 @@
 #include <QToolBar>
 #include <QToolButton>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QStringList sidebarTaskNames(const ContentView &view)
@@ -676,5 +678,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(ContentViewTest)
 #include "test_content_view.moc"
-
-using namespace Qt::StringLiterals;

@@ -10,6 +10,8 @@
 #include <QScrollArea>
 #include <QScrollBar>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const QTimeZone kZone = QTimeZone::utc();
@@ -300,5 +302,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(DayTimelineViewTest)
 #include "test_day_timeline_view.moc"
-
-using namespace Qt::StringLiterals;

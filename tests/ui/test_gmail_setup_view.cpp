@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 template <typename T> T *child(const QWidget &parent, const QString &name)
@@ -276,5 +278,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(GmailSetupViewTest)
 #include "test_gmail_setup_view.moc"
-
-using namespace Qt::StringLiterals;

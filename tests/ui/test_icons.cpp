@@ -4,6 +4,8 @@
 #include <QImage>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Every symbol name the interface uses; each must ship.
@@ -83,5 +85,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(IconsTest)
 #include "test_icons.moc"
-
-using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QPoint>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QByteArray plist(const QByteArray &body)
@@ -128,5 +130,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(LaunchdJobViewsTest)
 #include "test_launchd_job_views.moc"
-
-using namespace Qt::StringLiterals;

@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 class SecretToolKeychainTest : public QObject
 {
     Q_OBJECT
@@ -53,5 +55,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(SecretToolKeychainTest)
 #include "test_secret_tool_keychain.moc"
-
-using namespace Qt::StringLiterals;

@@ -11,6 +11,8 @@
 #include <QTimer>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 template <typename T> T *child(const QWidget &parent, const QString &name)
@@ -174,5 +176,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(ShortcutsPickerViewTest)
 #include "test_shortcuts_picker_view.moc"
-
-using namespace Qt::StringLiterals;

@@ -12,6 +12,8 @@
 #include <QSignalSpy>
 #include <QToolButton>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QString runLine(const QDateTime &start, int seconds, int exitCode)
@@ -341,5 +343,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(TaskDetailViewTest)
 #include "test_task_detail_view.moc"
-
-using namespace Qt::StringLiterals;

@@ -21,6 +21,8 @@
 #include <QToolButton>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 template <typename T> T *child(const QWidget &parent, const QString &name)
@@ -546,5 +548,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(TaskFormViewTest)
 #include "test_task_form_view.moc"
-
-using namespace Qt::StringLiterals;

@@ -8,6 +8,8 @@
 #include <QPushButton>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 ScheduledTask task(const QString &name, bool enabled)
@@ -85,5 +87,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(TaskRowViewTest)
 #include "test_task_row_view.moc"
-
-using namespace Qt::StringLiterals;

@@ -12,6 +12,8 @@
 #include <QTimer>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 template <typename T> T *child(const QWidget &parent, const QString &name)
@@ -241,5 +243,3 @@ private Q_SLOTS:
 
 QTEST_MAIN(TestRunViewTest)
 #include "test_test_run_view.moc"
-
-using namespace Qt::StringLiterals;
