@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 GENERATOR := $(shell command -v ninja >/dev/null 2>&1 && echo "-G Ninja")
 
-.PHONY: all deps configure build run test test-asan clean install fuzz bench
+.PHONY: all deps configure build run test test-asan clean install package fuzz bench
 
 all: build
 
@@ -35,10 +35,25 @@ test-asan: deps
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)
 
-# Installs into PREFIX (default /usr/local); DESTDIR=... stages the files elsewhere.
-PREFIX ?= /usr/local
+# Installs into PREFIX (default /usr/local; on macOS the Homebrew prefix); DESTDIR=... stages the
+# files elsewhere.
+PREFIX ?= $(shell [ "$$(uname -s)" = Darwin ] && brew --prefix 2>/dev/null || echo /usr/local)
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
+
+# The Debian package (Linux): a build of its own with Debian's hardening flags, installed under /usr,
+# then CPack's DEB generator. Writes $(PACKAGE_BUILD)/moxley_VERSION-RELEASE_ARCH.deb.
+PACKAGE_BUILD ?= build-package
+package:
+	@[ "$$(uname -s)" = Linux ] || { echo "make package: Debian packages are built on Linux"; exit 1; }
+	@bash scripts/install-deps.sh --package
+	cmake -S . -B $(PACKAGE_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr \
+	  -DMOXLEY_BUILD_TESTS=OFF -DMOXLEY_WERROR=OFF -DMOXLEY_DEBIAN_DOCS=ON \
+	  "-DCMAKE_CXX_FLAGS=$$(dpkg-buildflags --get CPPFLAGS) $$(dpkg-buildflags --get CXXFLAGS)" \
+	  "-DCMAKE_EXE_LINKER_FLAGS=$$(dpkg-buildflags --get LDFLAGS)" >/dev/null
+	cmake --build $(PACKAGE_BUILD) -j $(JOBS)
+	rm -f $(PACKAGE_BUILD)/moxley_*.deb
+	cd $(PACKAGE_BUILD) && cpack -G DEB
 
 # libFuzzer: each target runs FUZZ_RUNS inputs (at most FUZZ_SECONDS) from its corpus in fuzz/corpus/;
 # new inputs it finds stay in build-fuzz/corpus, crashes in build-fuzz/findings.

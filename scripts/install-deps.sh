@@ -8,12 +8,17 @@ debian_packages=(
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-tools-dev qt6-qpa-plugins
   libplist-dev libplist++-dev qtkeychain-qt6-dev libgl-dev
   zsh xvfb xauth dbus fonts-dejavu-core libsecret-tools
+  python3 fish groff-base appstream desktop-file-utils
 )
-brew_packages=(cmake ninja pkg-config qt libplist qtkeychain)
-# `--fuzz` adds what the libFuzzer targets need.
+brew_packages=(cmake ninja pkg-config qt libplist qtkeychain python)
+# `--fuzz` adds what the libFuzzer targets need; `--package` what building and checking the
+# Debian package needs (scripts/check-package.sh).
 if [ "${1:-}" = --fuzz ]; then
   debian_packages+=(clang libclang-rt-dev)
   brew_packages+=(llvm)
+fi
+if [ "${1:-}" = --package ]; then
+  debian_packages+=(dpkg-dev file lintian man-db bash-completion)
 fi
 
 if [ "$(uname -s)" = Darwin ]; then

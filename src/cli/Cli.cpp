@@ -12,6 +12,15 @@ const QCommandLineOption &helpOption()
                                            QStringLiteral("Show this help."));
     return option;
 }
+
+QStringList dashedNames(const QCommandLineOption &option)
+{
+    QStringList names;
+    for (const QString &n : option.names()) {
+        names << (n.size() == 1 ? QString(u"-" % n) : QString(u"--" % n));
+    }
+    return names;
+}
 } // namespace
 
 Cli::Cli() : m_commands(Commands::all()) {}
@@ -57,11 +66,7 @@ void Cli::printCommandHelp(const Command &command, QTextStream &stream)
         QStringList lefts;
         qsizetype width = 0;
         for (const QCommandLineOption &option : options) {
-            QStringList names;
-            for (const QString &n : option.names()) {
-                names << (n.size() == 1 ? QString(u"-" % n) : QString(u"--" % n));
-            }
-            QString left = names.join(u", ");
+            QString left = dashedNames(option).join(u", ");
             if (!option.valueName().isEmpty()) {
                 left += u' ' % option.valueName();
             }
@@ -71,6 +76,22 @@ void Cli::printCommandHelp(const Command &command, QTextStream &stream)
         for (qsizetype i = 0; i < options.size(); ++i) {
             stream << "  " << lefts.at(i).leftJustified(width + 2) << options.at(i).description() << '\n';
         }
+    }
+    stream.flush();
+}
+
+void Cli::printCommandList(QTextStream &stream) const
+{
+    for (const auto &command : m_commands) {
+        stream << command->name() << '\t' << command->synopsis() << '\t' << command->summary() << '\n';
+    }
+    stream.flush();
+}
+
+void Cli::printOptionList(const Command &command, QTextStream &stream)
+{
+    for (const QCommandLineOption &option : command.options()) {
+        stream << dashedNames(option).join(u',') << '\t' << option.valueName() << '\t' << option.description() << '\n';
     }
     stream.flush();
 }
@@ -97,6 +118,17 @@ int Cli::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
     if (first == u"--version" || first == u"-V") {
         out << "moxley " << MOXLEY_VERSION << Qt::endl;
         return 0;
+    }
+    if (first == u"--list-commands" && arguments.size() == 1) {
+        printCommandList(out);
+        return 0;
+    }
+    if (first == u"--list-options" && arguments.size() == 2) {
+        if (const Command *command = find(arguments.at(1))) {
+            printOptionList(*command, out);
+            return 0;
+        }
+        return context.usageError(u"unknown command '" % arguments.at(1) % u'\'');
     }
     if (first.startsWith(u'-')) {
         return context.usageError(u"unknown option '" % first % u'\'');

@@ -24,6 +24,9 @@ private:
     const Command *find(const QString &name) const;
     void printHelp(QTextStream &stream) const;
     static void printCommandHelp(const Command &command, QTextStream &stream);
+    // Hidden listings for the build (man page, shell completions); tab-separated, one item a line.
+    void printCommandList(QTextStream &stream) const;
+    static void printOptionList(const Command &command, QTextStream &stream);
 
     std::vector<std::unique_ptr<Command>> m_commands;
 };

@@ -17,7 +17,13 @@ fail() { echo "FAIL: $*" >&2; exit 1; }
 expected="./usr/local/bin/moxley
 ./usr/local/bin/moxley-app
 ./usr/local/share/applications/com.moxley.Moxley.desktop
-./usr/local/share/icons/hicolor/scalable/apps/com.moxley.Moxley.svg"
+./usr/local/share/bash-completion/completions/moxley
+./usr/local/share/fish/vendor_completions.d/moxley.fish
+./usr/local/share/icons/hicolor/scalable/apps/com.moxley.Moxley.svg
+./usr/local/share/man/man1/moxley-app.1.gz
+./usr/local/share/man/man1/moxley.1.gz
+./usr/local/share/metainfo/com.moxley.Moxley.metainfo.xml
+./usr/local/share/zsh/site-functions/_moxley"
 actual=$(cd "$stage" && find . -type f -o -type l | LC_ALL=C sort)
 [ "$actual" = "$expected" ] || fail "installed files differ:"$'\n'"$actual"
 for program in moxley moxley-app; do
@@ -25,9 +31,21 @@ for program in moxley moxley-app; do
 done
 grep -qx 'Exec=moxley-app' "$stage/usr/local/share/applications/com.moxley.Moxley.desktop" || fail "desktop entry Exec"
 grep -qx 'Icon=com.moxley.Moxley' "$stage/usr/local/share/applications/com.moxley.Moxley.desktop" || fail "desktop entry Icon"
-if command -v desktop-file-validate >/dev/null; then
-  desktop-file-validate "$stage/usr/local/share/applications/com.moxley.Moxley.desktop"
-fi
+# No hints either: one main category.
+hints=$(desktop-file-validate "$stage/usr/local/share/applications/com.moxley.Moxley.desktop" 2>&1) || fail "desktop entry: $hints"
+[ -z "$hints" ] || fail "desktop entry: $hints"
+appstreamcli validate --no-net "$stage/usr/local/share/metainfo/com.moxley.Moxley.metainfo.xml" >/dev/null \
+  || fail "AppStream metadata: $(appstreamcli validate --no-net "$stage/usr/local/share/metainfo/com.moxley.Moxley.metainfo.xml")"
+grep -q '<launchable type="desktop-id">com.moxley.Moxley.desktop</launchable>' \
+  "$stage/usr/local/share/metainfo/com.moxley.Moxley.metainfo.xml" || fail "metainfo does not launch the desktop entry"
+# The newest release entry is this version: a release needs its entry.
+version=$("$stage/usr/local/bin/moxley" --version | cut -d' ' -f2)
+grep -m1 '<release ' "$stage/usr/local/share/metainfo/com.moxley.Moxley.metainfo.xml" | grep -q "version=\"$version\"" \
+  || fail "metainfo has no release entry for $version first"
+for page in moxley moxley-app; do
+  warnings=$(gzip -dc "$stage/usr/local/share/man/man1/$page.1.gz" | groff -man -ww -z -Tutf8 2>&1)
+  [ -z "$warnings" ] || fail "man page $page: $warnings"
+done
 head -c 200 "$stage/usr/local/share/icons/hicolor/scalable/apps/com.moxley.Moxley.svg" | grep -q '<svg' || fail "icon is not SVG"
 
 # A private world: HOME, data folder, and a stand-in launchctl under MOXLEY_SYSROOT.
