@@ -2,6 +2,7 @@
 # Builds the Debian package, checks it (lintian, AppStream, desktop entry), installs it with apt-get
 # as a user would, uses what it installed (the tool, the man page, the completions, the app), and
 # removes it again. Run as root or with sudo; .ci/run calls it after the test suite.
+#   check-package.sh [DEB]   with DEB: checks that package instead of building one
 set -euo pipefail
 cd "$(dirname "$0")/.."
 export DEBIAN_FRONTEND=noninteractive
@@ -12,17 +13,22 @@ sudo=()
 fail() { echo "check-package: FAIL: $*" >&2; exit 1; }
 step() { echo "check-package: $*"; }
 
-make package PACKAGE_BUILD="$build"
-debs=("$build"/moxley_*.deb)
-[ ${#debs[@]} -eq 1 ] && [ -f "${debs[0]}" ] || fail "expected one moxley_*.deb in $build"
-deb=${debs[0]}
+if [ $# -ge 1 ]; then
+  deb=$1
+else
+  make package PACKAGE_BUILD="$build"
+  debs=("$build"/moxley_*.deb)
+  [ ${#debs[@]} -eq 1 ] && [ -f "${debs[0]}" ] || fail "expected one moxley_*.deb in $build"
+  deb=${debs[0]}
+fi
+[[ $deb == /* ]] || deb=./$deb
 step "built $deb"
 dpkg-deb --info "$deb" | sed -n '/Package:/,$p'
 
 # lintian: errors fail; the warnings kept are listed, with the reason, in the README.
 step "lintian"
 lintian_log=$(mktemp)
-lintian --no-tag-display-limit "$deb" | tee "$lintian_log" || true
+lintian --tag-display-limit 0 "$deb" | tee "$lintian_log" || true
 if grep -q '^E:' "$lintian_log"; then
   fail "lintian reports errors"
 fi
@@ -43,7 +49,7 @@ done
 [ "$(dpkg-deb --field "$deb" Section)" = utils ] || fail "section is not utils"
 
 step "install"
-"${sudo[@]}" apt-get install -y -qq "./$deb"
+"${sudo[@]}" apt-get install -y -qq "$deb"
 trap '"${sudo[@]}" apt-get remove -y -qq moxley >/dev/null 2>&1 || true' EXIT
 [ "$(command -v moxley)" = /usr/bin/moxley ] || fail "moxley is not /usr/bin/moxley"
 version=$(moxley --version)
@@ -74,15 +80,15 @@ if [ -f /usr/share/bash-completion/bash_completion ]; then
     | grep -q _moxley || fail "bash-completion does not load moxley's completion"
 fi
 words=$(bash -c 'source /usr/share/bash-completion/completions/moxley
-  COMP_WORDS=(moxley l); COMP_CWORD=1; _moxley; printf "%s\n" "${COMPREPLY[@]}"')
-[ "$words" = list ] || fail "bash completes 'moxley l' as: $words"
+  COMP_WORDS=(moxley lis); COMP_CWORD=1; _moxley; printf "%s\n" "${COMPREPLY[@]}"')
+[ "$words" = list ] || fail "bash completes 'moxley lis' as: $words"
 
 step "zsh completion"
 zsh -f -c 'autoload -U compinit; compinit -u -D; (( $+_comps[moxley] ))' || fail "zsh finds no completion for moxley"
 
 if command -v fish >/dev/null; then
   step "fish completion"
-  words=$(fish --no-config -c 'complete -C "moxley lis"' | cut -f1)
+  words=$(fish -c 'complete -C "moxley lis"' | cut -f1)
   [ "$words" = list ] || fail "fish completes 'moxley lis' as: $words"
 fi
 

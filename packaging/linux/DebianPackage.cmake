@@ -28,8 +28,8 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE https://moxley.app)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "schedule your own shell commands as systemd timers")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION_SUMMARY}
-Moxley runs your own shell commands on a schedule: at log-in, every few
+# CPack puts the summary on the first line, then this text.
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "Moxley runs your own shell commands on a schedule: at log-in, every few
 minutes, daily, weekly, monthly, on the last day of the month or on the n-th
 weekday, at one or more times. Each enabled task becomes a systemd user timer,
 so it runs while the app is closed.

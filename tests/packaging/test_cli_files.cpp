@@ -279,6 +279,20 @@ private Q_SLOTS:
                                                   u"zsh"_s, kFiles});
         QCOMPARE(found.out, QByteArray("_moxley\n"));
     }
+
+    // Tab, then Enter, in a real interactive zsh: the command line it ran is what Tab completed.
+    void zsh_tabCompletesCommandsOptionsAndTaskNames()
+    {
+        TaskWorld world;
+        const QString out = world.sandbox.root() + u"/completed"_s;
+        const auto result = world.shell(u"zsh"_s, {u"-f"_s, QStringLiteral(MOXLEY_TEST_PACKAGING_DIR "/zsh_complete.zsh"),
+                                                   kFiles, out, u"moxley tim"_s, u"moxley show Nig"_s,
+                                                   u"moxley edit Poll"_s, u"moxley edit x --no-w"_s});
+        QVERIFY2(result.exitCode == 0, result.err.constData());
+        QCOMPARE(QString::fromUtf8(Sandbox::readFile(out)).split(u"<end>\n"_s),
+                 (QStringList{u"timeline\n"_s, u"show\nNightly build\n"_s, u"edit\nPoll  it's\n"_s,
+                              u"edit\nx\n--no-wake\n"_s, QString()}));
+    }
 };
 
 QTEST_GUILESS_MAIN(CliFilesTest)
