@@ -89,7 +89,8 @@ chroot "$root" /usr/bin/env -i PATH=/usr/bin:/bin:/usr/sbin:/sbin HOME=/tmp LANG
     clang++ --version | head -1
     dpkg-query -W -f="\${Package} \${Version}\n" qt6-base-dev libplist-dev
     cmake -S /src -B /build -G Ninja -DCMAKE_BUILD_TYPE=Debug -DMOXLEY_WERROR=ON >/dev/null
-    cmake --build /build -j "$JOBS"
+    # Every compile error at once, not only the first.
+    cmake --build /build -j "$JOBS" -- -k 0
     cd /build && ctest --output-on-failure -j "$JOBS"
   '
 echo "check-newest: built and tested in $((SECONDS - start)) s"

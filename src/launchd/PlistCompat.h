@@ -1,9 +1,9 @@
 #pragma once
 
-// libplist 2.3 changed its API: one free function for every buffer, a format out-argument for
-// plist_from_memory, and dates counted in seconds from 1970 instead of 2001. Callers use these and
-// stay the same on both sides; MOXLEY_PLIST_VERSION (major * 10000 + minor * 100 + patch) comes
-// from pkg-config through CMake.
+// libplist changed its API: 2.3 has one free function for every buffer and a format out-argument
+// for plist_from_memory; 2.7 counts dates in seconds from 1970 instead of 2001 (the 2001 forms are
+// deprecated there). Callers use these and stay the same on every version; MOXLEY_PLIST_VERSION
+// (major * 10000 + minor * 100 + patch) comes from pkg-config through CMake.
 
 #include <plist/plist.h>
 
@@ -47,11 +47,11 @@ inline void fromMemory(const char *data, uint32_t length, plist_t *plist)
 }
 
 // A date as seconds and microseconds from 2001-01-01 UTC, the form property lists store.
-// From 2.3 on, libplist keeps whole seconds only through its public functions: the microseconds
-// are dropped there (XML property lists hold whole seconds anyway).
+// From 2.7 on, libplist's public date functions take whole seconds only: the microseconds are
+// dropped there (XML property lists hold whole seconds anyway).
 inline plist_t newDate(int32_t seconds, int32_t micros)
 {
-#if MOXLEY_PLIST_VERSION >= 20300
+#if MOXLEY_PLIST_VERSION >= 20700
     static_cast<void>(micros);
     return plist_new_unix_date(int64_t(seconds) + kUnixSecondsAt2001);
 #else
@@ -61,7 +61,7 @@ inline plist_t newDate(int32_t seconds, int32_t micros)
 
 inline void dateValue(plist_t node, int32_t *seconds, int32_t *micros)
 {
-#if MOXLEY_PLIST_VERSION >= 20300
+#if MOXLEY_PLIST_VERSION >= 20700
     int64_t unixSeconds = 0;
     plist_get_unix_date_val(node, &unixSeconds);
     *seconds = int32_t(unixSeconds - kUnixSecondsAt2001);
