@@ -10,6 +10,13 @@ configure_file(${PROJECT_SOURCE_DIR}/packaging/macos/Info.plist.in ${CMAKE_BINAR
 set_target_properties(moxley-app PROPERTIES MACOSX_BUNDLE ON
   MACOSX_BUNDLE_INFO_PLIST ${CMAKE_BINARY_DIR}/Info.plist)
 
+# The bundle's icon, made from our SVG at build time.
+add_custom_command(OUTPUT ${CMAKE_BINARY_DIR}/Moxley.icns
+  COMMAND moxley-make-icns ${PROJECT_SOURCE_DIR}/resources/icons/moxley.svg ${CMAKE_BINARY_DIR}/Moxley.icns
+  DEPENDS moxley-make-icns ${PROJECT_SOURCE_DIR}/resources/icons/moxley.svg)
+target_sources(moxley-app PRIVATE ${CMAKE_BINARY_DIR}/Moxley.icns)
+set_source_files_properties(${CMAKE_BINARY_DIR}/Moxley.icns PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
+
 # The tool is a file the bundle depends on, so it is copied again whenever only the tool changed.
 set(MOXLEY_BUNDLE_CONTENTS ${CMAKE_BINARY_DIR}/bin/moxley-app.app/Contents)
 add_custom_command(OUTPUT ${MOXLEY_BUNDLE_CONTENTS}/MacOS/moxley
