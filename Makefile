@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 GENERATOR := $(shell command -v ninja >/dev/null 2>&1 && echo "-G Ninja")
 
-.PHONY: all deps configure build run test test-asan clean install package fuzz bench
+.PHONY: all deps configure build run test test-asan check-newest clean install package fuzz bench
 
 all: build
 
@@ -31,6 +31,11 @@ test-asan: deps
 	cmake -S . -B $(ASAN_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug -DMOXLEY_SANITIZE=ON $(CMAKE_FLAGS)
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# The newest toolchain (Debian 13: clang 19, Qt 6.8, libplist 2.6) in a chroot kept in
+# build-newest/root: builds with -Werror and runs the whole suite there. Needs root.
+check-newest:
+	JOBS=$(JOBS) bash scripts/check-newest.sh
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -11,7 +11,7 @@
 #include <QJsonObject>
 #include <QTimeZone>
 
-#include <plist/plist.h>
+#include "launchd/PlistCompat.h"
 
 #include <cstdio>
 #include <ctime>
@@ -373,9 +373,9 @@ DataGen::Plists DataGen::writePlists(const QStringList &folders, int count, Rand
         }
         QByteArray bytes(data, length);
         if (binary) {
-            plist_to_bin_free(data);
+            plistcompat::freeBin(data);
         } else {
-            plist_to_xml_free(data);
+            plistcompat::freeXml(data);
         }
         plist_free(dict);
         if (broken == 3) {

@@ -3,14 +3,10 @@
 # Debian/Ubuntu: apt-get (as root, or through sudo). macOS: Homebrew.
 set -euo pipefail
 
-debian_packages=(
-  build-essential cmake ninja-build pkg-config git
-  qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-tools-dev qt6-qpa-plugins
-  libplist-dev libplist++-dev qtkeychain-qt6-dev libgl-dev
-  zsh xvfb xauth dbus fonts-dejavu-core libsecret-tools
-  python3 fish groff-base appstream desktop-file-utils
-)
-brew_packages=(cmake ninja pkg-config qt libplist qtkeychain python)
+# One list for this machine and the Debian 13 chroot of `make check-newest`.
+mapfile -t debian_packages < <(grep -v '^#' "$(dirname "$0")/debian-packages.txt" | grep .)
+# Only the Qt modules the build uses, not the whole `qt` formula.
+brew_packages=(cmake ninja pkg-config qtbase qtsvg libplist python)
 # `--fuzz` adds what the libFuzzer targets need; `--package` what building and checking the
 # Debian package needs (scripts/check-package.sh).
 if [ "${1:-}" = --fuzz ]; then

@@ -10,7 +10,7 @@
 #include <QStringDecoder>
 #include <QTimeZone>
 
-#include <plist/plist.h>
+#include "launchd/PlistCompat.h"
 
 #include <algorithm>
 #include <limits>
@@ -128,7 +128,7 @@ PlistPtr toPlist(const QVariant &value)
         if (seconds < std::numeric_limits<int32_t>::min() || seconds > std::numeric_limits<int32_t>::max()) {
             return nullptr;
         }
-        return PlistPtr(plist_new_date(int32_t(seconds), int32_t(remainder * 1000)));
+        return PlistPtr(plistcompat::newDate(int32_t(seconds), int32_t(remainder * 1000)));
     }
     case QMetaType::QVariantList:
     case QMetaType::QStringList:
@@ -189,7 +189,7 @@ std::optional<QString> LaunchdBrowser::rawXml(const QVariantMap &raw)
     }
     QStringDecoder decoder(QStringDecoder::Utf8, QStringConverter::Flag::Stateless);
     QString text = decoder.decode(QByteArrayView(xml, qsizetype(length)));
-    plist_to_xml_free(xml);
+    plistcompat::freeXml(xml);
     if (decoder.hasError()) {
         return std::nullopt;
     }

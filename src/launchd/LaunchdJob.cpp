@@ -6,7 +6,7 @@
 #include <QTimeZone>
 #include <QVariantList>
 
-#include <plist/plist.h>
+#include "launchd/PlistCompat.h"
 
 #include <cstdlib>
 #include <limits>
@@ -100,7 +100,7 @@ QVariant toVariant(plist_t node)
     case PLIST_DATE: {
         int32_t seconds = 0;
         int32_t micros = 0;
-        plist_get_date_val(node, &seconds, &micros);
+        plistcompat::dateValue(node, &seconds, &micros);
         return plistEpoch().addMSecs(qint64(seconds) * 1000 + micros / 1000);
     }
     case PLIST_DATA: {
@@ -136,7 +136,7 @@ bool hasKeyHoldingNul(plist_t root)
     for (qsizetype nul = text.indexOf('\0'); nul >= 0 && !found; nul = text.indexOf('\0', nul + 1)) {
         found = text.lastIndexOf("<key>", nul) > text.lastIndexOf("</key>", nul);
     }
-    plist_to_xml_free(xml);
+    plistcompat::freeXml(xml);
     return found;
 }
 
@@ -252,7 +252,7 @@ std::optional<LaunchdJob> LaunchdJob::fromData(const QByteArray &bytes, const QS
         return std::nullopt;
     }
     plist_t parsed = nullptr;
-    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &parsed);
+    plistcompat::fromMemory(bytes.constData(), uint32_t(bytes.size()), &parsed);
     const PlistPtr root(parsed);
     if (!parsed || plist_get_node_type(parsed) != PLIST_DICT || hasKeyHoldingNul(parsed)) {
         return std::nullopt;

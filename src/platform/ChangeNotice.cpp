@@ -1,5 +1,8 @@
 #include "platform/ChangeNotice.h"
 
+// Defines Q_OS_MACOS: without it the test below always takes the D-Bus branch.
+#include <QtGlobal>
+
 #ifdef Q_OS_MACOS
 
 #include <CoreFoundation/CoreFoundation.h>

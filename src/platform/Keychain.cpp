@@ -1,11 +1,6 @@
 #include "platform/Keychain.h"
 
-#include <QEventLoop>
 #include <QProcess>
-
-#ifdef MOXLEY_HAVE_QTKEYCHAIN
-#include <qt6keychain/keychain.h>
-#endif
 
 namespace {
 
@@ -16,57 +11,80 @@ QString service()
     return QString::fromUtf16(Keychain::kService);
 }
 
-#ifdef MOXLEY_HAVE_QTKEYCHAIN
-// Generic-password items of the login keychain (service + account), which
-// `security find-generic-password -s SERVICE -a ACCOUNT -w` reads back.
-class QtKeychainStore : public Keychain
+// Runs `program arguments`, feeding it `input`; false when it did not start or end in time.
+bool runToEnd(QProcess &process, const QString &program, const QStringList &arguments, const QByteArray &input)
 {
-public:
-    std::optional<QString> save(const QString &address, const QString &password) override
-    {
-        QKeychain::WritePasswordJob job(service());
-        job.setAutoDelete(false);
-        // Never fall back to a plain settings file.
-        job.setInsecureFallback(false);
-        job.setKey(address);
-        job.setTextData(password);
-        runToEnd(job);
-        if (job.error() != QKeychain::NoError) {
-            return job.errorString();
-        }
-        return std::nullopt;
+    process.start(program, arguments);
+    if (!process.waitForStarted(kTimeoutMs)) {
+        return false;
     }
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(kTimeoutMs)) {
+        process.kill();
+        process.waitForFinished();
+        return false;
+    }
+    return true;
+}
 
-    bool hasCredentials(const QString &address) override
-    {
-        QKeychain::ReadPasswordJob job(service());
-        job.setAutoDelete(false);
-        job.setInsecureFallback(false);
-        job.setKey(address);
-        runToEnd(job);
-        return job.error() == QKeychain::NoError;
-    }
-
-private:
-    static void runToEnd(QKeychain::Job &job)
-    {
-        QEventLoop loop;
-        QObject::connect(&job, &QKeychain::Job::finished, &loop, &QEventLoop::quit);
-        job.start();
-        loop.exec();
-    }
-};
-#endif
+// A word of `security -i`'s command line: in double quotes, with \ and \" escaped.
+QByteArray quotedWord(const QString &text)
+{
+    QByteArray word = text.toUtf8();
+    word.replace('\\', "\\\\");
+    word.replace('"', "\\\"");
+    return '"' + word + '"';
+}
 
 } // namespace
 
 std::unique_ptr<Keychain> Keychain::system()
 {
-#if defined(Q_OS_MACOS) && defined(MOXLEY_HAVE_QTKEYCHAIN)
-    return std::make_unique<QtKeychainStore>();
+#ifdef Q_OS_MACOS
+    return std::make_unique<SecurityToolKeychain>();
 #else
     return std::make_unique<SecretToolKeychain>();
 #endif
+}
+
+SecurityToolKeychain::SecurityToolKeychain(QString program) : m_program(std::move(program)) {}
+
+std::optional<QString> SecurityToolKeychain::save(const QString &address, const QString &password)
+{
+    if (password.contains(u'\n') || address.contains(u'\n')) {
+        return QStringLiteral("The password cannot contain a line break.");
+    }
+    // The command goes through standard input (`security -i`), so the password never shows in a
+    // process list. -U replaces an older item; -T trusts /usr/bin/security itself, so the mail
+    // snippet's `security find-generic-password` in an unattended launchd job reads the item
+    // without an access prompt (an item made through the keychain API trusts only its maker).
+    const QByteArray command = "add-generic-password -U -s " + quotedWord(service()) + " -a " + quotedWord(address) +
+                               " -l " + quotedWord(u"Moxley Gmail (" % address % u')') + " -T " +
+                               quotedWord(QString::fromUtf16(kTrustedReader)) + " -w " + quotedWord(password) + '\n';
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    if (!runToEnd(process, m_program, {QStringLiteral("-i")}, command)) {
+        return QString(u"The keychain did not answer (" % m_program % u").");
+    }
+    const QString output = QString::fromUtf8(process.readAll()).trimmed();
+    // `security -i` may end well when a command in it failed: the command's complaint says so.
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0 || output.contains(u"security: ") ||
+        !hasCredentials(address)) {
+        return output.isEmpty() ? QStringLiteral("The password could not be stored.") : output;
+    }
+    return std::nullopt;
+}
+
+bool SecurityToolKeychain::hasCredentials(const QString &address)
+{
+    // Without -w the item's attributes come back, not its secret: no access prompt.
+    QProcess process;
+    return runToEnd(process, m_program,
+                    {QStringLiteral("find-generic-password"), QStringLiteral("-s"), service(), QStringLiteral("-a"),
+                     address},
+                    {}) &&
+           process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
 SecretToolKeychain::SecretToolKeychain(QString program) : m_program(std::move(program)) {}

@@ -20,10 +20,26 @@ public:
     // Whether a password for `address` is stored.
     virtual bool hasCredentials(const QString &address) = 0;
 
-    // The system's store: the login keychain through QtKeychain on macOS, the Secret Service
-    // through secret-tool on Linux (QtKeychain would file the item under attributes that the
-    // snippet's `secret-tool lookup service ... account ...` does not find).
+    // The system's store, through the same command the snippet reads it back with: the login
+    // keychain through /usr/bin/security on macOS, the Secret Service through secret-tool on Linux.
     static std::unique_ptr<Keychain> system();
+};
+
+// The macOS login keychain through `security`: a generic-password item (service, account) that
+// lists /usr/bin/security among its trusted applications, so the snippet's
+// `security find-generic-password -s ... -a ... -w` reads it in a launchd job without a prompt.
+class SecurityToolKeychain : public Keychain
+{
+public:
+    static constexpr char16_t kTrustedReader[] = u"/usr/bin/security";
+
+    explicit SecurityToolKeychain(QString program = QStringLiteral("/usr/bin/security"));
+
+    std::optional<QString> save(const QString &address, const QString &password) override;
+    bool hasCredentials(const QString &address) override;
+
+private:
+    QString m_program;
 };
 
 // The Secret Service through `secret-tool`, with the attributes `service` and `account` that

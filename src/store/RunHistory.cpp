@@ -20,8 +20,6 @@ namespace {
 using RunHistoryDetail::Utf8Validator;
 using namespace RunHistoryDetail;
 
-// Large enough that a read costs little per byte, small enough to stay out of the way.
-constexpr qint64 kBlockSize = 1 << 20;
 constexpr qint64 kTailBlockSize = 64 << 10;
 
 // Reads exactly `size` bytes at `offset`; false on any shortfall.

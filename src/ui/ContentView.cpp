@@ -246,7 +246,7 @@ void ContentView::rebuildSidebar()
 void ContentView::rebuildDetail()
 {
     QWidget *next = nullptr;
-    const auto noSelection = [this] {
+    const auto noSelection = [] {
         return new EmptyStateView(QStringLiteral("clock.badge.questionmark"), QStringLiteral("No Selection"),
                                   QStringLiteral("Select a task from the sidebar."));
     };

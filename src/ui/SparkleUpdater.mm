@@ -3,6 +3,10 @@
 #import <Sparkle/Sparkle.h>
 
 // Built with ARC: the C++ side holds one retain, taken in create() and given back in destroy().
+// Without ARC, CFBridgingRetain would add a second retain to alloc's and the controller would leak.
+#if !__has_feature(objc_arc)
+#error "SparkleUpdater.mm needs -fobjc-arc (src/ui/CMakeLists.txt)"
+#endif
 
 void *SparkleUpdater::create()
 {

@@ -5,6 +5,7 @@
 #include "ui/SparkleUpdater.h"
 #endif
 
+#include <QCoreApplication>
 #include <QDesktopServices>
 
 namespace {
@@ -21,43 +22,45 @@ UpdaterController::UpdaterController(const QUrl &feedUrl, const QString &current
 {
 #ifdef MOXLEY_HAVE_SPARKLE
     // Sparkle reads its feed address from the bundle's Info.plist (SUFeedURL).
-    Q_UNUSED(feedUrl);
-    Q_UNUSED(currentVersion);
-    m_sparkle = std::shared_ptr<void>(SparkleUpdater::create(), &SparkleUpdater::destroy);
-#else
+    if (isBundledExecutable(QCoreApplication::applicationFilePath())) {
+        m_sparkle = std::shared_ptr<void>(SparkleUpdater::create(), &SparkleUpdater::destroy);
+        return;
+    }
+#endif
     m_checker = new UpdateChecker(feedUrl, currentVersion, this);
     connect(m_checker, &UpdateChecker::canCheckForUpdatesChanged, this, &UpdaterController::canCheckForUpdatesChanged);
     connect(m_checker, &UpdateChecker::checkFinished, this, &UpdaterController::showResult);
-#endif
 }
 
 UpdaterController::~UpdaterController() = default;
 
-bool UpdaterController::usesSparkle()
+bool UpdaterController::isBundledExecutable(const QString &path)
 {
-#ifdef MOXLEY_HAVE_SPARKLE
-    return true;
-#else
-    return false;
-#endif
+    const QStringList parts = path.split(u'/');
+    const qsizetype n = parts.size();
+    return n >= 4 && parts[n - 2] == u"MacOS" && parts[n - 3] == u"Contents" && parts[n - 4].endsWith(u".app") &&
+           parts[n - 4].size() > 4;
 }
 
 bool UpdaterController::canCheckForUpdates() const
 {
 #ifdef MOXLEY_HAVE_SPARKLE
-    return SparkleUpdater::canCheckForUpdates(m_sparkle.get());
-#else
-    return m_checker->canCheckForUpdates();
+    if (m_sparkle) {
+        return SparkleUpdater::canCheckForUpdates(m_sparkle.get());
+    }
 #endif
+    return m_checker->canCheckForUpdates();
 }
 
 void UpdaterController::checkForUpdates()
 {
 #ifdef MOXLEY_HAVE_SPARKLE
-    SparkleUpdater::checkForUpdates(m_sparkle.get());
-#else
-    m_checker->checkForUpdates();
+    if (m_sparkle) {
+        SparkleUpdater::checkForUpdates(m_sparkle.get());
+        return;
+    }
 #endif
+    m_checker->checkForUpdates();
 }
 
 void UpdaterController::showResult(const UpdateChecker::Result &result)

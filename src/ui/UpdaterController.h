@@ -23,8 +23,14 @@ class UpdaterController : public QObject
     UpdaterController(const QUrl &feedUrl, const QString &currentVersion, QObject *parent = nullptr);
     ~UpdaterController() override;
 
-    // Whether the Sparkle framework does the work (macOS builds that found it).
-    static bool usesSparkle();
+    // Whether the Sparkle framework does the work: macOS builds that found it, run from the app
+    // bundle. Test programs and a bare executable get our own updater, so they never start
+    // Sparkle (which needs the bundle's Info.plist and would complain at every start).
+    bool usesSparkle() const { return m_sparkle != nullptr; }
+    // Whether `path` is the executable of an app bundle: ….app/Contents/MacOS/name.
+    static bool isBundledExecutable(const QString &path);
+    // Sparkle says nothing when a check starts or ends: whoever shows the state reads it again.
+    bool announcesChanges() const { return !usesSparkle(); }
 
     // False while a check is under way.
     bool canCheckForUpdates() const;

@@ -37,9 +37,6 @@ class UpdaterControllerTest : public QObject
   private Q_SLOTS:
     void initTestCase()
     {
-        if (UpdaterController::usesSparkle()) {
-            QSKIP("Sparkle does the checking and shows its own dialogs");
-        }
         QVERIFY(server.listen(QHostAddress::LocalHost));
         server.feeds.insert("/newer.xml", FeedServer::feed("0.2.0"));
         server.feeds.insert("/equal.xml", FeedServer::feed("0.1.0"));
@@ -57,6 +54,8 @@ class UpdaterControllerTest : public QObject
     {
         MainWindow *window = openWithFeed("/equal.xml");
         QVERIFY(world->app->updaterController().checker());
+        QVERIFY(!world->app->updaterController().usesSparkle());
+        QVERIFY(world->app->updaterController().announcesChanges());
         QVERIFY(qobject_cast<CheckForUpdatesView *>(checkItem(window)));
     }
 
@@ -171,6 +170,37 @@ class UpdaterControllerTest : public QObject
         QMenu *menu = menuTitled(window->menuBar(), u"Moxley"_s);
         Q_EMIT menu->aboutToShow();
         QVERIFY(item->isEnabled());
+    }
+
+    // What the item does on macOS with Sparkle, whose state changes are never announced.
+    void silentUpdater_stateIsPolled()
+    {
+        MainWindow *window = openWithFeed("/silent");
+        world->app->updaterController().checker()->setTimeout(1500);
+        auto *item = qobject_cast<CheckForUpdatesView *>(checkItem(window));
+        item->pollEvery(20);
+        MessageBox::setNextAnswer(u"OK"_s);
+        {
+            const QSignalBlocker quiet(&world->app->updaterController());
+            world->app->updaterController().checkForUpdates();
+            QVERIFY(item->isEnabled());
+            QTRY_VERIFY_WITH_TIMEOUT(!item->isEnabled(), 1000);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(world->app->updaterController().canCheckForUpdates(), 20000);
+        QTRY_VERIFY(item->isEnabled());
+    }
+
+    void appBundleExecutable_isRecognised()
+    {
+        QVERIFY(UpdaterController::isBundledExecutable(u"/Applications/Moxley.app/Contents/MacOS/moxley-app"_s));
+        QVERIFY(UpdaterController::isBundledExecutable(u"/b/bin/Moxley.app/Contents/MacOS/x"_s));
+        QVERIFY(!UpdaterController::isBundledExecutable(u"/b/bin/moxley-app"_s));
+        QVERIFY(!UpdaterController::isBundledExecutable(u"/b/tests/app/test_updater_controller"_s));
+        QVERIFY(!UpdaterController::isBundledExecutable(u"/b/Moxley.app/Contents/Resources/x"_s));
+        QVERIFY(!UpdaterController::isBundledExecutable(u"/b/.app/Contents/MacOS/x"_s));
+        QVERIFY(!UpdaterController::isBundledExecutable(u"Contents/MacOS/x"_s));
+        // Test programs run as plain executables and so never start Sparkle.
+        QVERIFY(!UpdaterController::isBundledExecutable(QCoreApplication::applicationFilePath()));
     }
 };
 

@@ -6,12 +6,22 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The Linux snippet written out by hand: these tests run on Linux.
-QByteArray linuxSnippet(const QByteArray &from, const QByteArray &to, const QByteArray &subject,
-                        const QByteArray &body)
+// The password lookup written out by hand, for the system the tests run on.
+QByteArray passwordLookup(const QByteArray &from)
+{
+#ifdef Q_OS_MACOS
+    return "security find-generic-password -s com.moxley.gmail -a " + from + " -w";
+#else
+    return "secret-tool lookup service com.moxley.gmail account " + from;
+#endif
+}
+
+// The snippet written out by hand.
+QByteArray expectedSnippet(const QByteArray &from, const QByteArray &to, const QByteArray &subject,
+                            const QByteArray &body)
 {
     return "_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \"smtps://smtp.gmail.com:465\" \\\n"
-           "  --user \"" + from + ":$(secret-tool lookup service com.moxley.gmail account " + from + ")\" \\\n"
+           "  --user \"" + from + ":$(" + passwordLookup(from) + ")\" \\\n"
            "  --mail-from \"" + from + "\" \\\n"
            "  --mail-rcpt \"" + to + "\" \\\n"
            "  -T - <<'MOXLEYMAIL'\n"
@@ -56,7 +66,7 @@ private Q_SLOTS:
             sandbox.runCli({u"template"_s, u"gmail"_s, u"--from"_s, u"me@gmail.com"_s, u"--to"_s, u"you@x.org"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
-        QCOMPARE(result.out, linuxSnippet("me@gmail.com", "you@x.org", "Daily Reminder",
+        QCOMPARE(result.out, expectedSnippet("me@gmail.com", "you@x.org", "Daily Reminder",
                                           "Don't forget to check the report."));
     }
 
@@ -67,7 +77,7 @@ private Q_SLOTS:
                                             u"--to"_s, u"you@x.org "_s, u"--subject"_s, u" Say \"hi\" "_s,
                                             u"--body"_s, u"Line 1\nLine \"2\""_s});
         QCOMPARE(result.exitCode, 0);
-        QCOMPARE(result.out, linuxSnippet("me@gmail.com", "you@x.org", "Say \\\"hi\\\"", "Line 1\nLine \"2\""));
+        QCOMPARE(result.out, expectedSnippet("me@gmail.com", "you@x.org", "Say \\\"hi\\\"", "Line 1\nLine \"2\""));
     }
 
     void gmail_emptySubjectIsKept()

@@ -8,7 +8,7 @@
 #include <QTimeZone>
 #include <QtTest>
 
-#include <plist/plist.h>
+#include "launchd/PlistCompat.h"
 
 #include <cstdlib>
 #include <utility>
@@ -407,7 +407,7 @@ private Q_SLOTS:
                   {"Real", real(2.5)},
                   {"Yes", boolean(true)},
                   {"No", boolean(false)},
-                  {"When", plist_new_date(86400, 0)},
+                  {"When", plistcompat::newDate(86400, 0)},
                   {"Blob", plist_new_data(blob.constData(), uint64_t(blob.size()))},
                   {"List", array({str("a"), integer(1), array({})})},
                   {"Nested", dict({{"Inner", dict({{"Deep", boolean(true)}})}})}}),
@@ -438,7 +438,7 @@ private Q_SLOTS:
                   {"Number", integer(-42)},
                   {"Real", real(0.25)},
                   {"Yes", boolean(true)},
-                  {"When", plist_new_date(-86400, 0)},
+                  {"When", plistcompat::newDate(-86400, 0)},
                   {"Blob", plist_new_data("abc", 3)},
                   {"ProgramArguments", array({str("/bin/echo"), str("é")})},
                   {"StartCalendarInterval", dict({{"Hour", integer(9)}})}}),

@@ -11,6 +11,8 @@ class ChangeNoticeTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { SKIP_WITHOUT_SESSION_BUS(); }
+
     void postedNotice_reachesObserver()
     {
         SessionBus bus;

@@ -12,6 +12,8 @@ class TaskStoreNoticeTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { SKIP_WITHOUT_SESSION_BUS(); }
+
     void toolChange_storeReloads()
     {
         SessionBus bus;

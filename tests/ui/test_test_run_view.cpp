@@ -4,6 +4,7 @@
 #include "ui/TestRunView.h"
 
 #include <QElapsedTimer>
+#include <QFontDatabase>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -102,7 +103,10 @@ private Q_SLOTS:
         QCOMPARE(child<QLabel>(sheet.view, u"test-run-title"_s)->text(), u"Test Run"_s);
         auto *command = child<QLabel>(sheet.view, u"test-run-command"_s);
         QCOMPARE(command->text(), u"echo \"hi\" && true"_s);
-        QVERIFY(QFontInfo(command->font()).fixedPitch());
+        // The font asked for, not the one the machine resolves it to: that depends on the fonts installed.
+        const QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+        QCOMPARE(command->font().family(), fixed.family());
+        QVERIFY(command->font().family() != QFontDatabase::systemFont(QFontDatabase::GeneralFont).family());
         QCOMPARE(sheet.running->text(), u"Running..."_s);
         QCOMPARE(sheet.stop->text(), u"Stop"_s);
         QCOMPARE(sheet.close->text(), u"Close"_s);
