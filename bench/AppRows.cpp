@@ -224,12 +224,17 @@ QList<Row> historyRows(const Context &context);
 QList<Row> logTailRows(const Context &context);
 QList<Row> tasksFileRows(const Context &context);
 QList<Row> scanRows(const Context &context);
+QList<Row> cliHistoryRows(const Context &context);
+QList<Row> cliLogsRows(const Context &context);
+QList<Row> cliTimelineRows(const Context &context);
 
 QList<Benchmark> benchmarks()
 {
     return {{QStringLiteral("history"), historyRows}, {QStringLiteral("logtail"), logTailRows},
             {QStringLiteral("tasks"), tasksFileRows}, {QStringLiteral("scan"), scanRows},
             {QStringLiteral("testrun"), testRun},     {QStringLiteral("timeline"), timeline},
-            {QStringLiteral("startup"), startUp},     {QStringLiteral("cli"), cli}};
+            {QStringLiteral("startup"), startUp},     {QStringLiteral("cli"), cli},
+            {QStringLiteral("clihistory"), cliHistoryRows}, {QStringLiteral("clilogs"), cliLogsRows},
+            {QStringLiteral("clitimeline"), cliTimelineRows}};
 }
 } // namespace Bench

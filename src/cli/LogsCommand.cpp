@@ -1,3 +1,4 @@
+#include "cli/ByteOutput.h"
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 #include "launchd/LaunchdService.h"
@@ -55,9 +56,12 @@ public:
         const LaunchdService files;
         const QString path =
             parser.isSet(QStringLiteral("stderr")) ? files.stderrLogPath(task) : files.stdoutLogPath(task);
-        const QString text = RunHistory::readLogTail(path, *lines);
-        if (!text.isEmpty()) {
-            context.out << text << '\n';
+        // Copied as read: a tail of millions of lines is never held.
+        ByteOutput out(context.out);
+        const qint64 written =
+            RunHistory::streamLogTail(path, *lines, [&out](const char *data, qint64 size) { out.write(data, size); });
+        if (written > 0) {
+            out.write("\n", 1);
         }
         return 0;
     }

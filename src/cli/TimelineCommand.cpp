@@ -113,9 +113,14 @@ public:
             jobs = LaunchdBrowser().scan();
         }
         const LaunchdService files;
+        // Only the day's runs are parsed, read from the end of each history.
+        const Timeline::RunWindow window = Timeline::runWindow(now, zone);
         const Timeline::Day day = Timeline::compute(
-            *tasks, [&](const ScheduledTask &task) { return RunHistory::readRuns(files.runsPath(task)); }, jobs, now,
-            zone);
+            *tasks,
+            [&](const ScheduledTask &task) {
+                return RunHistory::runsStartingBetween(files.runsPath(task), window.from, window.to);
+            },
+            jobs, now, zone);
         if (parser.isSet(QStringLiteral("json"))) {
             context.out << QString::fromUtf8(CliJson::document(TimelineOutput::json(day, withSystem)));
         } else {

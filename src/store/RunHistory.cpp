@@ -3,38 +3,204 @@
 #include "store/RunsFileReader.h"
 #include "store/Utf8Validator.h"
 
-#include <QDateTime>
-#include <QFile>
-#include <QRandomGenerator>
+#include <QChar>
 #include <QStringDecoder>
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <memory>
-#include <type_traits>
 #include <vector>
 
 namespace {
 
-using RunHistoryDetail::Utf8Validator;
 using namespace RunHistoryDetail;
 
 constexpr qint64 kTailBlockSize = 64 << 10;
+constexpr qint64 kStreamBlockSize = 256 << 10;
 
-// Reads exactly `size` bytes at `offset`; false on any shortfall.
-bool readAt(QFile &file, qint64 offset, char *into, qint64 size)
+// Where the kept pieces of a log begin: just after the maxLines-th line feed from the end, or at the
+// start of the file when it has fewer. -1 on a read error.
+qint64 tailStart(const BlockFile &file, int maxLines)
 {
-    if (!file.seek(offset)) {
-        return false;
+    std::vector<char> block(size_t(std::clamp<qint64>(file.size(), 1, kTailBlockSize)));
+    int feeds = 0;
+    qint64 blockStart = file.size();
+    while (blockStart > 0) {
+        const qint64 length = std::min(qint64(block.size()), blockStart);
+        blockStart -= length;
+        if (!file.readAt(blockStart, block.data(), length)) {
+            return -1;
+        }
+        const char *end = block.data() + length;
+        while (const auto *feed = lastFeedIn(block.data(), end)) {
+            if (++feeds == maxLines) {
+                return blockStart + (feed - block.data()) + 1;
+            }
+            end = feed;
+        }
     }
-    while (size > 0) {
-        const qint64 got = file.read(into, size);
-        if (got <= 0) {
+    return 0;
+}
+
+// "YYYY-MM-DDTHH:MM:SSZ" of an instant, when its year has four digits: for a runs-file line that
+// starts with a date in that form, comparing the text is comparing the times.
+std::optional<std::array<char, 20>> zuluText(qint64 seconds)
+{
+    const qint64 days = seconds >= 0 ? seconds / 86400 : (seconds - 86399) / 86400;
+    const CivilDate date = civilFromDays(days);
+    if (date.year < 0 || date.year > 9999) {
+        return std::nullopt;
+    }
+    const qint64 second = seconds - days * 86400;
+    std::array<char, 21> text{};
+    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02dZ", int(date.year), date.month, date.day,
+                  int(second / 3600), int(second / 60 % 60), int(second % 60));
+    std::array<char, 20> result{};
+    std::memcpy(result.data(), text.data(), result.size());
+    return result;
+}
+
+bool wholeFileIsUtf8(const BlockFile &file)
+{
+    return isUtf8(file.handle(), 0, file.size());
+}
+
+struct Tail {
+    QList<TaskRunRecord> runs; // last first
+    qint64 stoppedAt = -1;     // where the piece that ended the walk starts; -1 when none did
+};
+
+// Walks back from the end, keeping the records `keep` accepts, until `stop` says a record ends it.
+template <typename Keep, typename Stop>
+std::optional<Tail> readTail(BlockFile &file, qint64 end, Keep keep, Stop stop)
+{
+    Tail tail;
+    IdSource ids;
+    DateCache<char> cache;
+    const bool read = file.forEachPieceBackward(file.textStart(), end, [&](const char *b, const char *e, qint64 at) {
+        const auto fields = parseFields(b, e, cache);
+        if (!fields) {
+            return true;
+        }
+        if (keep(*fields)) {
+            tail.runs.append(makeRecord(*fields, ids.next()));
+        }
+        if (stop(*fields, tail.runs.size())) {
+            tail.stoppedAt = at;
             return false;
         }
-        into += got;
-        size -= got;
+        return true;
+    });
+    if (!read) {
+        return std::nullopt;
+    }
+    return tail;
+}
+
+RunHistory::RecentRuns recentRuns(const QString &runsPath, int count, bool countAll)
+{
+    BlockFile file(runsPath);
+    if (!file.isOpen() || count < 0) {
+        return {};
+    }
+    if (count == 0) {
+        return RunHistory::RecentRuns{{}, countAll ? RunHistory::readRuns(runsPath).size() : 0};
+    }
+    const auto tail = readTail(
+        file, file.size(), [](const Fields &) { return true; }, [count](const Fields &, qsizetype kept) { return kept >= count; });
+    if (!tail || !wholeFileIsUtf8(file)) {
+        return {};
+    }
+    RunHistory::RecentRuns result;
+    result.runs = tail->runs;
+    std::reverse(result.runs.begin(), result.runs.end());
+    result.total = result.runs.size();
+    if (countAll && tail->stoppedAt >= 0) {
+        DateCache<char> cache;
+        const bool read = file.forEachPiece(file.textStart(), tail->stoppedAt, [&](const char *b, const char *e, qint64) {
+            result.total += parseFields(b, e, cache) ? 1 : 0;
+            return true;
+        });
+        if (!read) {
+            return {};
+        }
+    }
+    return result;
+}
+
+// Whether a good line before `end` starts at `from` or later. Most lines are told apart by their
+// first 20 bytes: a piece that begins with a date in the wrapper's form compares as its text.
+std::optional<bool> anyStartsFrom(BlockFile &file, qint64 end, qint64 from)
+{
+    const auto fromText = zuluText(from);
+    DateCache<char> cache;
+    bool found = false;
+    const bool read = file.forEachPiece(file.textStart(), end, [&](const char *b, const char *e, qint64) {
+        if (fromText && e - b > 20 && b[0] != '\t' && b[20] == '\t' && std::memcmp(b, fromText->data(), 20) < 0) {
+            return true; // either not a date (a dropped line) or a date before `from`
+        }
+        const auto fields = parseFields(b, e, cache);
+        found = fields && fields->startedAt >= from;
+        return !found;
+    });
+    if (!read) {
+        return std::nullopt;
+    }
+    return found;
+}
+
+bool isBlank(char32_t c)
+{
+    return QChar::isSpace(c);
+}
+
+// The code point that starts at `p` (valid UTF-8) and its length.
+std::pair<char32_t, int> decodeAt(const unsigned char *p)
+{
+    if (p[0] < 0x80) {
+        return {p[0], 1};
+    }
+    if (p[0] < 0xE0) {
+        return {char32_t(p[0] & 0x1F) << 6 | (p[1] & 0x3F), 2};
+    }
+    if (p[0] < 0xF0) {
+        return {char32_t(p[0] & 0x0F) << 12 | char32_t(p[1] & 0x3F) << 6 | (p[2] & 0x3F), 3};
+    }
+    return {char32_t(p[0] & 0x07) << 18 | char32_t(p[1] & 0x3F) << 12 | char32_t(p[2] & 0x3F) << 6 | (p[3] & 0x3F), 4};
+}
+
+// Moves [begin, end) of valid UTF-8 in the file past the white space at both ends, as
+// QString::trimmed would (every character it trims is one UTF-16 unit).
+bool trimRange(const BlockFile &file, qint64 &begin, qint64 &end)
+{
+    unsigned char buffer[4];
+    while (begin < end) {
+        const qint64 length = std::min<qint64>(4, end - begin);
+        if (!file.readAt(begin, reinterpret_cast<char *>(buffer), length)) {
+            return false;
+        }
+        const auto [c, size] = decodeAt(buffer);
+        if (!isBlank(c)) {
+            break;
+        }
+        begin += size;
+    }
+    while (end > begin) {
+        // A character is at most four bytes: read them and find where the last one starts.
+        const qint64 length = std::min<qint64>(4, end - begin);
+        if (!file.readAt(end - length, reinterpret_cast<char *>(buffer), length)) {
+            return false;
+        }
+        int start = int(length) - 1;
+        while (start > 0 && (buffer[start] & 0xC0) == 0x80) {
+            --start;
+        }
+        if (!isBlank(decodeAt(buffer + start).first)) {
+            break;
+        }
+        end -= length - start;
     }
     return true;
 }
@@ -57,60 +223,154 @@ QList<TaskRunRecord> RunHistory::readRuns(const QString &runsPath)
     return RunHistoryDetail::readRunsFile(runsPath);
 }
 
+std::optional<TaskRunRecord> RunHistory::lastRun(const QString &runsPath)
+{
+    const RecentRuns recent = recentRuns(runsPath, 1, false);
+    if (recent.runs.isEmpty()) {
+        return std::nullopt;
+    }
+    return recent.runs.constLast();
+}
+
+RunHistory::RecentRuns RunHistory::lastRuns(const QString &runsPath, int count)
+{
+    return recentRuns(runsPath, count, true);
+}
+
+QList<TaskRunRecord> RunHistory::runsStartingBetween(const QString &runsPath, std::chrono::sys_seconds from,
+                                                     std::chrono::sys_seconds to)
+{
+    BlockFile file(runsPath);
+    if (!file.isOpen()) {
+        return {};
+    }
+    return runsStartingIn(file, file.size(), from.time_since_epoch().count(), to.time_since_epoch().count())
+        .value_or(QList<TaskRunRecord>());
+}
+
+std::optional<QList<TaskRunRecord>> RunHistoryDetail::runsStartingIn(BlockFile &file, qint64 end, qint64 from,
+                                                                     qint64 to)
+{
+    const auto inRange = [from, to](qint64 start) { return start >= from && start < to; };
+    const auto tail = readTail(
+        file, end, [&](const Fields &fields) { return inRange(fields.startedAt); },
+        [from](const Fields &fields, qsizetype) { return fields.startedAt < from; });
+    if (!tail || !isUtf8(file.handle(), 0, end)) {
+        return std::nullopt;
+    }
+    QList<TaskRunRecord> runs;
+    if (tail->stoppedAt >= 0) {
+        const auto disordered = anyStartsFrom(file, tail->stoppedAt, from);
+        if (!disordered) {
+            return std::nullopt;
+        }
+        if (*disordered) {
+            // Lines out of time order: every line is looked at, as when reading the whole file.
+            IdSource ids;
+            DateCache<char> cache;
+            const bool read = file.forEachPiece(file.textStart(), end, [&](const char *b, const char *e, qint64) {
+                const auto fields = parseFields(b, e, cache);
+                if (fields && inRange(fields->startedAt)) {
+                    runs.append(makeRecord(*fields, ids.next()));
+                }
+                return true;
+            });
+            return read ? std::optional(runs) : std::nullopt;
+        }
+    }
+    runs = tail->runs;
+    std::reverse(runs.begin(), runs.end());
+    return runs;
+}
+
+struct RunHistory::RunsStream::Private {
+    explicit Private(const QString &path) : file(path) {}
+    BlockFile file;
+    bool readable = false;
+};
+
+RunHistory::RunsStream::RunsStream(const QString &runsPath) : d(std::make_unique<Private>(runsPath))
+{
+    d->readable = d->file.isOpen() && wholeFileIsUtf8(d->file);
+}
+
+RunHistory::RunsStream::~RunsStream() = default;
+
+void RunHistory::RunsStream::forEach(const std::function<void(qint64, qint64, qint32)> &visit)
+{
+    if (!d->readable) {
+        return;
+    }
+    DateCache<char> cache;
+    d->file.forEachPiece(d->file.textStart(), d->file.size(), [&](const char *b, const char *e, qint64) {
+        if (const auto fields = parseFields(b, e, cache)) {
+            visit(fields->startedAt, fields->endedAt, fields->exitCode);
+        }
+        return true;
+    });
+}
+
 QString RunHistory::readLogTail(const QString &logPath, int maxLines)
 {
     Q_ASSERT_X(maxLines >= 0, "RunHistory::readLogTail", "maxLines must not be negative");
     if (maxLines <= 0) {
         return {};
     }
-    QFile file(logPath);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    BlockFile file(logPath);
+    if (!file.isOpen()) {
         return {};
     }
-    // Whatever is appended while we read is left for the next read.
-    const qint64 size = file.size();
-
-    // The kept pieces begin just after the maxLines-th line feed from the end, or at the start
-    // of the file when it has fewer.
-    qint64 tailStart = 0;
-    {
-        std::vector<char> block(std::clamp<qint64>(size, 1, kTailBlockSize));
-        int feeds = 0;
-        qint64 blockStart = size;
-        bool found = false;
-        while (blockStart > 0 && !found) {
-            const qint64 length = std::min(qint64(block.size()), blockStart);
-            blockStart -= length;
-            if (!readAt(file, blockStart, block.data(), length)) {
-                return {};
-            }
-            for (qint64 i = length - 1; i >= 0; --i) {
-                if (block[i] == '\n' && ++feeds == maxLines) {
-                    tailStart = blockStart + i + 1;
-                    found = true;
-                    break;
-                }
-            }
-        }
-    }
-
+    const qint64 start = tailStart(file, maxLines);
     // Reading the file whole would fail on bad UTF-8 anywhere, so the part before the tail is
     // checked too, without being kept. It ends with a line feed, so it and the tail are UTF-8
     // together exactly when each is on its own.
-    if (!RunHistoryDetail::isUtf8(file.handle(), 0, tailStart)) {
+    if (start < 0 || !isUtf8(file.handle(), 0, start)) {
         return {};
     }
-    QByteArray tail(size - tailStart, Qt::Uninitialized);
+    QByteArray tail(file.size() - start, Qt::Uninitialized);
     Utf8Validator utf8;
-    if (!readAt(file, tailStart, tail.data(), tail.size()) || !utf8.feed(tail.constData(), tail.size()) ||
+    if (!file.readAt(start, tail.data(), tail.size()) || !utf8.feed(tail.constData(), tail.size()) ||
         !utf8.complete()) {
         return {};
     }
     // A byte-order mark is no text only at the very start of the file; after a line feed it is
     // a character like any other (QString::fromUtf8 would drop it wherever the tail begins).
-    QStringDecoder decoder(QStringDecoder::Utf8, tailStart == 0
-                                                     ? QStringDecoder::Flag::Stateless
-                                                     : QStringDecoder::Flag::Stateless |
-                                                           QStringDecoder::Flag::ConvertInitialBom);
+    QStringDecoder decoder(QStringDecoder::Utf8, start == 0 ? QStringDecoder::Flag::Stateless
+                                                            : QStringDecoder::Flag::Stateless |
+                                                                  QStringDecoder::Flag::ConvertInitialBom);
     return QString(decoder.decode(tail)).trimmed();
+}
+
+qint64 RunHistory::streamLogTail(const QString &logPath, int maxLines,
+                                 const std::function<void(const char *, qint64)> &write)
+{
+    Q_ASSERT_X(maxLines >= 0, "RunHistory::streamLogTail", "maxLines must not be negative");
+    if (maxLines <= 0) {
+        return 0;
+    }
+    BlockFile file(logPath);
+    if (!file.isOpen()) {
+        return 0;
+    }
+    qint64 begin = tailStart(file, maxLines);
+    if (begin < 0 || !wholeFileIsUtf8(file)) {
+        return 0;
+    }
+    qint64 end = file.size();
+    if (begin == 0) {
+        begin = file.textStart();
+    }
+    if (!trimRange(file, begin, end)) {
+        return 0;
+    }
+    std::vector<char> block(size_t(std::clamp<qint64>(end - begin, 1, kStreamBlockSize)));
+    for (qint64 at = begin; at < end;) {
+        const qint64 length = std::min(qint64(block.size()), end - at);
+        if (!file.readAt(at, block.data(), length)) {
+            return at - begin;
+        }
+        write(block.data(), length);
+        at += length;
+    }
+    return end - begin;
 }

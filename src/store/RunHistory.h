@@ -6,6 +6,9 @@
 #include <QString>
 #include <QStringView>
 
+#include <chrono>
+#include <functional>
+#include <memory>
 #include <optional>
 
 // The reading side of a task's runs file and logs. Readers never fail loudly: a missing,
@@ -24,10 +27,52 @@ std::optional<TaskRunRecord> parseLine(QStringView line);
 // is dropped like any malformed line.
 QList<TaskRunRecord> readRuns(const QString &runsPath);
 
+// What the views show of a long history, read from the end of the file so that only those lines
+// are parsed. The rest of the file is still looked at once, quickly, because the answer must be the
+// one readRuns gives: a file with a byte that is not UTF-8 anywhere reads as empty, and a line
+// earlier in the file may belong to the answer when the lines are out of time order.
+
+// The last record readRuns would give, or nothing.
+std::optional<TaskRunRecord> lastRun(const QString &runsPath);
+
+struct RecentRuns {
+    QList<TaskRunRecord> runs; // the last records, in file order
+    qsizetype total = 0;       // how many records the whole file holds
+};
+// The last `count` records of readRuns and how many it gives in all.
+RecentRuns lastRuns(const QString &runsPath, int count);
+
+// The records of readRuns whose start lies in [from, to), in file order. Read backwards until a
+// run that started before `from`; when an earlier line is found to start at `from` or later
+// (lines out of time order), the whole file is read instead.
+QList<TaskRunRecord> runsStartingBetween(const QString &runsPath, std::chrono::sys_seconds from,
+                                         std::chrono::sys_seconds to);
+
+// A runs file handed out line by line in fixed blocks, for printing as it is read.
+class RunsStream
+{
+public:
+    // Opens the file and checks that all of it is UTF-8 (else it reads as empty).
+    explicit RunsStream(const QString &runsPath);
+    ~RunsStream();
+
+    // Each good line's times (seconds since the epoch, UTC) and exit status, in file order; the file
+    // is read again on every call, up to its size at opening.
+    void forEach(const std::function<void(qint64 startedAt, qint64 endedAt, qint32 exitCode)> &visit);
+
+private:
+    struct Private;
+    std::unique_ptr<Private> d;
+};
+
 // The last `maxLines` line-feed-separated pieces of the log (empty pieces count), joined with
 // line feeds and trimmed of white space at both ends. Only the tail is kept in memory; the rest
 // of the file is read once in blocks to check that it is UTF-8 (a file that is not reads as
 // empty, as when reading it whole). `maxLines` must not be negative.
 QString readLogTail(const QString &logPath, int maxLines);
+
+// The same text as readLogTail, UTF-8, handed to `write` in pieces as it is read instead of being
+// held. Returns how many bytes were handed out.
+qint64 streamLogTail(const QString &logPath, int maxLines, const std::function<void(const char *, qint64)> &write);
 
 } // namespace RunHistory

@@ -34,6 +34,26 @@ Q_ALWAYS_INLINE constexpr qint64 daysFromCivil(qint64 year, int month, int day)
     return era * 146097 + dayOfEra - 719468;
 }
 
+struct CivilDate {
+    qint64 year = 1970;
+    int month = 1;
+    int day = 1;
+};
+
+// The proleptic Gregorian date of a day counted from 1970-01-01 (year 0 is 1 BC).
+Q_ALWAYS_INLINE constexpr CivilDate civilFromDays(qint64 days)
+{
+    days += 719468;
+    const qint64 era = (days >= 0 ? days : days - 146096) / 146097;
+    const qint64 dayOfEra = days - era * 146097;
+    const qint64 yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
+    const qint64 dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
+    const qint64 monthIndex = (5 * dayOfYear + 2) / 153;
+    const int day = int(dayOfYear - (153 * monthIndex + 2) / 5 + 1);
+    const int month = int(monthIndex < 10 ? monthIndex + 3 : monthIndex - 9);
+    return CivilDate{yearOfEra + era * 400 + (month <= 2 ? 1 : 0), month, day};
+}
+
 Q_ALWAYS_INLINE constexpr int daysInMonth(int year, int month)
 {
     constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};

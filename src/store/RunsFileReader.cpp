@@ -5,8 +5,14 @@
 #include <QFile>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <memory>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace RunHistoryDetail {
 namespace {
@@ -24,7 +30,164 @@ void reserveFor(QList<TaskRunRecord> &records, qint64 bytes)
     records.reserve(records.size() + qsizetype(std::min(bytes / kTypicalLineSize + 1, kMaxReserved)));
 }
 
+constexpr qint64 kPieceBlockSize = 256 << 10;
+
+BlockFile::Identity identityFrom(const struct stat &info)
+{
+#if defined(__APPLE__)
+    const auto &modified = info.st_mtimespec;
+#else
+    const auto &modified = info.st_mtim;
+#endif
+    return BlockFile::Identity{quint64(info.st_dev), quint64(info.st_ino), qint64(info.st_size),
+                               qint64(modified.tv_sec) * 1'000'000'000 + modified.tv_nsec};
+}
+
 } // namespace
+
+BlockFile::Identity BlockFile::identityOf(const QString &path)
+{
+    struct stat info {};
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        return {};
+    }
+    return identityFrom(info);
+}
+
+const char *lastFeedIn(const char *begin, const char *end)
+{
+#if defined(__GLIBC__)
+    return static_cast<const char *>(::memrchr(begin, '\n', size_t(end - begin)));
+#else
+    while (end > begin) {
+        if (*--end == '\n') {
+            return end;
+        }
+    }
+    return nullptr;
+#endif
+}
+
+BlockFile::BlockFile(const QString &path)
+{
+    m_fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (m_fd < 0) {
+        return;
+    }
+    struct stat info {};
+    if (::fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(m_fd);
+        m_fd = -1;
+        return;
+    }
+    m_size = info.st_size;
+    m_identity = identityFrom(info);
+    char mark[3];
+    if (m_size >= 3 && readAt(0, mark, 3) && std::memcmp(mark, "\xEF\xBB\xBF", 3) == 0) {
+        m_textStart = 3;
+    }
+}
+
+BlockFile::~BlockFile()
+{
+    if (m_fd >= 0) {
+        ::close(m_fd);
+    }
+}
+
+bool BlockFile::readAt(qint64 offset, char *into, qint64 size) const
+{
+    while (size > 0) {
+        const ssize_t got = ::pread(m_fd, into, size_t(size), off_t(offset));
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            return false;
+        }
+        into += got;
+        offset += got;
+        size -= got;
+    }
+    return true;
+}
+
+const char *BlockFile::gather(qint64 begin, qint64 end)
+{
+    m_long.resize(size_t(std::max<qint64>(end - begin, 1)));
+    return readAt(begin, m_long.data(), end - begin) ? m_long.data() : nullptr;
+}
+
+bool BlockFile::forEachPiece(qint64 begin, qint64 end, const PieceVisitor &visit)
+{
+    m_block.resize(size_t(std::clamp<qint64>(end - begin, 1, kPieceBlockSize)));
+    qint64 pieceStart = begin;
+    qint64 blockStart = begin;
+    qint64 blockLength = 0;
+    while (blockStart + blockLength < end) {
+        blockStart += blockLength;
+        blockLength = std::min<qint64>(qint64(m_block.size()), end - blockStart);
+        if (!readAt(blockStart, m_block.data(), blockLength)) {
+            return false;
+        }
+        const char *block = m_block.data();
+        const char *p = block;
+        const char *blockEnd = block + blockLength;
+        while (const auto *feed = static_cast<const char *>(std::memchr(p, '\n', size_t(blockEnd - p)))) {
+            const qint64 feedAt = blockStart + (feed - block);
+            const char *piece = pieceStart >= blockStart ? block + (pieceStart - blockStart) : gather(pieceStart, feedAt);
+            if (!piece) {
+                return false;
+            }
+            if (!visit(piece, piece + (feedAt - pieceStart), pieceStart)) {
+                return true;
+            }
+            pieceStart = feedAt + 1;
+            p = feed + 1;
+        }
+    }
+    const char *piece = pieceStart >= blockStart ? m_block.data() + (pieceStart - blockStart) : gather(pieceStart, end);
+    if (!piece) {
+        return false;
+    }
+    visit(piece, piece + (end - pieceStart), pieceStart);
+    return true;
+}
+
+bool BlockFile::forEachPieceBackward(qint64 begin, qint64 end, const PieceVisitor &visit)
+{
+    m_block.resize(size_t(std::clamp<qint64>(end - begin, 1, kPieceBlockSize)));
+    qint64 pieceEnd = end;
+    qint64 blockStart = end;
+    qint64 blockEnd = end;
+    while (blockStart > begin) {
+        blockEnd = blockStart;
+        blockStart = std::max(begin, blockEnd - qint64(m_block.size()));
+        if (!readAt(blockStart, m_block.data(), blockEnd - blockStart)) {
+            return false;
+        }
+        const char *block = m_block.data();
+        const char *scanEnd = block + (blockEnd - blockStart);
+        while (const char *feed = lastFeedIn(block, scanEnd)) {
+            const qint64 pieceStart = blockStart + (feed - block) + 1;
+            const char *piece = pieceEnd <= blockEnd ? feed + 1 : gather(pieceStart, pieceEnd);
+            if (!piece) {
+                return false;
+            }
+            if (!visit(piece, piece + (pieceEnd - pieceStart), pieceStart)) {
+                return true;
+            }
+            pieceEnd = pieceStart - 1;
+            scanEnd = feed;
+        }
+    }
+    const char *piece = pieceEnd <= blockEnd ? m_block.data() + (begin - blockStart) : gather(begin, pieceEnd);
+    if (!piece) {
+        return false;
+    }
+    visit(piece, piece + (pieceEnd - begin), begin);
+    return true;
+}
 
 // Lines hold only ASCII when they parse, so they are cut and parsed as bytes; the whole file must
 // still be UTF-8 for any of them to count. It is read in blocks, and records go straight into the

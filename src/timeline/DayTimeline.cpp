@@ -250,3 +250,15 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
     }
     return day;
 }
+
+Timeline::RunWindow Timeline::runWindow(const QDateTime &now, const QTimeZone &zone)
+{
+    const QDate date = now.toTimeZone(zone).date();
+    // Without transitions the day is told by converting each run: a day more on either side.
+    const qint64 margin = zone.hasTransitions() ? 0 : 86400 * 2;
+    const qint64 start = date.startOfDay(zone).toMSecsSinceEpoch();
+    const qint64 end = date.addDays(1).startOfDay(zone).toMSecsSinceEpoch();
+    const auto floorSeconds = [](qint64 msecs) { return msecs >= 0 ? msecs / 1000 : (msecs - 999) / 1000; };
+    return RunWindow{std::chrono::sys_seconds(std::chrono::seconds(floorSeconds(start) - margin)),
+                     std::chrono::sys_seconds(std::chrono::seconds(floorSeconds(end + 999) + margin))};
+}

@@ -8,6 +8,7 @@
 #include <QList>
 #include <QTimeZone>
 
+#include <chrono>
 #include <functional>
 
 // Today's timeline as plain data: what is placed, at which minutes (0-1439 from local
@@ -51,6 +52,14 @@ struct Day {
     QList<TaskRow> tasks;
     QList<SystemRow> systemJobs;
 };
+
+// The instants whose runs compute() can place for the day of `now`: it needs the runs that started
+// in this window, and only those (a reader may then skip the rest of a history).
+struct RunWindow {
+    std::chrono::sys_seconds from;
+    std::chrono::sys_seconds to;
+};
+RunWindow runWindow(const QDateTime &now, const QTimeZone &zone);
 
 using RunHistory = std::function<QList<TaskRunRecord>(const ScheduledTask &)>;
 

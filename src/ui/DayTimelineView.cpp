@@ -1,5 +1,6 @@
 #include "ui/DayTimelineView.h"
 
+#include "launchd/LaunchdService.h"
 #include "store/TaskStore.h"
 #include "ui/Icons.h"
 #include "ui/SystemJobTimelineItemView.h"
@@ -154,9 +155,15 @@ void DayTimelineView::setShowSystemJobs(bool show)
 void DayTimelineView::reload()
 {
     const TaskStore &store = m_store;
+    const QDateTime now = m_clock();
+    const Timeline::RunWindow window = Timeline::runWindow(now, m_zone);
     m_day = Timeline::compute(
-        store.tasks(), [&store](const ScheduledTask &task) { return store.runRecords(task); }, m_systemJobs, m_clock(),
-        m_zone);
+        store.tasks(),
+        [&](const ScheduledTask &task) {
+            return m_runs.runsStartingBetween(store.launchdService().runsPath(task), window.from, window.to);
+        },
+        m_systemJobs, now, m_zone);
+    m_runs.dropUnused();
     static_cast<HourRuler *>(m_ruler)->setCurrentHour(m_day.currentHour);
 
     qDeleteAll(m_lanes->findChildren<QWidget *>(Qt::FindDirectChildrenOnly));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "launchd/LaunchdJob.h"
+#include "store/RunHistoryCache.h"
 #include "timeline/DayTimeline.h"
 
 #include <QDateTime>
@@ -60,6 +61,8 @@ private:
     QTimeZone m_zone;
     bool m_showSystemJobs = false;
     Timeline::Day m_day;
+    // Each runs file is read whole once, then only where it grew.
+    RunHistoryCache m_runs;
 
     QCheckBox *m_toggle = nullptr;
     QWidget *m_ruler = nullptr;

@@ -1,6 +1,7 @@
 #include "ui/TaskDetailView.h"
 
 #include "launchd/PmsetService.h"
+#include "store/RunHistory.h"
 #include "ui/FullLogView.h"
 #include "ui/Icons.h"
 #include "ui/TestRunView.h"
@@ -330,13 +331,16 @@ QWidget *TaskDetailView::buildHistory(QWidget *page)
     QWidget *box =
         section(QStringLiteral("list.bullet.rectangle"), QStringLiteral("Execution History"), page, &body, refreshButton);
 
-    const QList<TaskRunRecord> runs = m_store.runRecords(m_task);
+    // Only the shown runs are parsed, from the end of the file.
+    const RunHistory::RecentRuns recent =
+        RunHistory::lastRuns(m_store.launchdService().runsPath(m_task), int(kShownRuns));
+    const QList<TaskRunRecord> &runs = recent.runs;
     if (runs.isEmpty()) {
         body->addWidget(missingLabel(QStringLiteral("No runs recorded yet."), QStringLiteral("detail-no-runs"), box));
         return box;
     }
     const QLocale locale;
-    for (qsizetype i = std::max<qsizetype>(0, runs.size() - kShownRuns); i < runs.size(); ++i) {
+    for (qsizetype i = 0; i < runs.size(); ++i) {
         const TaskRunRecord &run = runs.at(i);
         auto *row = new QWidget(box);
         row->setObjectName(QStringLiteral("detail-run-row"));
@@ -361,8 +365,8 @@ QWidget *TaskDetailView::buildHistory(QWidget *page)
         layout->addWidget(exit);
         body->addWidget(row);
     }
-    if (runs.size() > kShownRuns) {
-        body->addWidget(missingLabel(QString::number(runs.size() - kShownRuns) % u" more runs not shown",
+    if (recent.total > kShownRuns) {
+        body->addWidget(missingLabel(QString::number(recent.total - kShownRuns) % u" more runs not shown",
                                      QStringLiteral("detail-more-runs"), box));
     }
     return box;

@@ -34,6 +34,7 @@ TestRunView::TestRunView(QString command, std::optional<QString> workingDirector
       m_useLoginShell(useLoginShell),
       m_runner(new TaskRunner(this)),
       m_flushTimer(new QTimer(this)),
+      m_omitted(new QLabel),
       m_runningRow(new QWidget),
       m_busy(new QProgressBar),
       m_output(new QPlainTextEdit),
@@ -82,6 +83,13 @@ TestRunView::TestRunView(QString command, std::optional<QString> workingDirector
     m_output->setFont(fixed);
     m_output->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     m_output->document()->setDocumentMargin(8);
+    // The oldest lines leave as new ones come (the last block may be an unfinished line).
+    m_output->setMaximumBlockCount(kKeptLines + 1);
+    // Only the sheet shows the output, and it keeps what it shows.
+    m_runner->setKeepsOutput(false);
+    m_omitted->setObjectName(QStringLiteral("test-run-omitted"));
+    FormStyle::makeSmall(m_omitted);
+    m_omitted->hide();
 
     m_exitIcon->setObjectName(QStringLiteral("test-run-exit-icon"));
     m_exitLabel->setObjectName(QStringLiteral("test-run-exit"));
@@ -122,6 +130,7 @@ TestRunView::TestRunView(QString command, std::optional<QString> workingDirector
     layout->setSpacing(10);
     layout->addLayout(header);
     layout->addWidget(m_runningRow);
+    layout->addWidget(m_omitted);
     layout->addWidget(m_output, 1);
     layout->addLayout(buttons);
 
@@ -183,9 +192,48 @@ void TestRunView::reject()
     QDialog::reject();
 }
 
+qint64 TestRunView::omittedLines() const
+{
+    return m_linesSeen - (m_output->document()->blockCount() - 1) - m_pendingLines;
+}
+
+void TestRunView::updateOmitted()
+{
+    const qint64 omitted = omittedLines();
+    m_omitted->setVisible(omitted > 0);
+    if (omitted > 0) {
+        m_omitted->setText(QString::number(omitted) + (omitted == 1 ? QStringLiteral(" earlier line not shown")
+                                                                    : QStringLiteral(" earlier lines not shown")));
+    }
+}
+
+// Output arriving faster than it is shown would pile up here: past twice the kept lines, what
+// waits is cut to the last kept lines, and what is shown already is older still.
+void TestRunView::dropOldPending()
+{
+    if (m_pendingLines <= 2 * qint64(kKeptLines)) {
+        return;
+    }
+    qsizetype cut = m_pending.size();
+    for (qint64 feeds = 0; cut > 0;) {
+        if (m_pending.at(cut - 1) == u'\n' && ++feeds > kKeptLines) {
+            break;
+        }
+        --cut;
+    }
+    m_pending.remove(0, cut);
+    m_pendingLines = kKeptLines;
+    m_output->clear();
+    updateOmitted();
+}
+
 void TestRunView::appendOutput(const QString &text)
 {
+    const qint64 feeds = text.count(u'\n');
+    m_linesSeen += feeds;
+    m_pendingLines += feeds;
     m_pending += text;
+    dropOldPending();
     if (!m_flushTimer->isActive()) {
         m_flushTimer->start(kFlushIntervalMs);
     }
@@ -209,8 +257,11 @@ void TestRunView::flushOutput()
     }
     QTextCursor cursor(m_output->document());
     cursor.movePosition(QTextCursor::End);
-    cursor.insertText(m_pending.left(count));
+    const QStringView slice = QStringView(m_pending).left(count);
+    m_pendingLines -= slice.count(u'\n');
+    cursor.insertText(slice.toString());
     m_pending.remove(0, count);
+    updateOmitted();
     // Follow the newest line.
     QScrollBar *bar = m_output->verticalScrollBar();
     bar->setValue(bar->maximum());
@@ -226,7 +277,10 @@ void TestRunView::clearOutput()
 {
     m_flushTimer->stop();
     m_pending.clear();
+    m_pendingLines = 0;
+    m_linesSeen = 0;
     m_output->clear();
+    updateOmitted();
 }
 
 void TestRunView::updateState()

@@ -25,7 +25,13 @@ public:
                 bool useLoginShell, QWidget *parent = nullptr);
     ~TestRunView() override;
 
+    // The sheet keeps the last lines only, so a command that prints gigabytes cannot exhaust
+    // memory; a line above the output says how many earlier ones were left out.
+    static constexpr int kKeptLines = 50000;
+
     TaskRunner &runner() const { return *m_runner; }
+    // Complete lines the run printed that the sheet no longer holds.
+    qint64 omittedLines() const;
     // Starts the run (ignored while one is in progress).
     void start();
 
@@ -38,6 +44,8 @@ private:
     void appendOutput(const QString &text);
     void flushOutput();
     void clearOutput();
+    void dropOldPending();
+    void updateOmitted();
     void updateState();
 
     const QString m_command;
@@ -49,7 +57,10 @@ private:
 
     // Output waits here briefly so a flood of small pieces becomes a few large inserts.
     QString m_pending;
+    qint64 m_pendingLines = 0; // line feeds in m_pending
+    qint64 m_linesSeen = 0;    // line feeds of the whole run
     QTimer *m_flushTimer;
+    QLabel *m_omitted;
 
     QWidget *m_runningRow;
     QProgressBar *m_busy;

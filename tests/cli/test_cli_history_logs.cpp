@@ -1,10 +1,14 @@
 #include "Sandbox.h"
 #include "ScopedTimeZone.h"
+#include "cli/CliJson.h"
+#include "cli/TextTable.h"
 #include "model/TaskMigration.h"
+#include "store/RunHistory.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRandomGenerator>
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
@@ -33,6 +37,43 @@ const QByteArray kTwoRuns = "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"
 QByteArray usageHint(const char *command)
 {
     return QByteArray("Try 'moxley ") + command + " --help' for more information.\n";
+}
+
+// Runs of every era and duration, around this zone's clock changes and in no particular order.
+QByteArray randomRuns(QRandomGenerator &random, const QTimeZone &zone)
+{
+    const auto zulu = [](qint64 secs) {
+        return QDateTime::fromSecsSinceEpoch(secs, QTimeZone::utc()).toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'").toUtf8();
+    };
+    QByteArray bytes = "0001-01-01T00:00:00Z\t0001-01-01T00:00:09Z\t1\n"
+                       "9999-12-31T23:59:59Z\t0\n"
+                       "0000-03-01T00:30:00+01:00\t2\n"
+                       "2025-03-01T06:00:00+14:00\t2025-03-01T05:00:00Z\t-2147483648\n";
+    QList<qint64> near;
+    if (zone.hasTransitions()) {
+        for (const auto &transition : zone.transitions(QDateTime(QDate(1960, 1, 1), QTime(0, 0), QTimeZone::utc()),
+                                                       QDateTime(QDate(2060, 1, 1), QTime(0, 0), QTimeZone::utc()))) {
+            near.append(transition.atUtc.toSecsSinceEpoch());
+        }
+    }
+    qint64 time = 1700000000;
+    for (int i = 0; i < 3000; ++i) {
+        switch (random.bounded(4)) {
+        case 0:
+            time = -2208988800 + qint64(random.bounded(6311433600.0)); // 1900 to 2100
+            break;
+        case 1:
+            if (!near.isEmpty()) {
+                time = near.at(random.bounded(near.size())) + random.bounded(7) - 3;
+            }
+            break;
+        default:
+            time += random.bounded(90000);
+        }
+        const qint64 duration = random.bounded(10) == 0 ? random.bounded(400000) - 1000 : random.bounded(100);
+        bytes += zulu(time) + '\t' + zulu(time + duration) + '\t' + QByteArray::number(random.bounded(300)) + '\n';
+    }
+    return bytes;
 }
 
 } // namespace
@@ -98,6 +139,60 @@ private Q_SLOTS:
         };
         QCOMPARE(document.array(), expected);
         QVERIFY(json.out.endsWith("]\n"));
+    }
+
+    // Printing as the file is read gives what the table and the JSON document of all records gave.
+    void history_randomFile_matchesWholeFileFormatting_data()
+    {
+        QTest::addColumn<QByteArray>("zone");
+        for (const char *zone : {"Europe/Berlin", "America/New_York", "Australia/Lord_Howe", "Asia/Kathmandu",
+                                 "Pacific/Kiritimati", "America/Sao_Paulo", "UTC", "Nowhere/Unknown"}) {
+            QTest::newRow(zone) << QByteArray(zone);
+        }
+    }
+
+    void history_randomFile_matchesWholeFileFormatting()
+    {
+        QFETCH(QByteArray, zone);
+        Sandbox sandbox;
+        prepare(sandbox);
+        const QTimeZone named(zone);
+        const QTimeZone expectedZone = named.isValid() ? named : QTimeZone::utc();
+        QRandomGenerator random(qHash(zone));
+        const QString path = sandbox.logDir() + u"/0a1b2c3d.runs";
+        Sandbox::writeFile(path, randomRuns(random, expectedZone));
+        const QList<TaskRunRecord> runs = RunHistory::readRuns(path);
+        QVERIFY(runs.size() > 3000);
+        TextTable table;
+        QJsonArray array;
+        const auto durationText = [](qint64 seconds) {
+            const QString sign = seconds < 0 ? u"-"_s : QString();
+            seconds = qAbs(seconds);
+            if (seconds < 60) {
+                return sign + QString::number(seconds) + u's';
+            }
+            const QString secs = QString::number(seconds % 60).rightJustified(2, u'0') + u's';
+            if (seconds < 3600) {
+                return sign + QString::number(seconds / 60) + u"m " + secs;
+            }
+            return sign + QString::number(seconds / 3600) + u"h " +
+                   QString::number(seconds / 60 % 60).rightJustified(2, u'0') + u"m " + secs;
+        };
+        for (const TaskRunRecord &run : runs) {
+            table.addRow({runDateTime(run.startedAt).toTimeZone(expectedZone).toString(u"yyyy-MM-dd HH:mm:ss"),
+                          durationText((run.endedAt - run.startedAt).count()), u"exit " + QString::number(run.exitCode)});
+            array.append(QJsonObject{
+                {u"startedAt"_s, runDateTime(run.startedAt).toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'")},
+                {u"endedAt"_s, runDateTime(run.endedAt).toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'")},
+                {u"exitCode"_s, run.exitCode}});
+        }
+        ScopedTimeZone scoped(zone);
+        const auto text = sandbox.runCli({u"history"_s, u"Backup"_s});
+        QCOMPARE(text.exitCode, 0);
+        QCOMPARE(text.out, table.render().toUtf8());
+        const auto json = sandbox.runCli({u"history"_s, u"Backup"_s, u"--json"_s});
+        QCOMPARE(json.exitCode, 0);
+        QCOMPARE(json.out, CliJson::document(array));
     }
 
     void history_noRunsFile_isEmpty()

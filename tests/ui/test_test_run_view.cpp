@@ -219,6 +219,23 @@ private Q_SLOTS:
         QVERIFY(!sheet.view.isVisible());
     }
 
+    // Up to the kept lines, nothing is left out and no line says so; one more and it does.
+    void keptLines_showWhole_thenTheOldestLeave()
+    {
+        Sheet whole(u"seq 1 50000"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(whole.finished(), 60000);
+        QCOMPARE(whole.output->document()->firstBlock().text(), u"1"_s);
+        QCOMPARE(whole.view.omittedLines(), 0);
+        QVERIFY(!child<QLabel>(whole.view, u"test-run-omitted"_s)->isVisible());
+
+        Sheet more(u"seq 1 50001; printf tail"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(more.finished(), 60000);
+        QCOMPARE(more.output->document()->firstBlock().text(), u"2"_s);
+        QCOMPARE(more.output->document()->lastBlock().text(), u"tail"_s);
+        QCOMPARE(more.view.omittedLines(), 1);
+        QCOMPARE(child<QLabel>(more.view, u"test-run-omitted"_s)->text(), u"1 earlier line not shown"_s);
+    }
+
     // Megabytes of output stream in without stalling the window, and the view follows the end.
     void manyMegabytes_windowStaysResponsive()
     {
@@ -235,9 +252,15 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(sheet.finished(), 120000);
         ticker.stop();
         QCOMPARE(sheet.exitLabel->text(), u"Exit: 0"_s);
-        QCOMPARE(sheet.output->document()->blockCount(), 1000001);
+        // The last 50,000 lines and a line that says how many were left out; nothing else is held.
+        QCOMPARE(sheet.output->document()->blockCount(), TestRunView::kKeptLines + 1);
         QCOMPARE(sheet.output->document()->lastBlock().previous().text(), u"1000000"_s);
-        QCOMPARE(sheet.output->document()->firstBlock().text(), u"1"_s);
+        QCOMPARE(sheet.output->document()->firstBlock().text(), u"950001"_s);
+        QCOMPARE(sheet.view.omittedLines(), 950000);
+        const auto *omitted = child<QLabel>(sheet.view, u"test-run-omitted"_s);
+        QVERIFY(omitted->isVisible());
+        QCOMPARE(omitted->text(), u"950000 earlier lines not shown"_s);
+        QVERIFY(sheet.view.runner().output().isEmpty());
         QScrollBar *bar = sheet.output->verticalScrollBar();
         QCOMPARE(bar->value(), bar->maximum());
         qInfo("longest pause of the event loop: %lld ms", longestGap);
