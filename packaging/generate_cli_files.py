@@ -359,19 +359,19 @@ def zsh_completion(commands):
             "  (( CURRENT-- ))",
             "  case $command in"]
     for c in commands:
-        specs = []
+        zsh_arguments = []
         for names, value, description in c["options"]:
             for n in names:
-                spec = f"{n}[{zsh_text(description)}]"
+                arg_text = f"{n}[{zsh_text(description)}]"
                 if value:
-                    spec += f":{zsh_text(value.lower())}:{zsh_action(value_kind(names, value))}"
-                specs.append(sh_quote(spec))
+                    arg_text += f":{zsh_text(value.lower())}:{zsh_action(value_kind(names, value))}"
+                zsh_arguments.append(sh_quote(arg_text))
         for index, kind in enumerate(c["positionals"]):
             last = index == len(c["positionals"]) - 1
             position = "*" if last and c["repeat"] else str(index + 1)
             label = kind.split(":")[0] if kind else "argument"
-            specs.append(sh_quote(f"{position}:{label}:{zsh_action(kind)}"))
-        out.append(f"    {c['name']}) _arguments -s " + " ".join(specs) + " ;;")
+            zsh_arguments.append(sh_quote(f"{position}:{label}:{zsh_action(kind)}"))
+        out.append(f"    {c['name']}) _arguments -s " + " ".join(zsh_arguments) + " ;;")
     out += ["    help) _describe -t commands 'moxley command' commands ;;",
             "  esac",
             "}",
