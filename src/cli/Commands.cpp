@@ -21,6 +21,7 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeExport());
     commands.push_back(makeImport());
     commands.push_back(makeJobs());
+    commands.push_back(makeStatus());
     commands.push_back(makeTimeline());
     commands.push_back(makeTemplate());
     return commands;

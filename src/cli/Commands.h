@@ -29,5 +29,6 @@ std::unique_ptr<Command> makeHistory();
 std::unique_ptr<Command> makeLogs();
 std::unique_ptr<Command> makeTimeline();
 std::unique_ptr<Command> makeTemplate();
+std::unique_ptr<Command> makeStatus();
 
 } // namespace Commands

@@ -122,8 +122,8 @@ private Q_SLOTS:
 
     void monthly31_aThousandRuns_allOnThe31stInOrder()
     {
-        const QList<QDateTime> runs = nextRuns(TaskSchedule::monthly(31, {{7, 0}}), berlin(2026, 1, 1, 0, 0), 1000,
-                                               kBerlin);
+        const QList<QDateTime> runs =
+            nextRuns(TaskSchedule::monthly(31, {{7, 0}}), berlin(2026, 1, 1, 0, 0), 1000, kBerlin);
         QCOMPARE(runs.size(), 1000);
         for (qsizetype i = 0; i < runs.size(); ++i) {
             QCOMPARE(runs[i].toTimeZone(kBerlin).date().day(), 31);

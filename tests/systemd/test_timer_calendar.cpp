@@ -90,15 +90,14 @@ private Q_SLOTS:
         QTest::addColumn<TaskSchedule>("schedule");
         QTest::addColumn<QStringList>("expected");
         QTest::newRow("daily") << TaskSchedule::daily({{7, 0}}) << QStringList{u"*-*-* 07:00:00"_s};
-        QTest::newRow("daily times sorted, repeats once")
-            << TaskSchedule::daily({{18, 30}, {7, 5}, {18, 30}})
-            << QStringList{u"*-*-* 07:05:00"_s, u"*-*-* 18:30:00"_s};
-        QTest::newRow("weekly monday first") << TaskSchedule::weekly({6, 2}, {{9, 0}})
-                                             << QStringList{u"Mon,Fri *-*-* 09:00:00"_s};
-        QTest::newRow("weekly every day is daily") << TaskSchedule::weekly({7, 6, 5, 4, 3, 2, 1}, {{9, 0}})
-                                                   << QStringList{u"*-*-* 09:00:00"_s};
-        QTest::newRow("weekly sunday last") << TaskSchedule::weekly({1, 7, 4}, {{9, 0}})
-                                            << QStringList{u"Wed,Sat,Sun *-*-* 09:00:00"_s};
+        QTest::newRow("daily times sorted, repeats once") << TaskSchedule::daily({{18, 30}, {7, 5}, {18, 30}})
+                                                          << QStringList{u"*-*-* 07:05:00"_s, u"*-*-* 18:30:00"_s};
+        QTest::newRow("weekly monday first")
+            << TaskSchedule::weekly({6, 2}, {{9, 0}}) << QStringList{u"Mon,Fri *-*-* 09:00:00"_s};
+        QTest::newRow("weekly every day is daily")
+            << TaskSchedule::weekly({7, 6, 5, 4, 3, 2, 1}, {{9, 0}}) << QStringList{u"*-*-* 09:00:00"_s};
+        QTest::newRow("weekly sunday last")
+            << TaskSchedule::weekly({1, 7, 4}, {{9, 0}}) << QStringList{u"Wed,Sat,Sun *-*-* 09:00:00"_s};
         QTest::newRow("monthly 31") << TaskSchedule::monthly(31, {{7, 0}}) << QStringList{u"*-*-31 07:00:00"_s};
         QTest::newRow("monthly 5") << TaskSchedule::monthly(5, {{0, 0}}) << QStringList{u"*-*-05 00:00:00"_s};
         QTest::newRow("last day") << TaskSchedule::monthlyLastDay({{7, 0}}) << QStringList{u"*-*~01 07:00:00"_s};
@@ -112,10 +111,10 @@ private Q_SLOTS:
         QTest::newRow("run at load") << TaskSchedule::runAtLoad() << QStringList{};
         QTest::newRow("no times") << TaskSchedule::daily({}) << QStringList{};
         QTest::newRow("no weekdays") << TaskSchedule::weekly({}, {{9, 0}}) << QStringList{};
-        QTest::newRow("weekday out of range left out") << TaskSchedule::weekly({0, 2, 8}, {{9, 0}})
-                                                       << QStringList{u"Mon *-*-* 09:00:00"_s};
-        QTest::newRow("time out of range left out") << TaskSchedule::daily({{24, 0}, {6, 60}, {6, 0}})
-                                                    << QStringList{u"*-*-* 06:00:00"_s};
+        QTest::newRow("weekday out of range left out")
+            << TaskSchedule::weekly({0, 2, 8}, {{9, 0}}) << QStringList{u"Mon *-*-* 09:00:00"_s};
+        QTest::newRow("time out of range left out")
+            << TaskSchedule::daily({{24, 0}, {6, 60}, {6, 0}}) << QStringList{u"*-*-* 06:00:00"_s};
         QTest::newRow("day 32") << TaskSchedule::monthly(32, {{7, 0}}) << QStringList{};
     }
 
@@ -145,12 +144,10 @@ private Q_SLOTS:
         row("monthly 31 skips short months", TaskSchedule::monthly(31, {{7, 0}}), utc(2026, 1, 1, 0, 0), 12);
         row("monthly 31 a thousand runs", TaskSchedule::monthly(31, {{7, 0}}), utc(2026, 1, 1, 0, 0), 1000);
         row("monthly 30 skips february", TaskSchedule::monthly(30, {{7, 0}, {19, 0}}), utc(2027, 1, 15, 0, 0), 8);
-        row("monthly 29 leap years only in february", TaskSchedule::monthly(29, {{7, 0}}), utc(2027, 1, 1, 0, 0),
-            30);
+        row("monthly 29 leap years only in february", TaskSchedule::monthly(29, {{7, 0}}), utc(2027, 1, 1, 0, 0), 30);
         row("monthly 1", TaskSchedule::monthly(1, {{0, 0}}), utc(2026, 12, 31, 23, 30), 4);
         row("last day non-leap february", TaskSchedule::monthlyLastDay({{7, 0}}), utc(2027, 1, 15, 0, 0), 6);
-        row("last day leap february", TaskSchedule::monthlyLastDay({{7, 0}, {22, 30}}), utc(2028, 1, 15, 0, 0),
-            10);
+        row("last day leap february", TaskSchedule::monthlyLastDay({{7, 0}, {22, 30}}), utc(2028, 1, 15, 0, 0), 10);
         row("last day century", TaskSchedule::monthlyLastDay({{12, 0}}), utc(2100, 1, 15, 0, 0), 3);
         row("1st monday", TaskSchedule::monthlyNthWeekday(1, 2, {{8, 0}}), utc(2026, 1, 1, 0, 0), 12);
         row("2nd tuesday", TaskSchedule::monthlyNthWeekday(2, 3, {{7, 0}, {19, 0}}), utc(2026, 3, 1, 0, 0), 12);
@@ -159,22 +156,19 @@ private Q_SLOTS:
         row("4th sunday", TaskSchedule::monthlyNthWeekday(4, 1, {{2, 30}}), utc(2026, 1, 1, 0, 0), 24);
         row("5th saturday", TaskSchedule::monthlyNthWeekday(5, 7, {{10, 0}}), utc(2026, 1, 1, 0, 0), 6);
         row("spring gap daily 2:30", TaskSchedule::daily({{2, 30}}), utc(2026, 3, 27, 12, 0), 4);
-        row("spring gap 2:00 3:00 1:59", TaskSchedule::daily({{1, 59}, {2, 0}, {3, 0}}), utc(2026, 3, 28, 12, 0),
-            9);
+        row("spring gap 2:00 3:00 1:59", TaskSchedule::daily({{1, 59}, {2, 0}, {3, 0}}), utc(2026, 3, 28, 12, 0), 9);
         row("spring gap weekly sunday", TaskSchedule::weekly({1}, {{2, 15}, {3, 15}}), utc(2026, 3, 22, 12, 0), 5);
         row("spring gap last sunday", TaskSchedule::monthlyNthWeekday(4, 1, {{2, 30}}), utc(2027, 3, 1, 0, 0), 3);
         row("autumn daily from the day before", TaskSchedule::daily({{2, 30}}), utc(2026, 10, 24, 12, 0), 4);
         row("autumn base in first 2 o'clock hour", TaskSchedule::daily({{2, 0}, {2, 30}, {2, 50}, {3, 0}}),
             utc(2026, 10, 25, 0, 10), 8);
         row("autumn base after first 2:30", TaskSchedule::daily({{2, 30}, {2, 50}}), utc(2026, 10, 25, 0, 40), 4);
-        row("autumn base in repeated hour", TaskSchedule::daily({{2, 0}, {2, 30}, {2, 50}}),
-            utc(2026, 10, 25, 1, 10), 6);
-        row("autumn base late in repeated hour", TaskSchedule::daily({{2, 30}, {2, 50}}), utc(2026, 10, 25, 1, 40),
-            4);
+        row("autumn base in repeated hour", TaskSchedule::daily({{2, 0}, {2, 30}, {2, 50}}), utc(2026, 10, 25, 1, 10),
+            6);
+        row("autumn base late in repeated hour", TaskSchedule::daily({{2, 30}, {2, 50}}), utc(2026, 10, 25, 1, 40), 4);
         row("autumn weekly sunday", TaskSchedule::weekly({1}, {{1, 30}, {2, 30}, {3, 30}}), utc(2026, 10, 18, 12, 0),
             6);
-        row("new york spring", TaskSchedule::daily({{2, 30}, {3, 0}}), utc(2026, 3, 7, 12, 0), 6,
-            "America/New_York");
+        row("new york spring", TaskSchedule::daily({{2, 30}, {3, 0}}), utc(2026, 3, 7, 12, 0), 6, "America/New_York");
         row("new york autumn", TaskSchedule::daily({{1, 30}}), utc(2026, 10, 31, 12, 0), 4, "America/New_York");
         row("lord howe half hour change", TaskSchedule::daily({{1, 45}, {2, 15}}), utc(2026, 4, 3, 0, 0), 8,
             "Australia/Lord_Howe");
@@ -227,8 +221,8 @@ private Q_SLOTS:
     void everyKindsExpressionIsAccepted()
     {
         QFETCH(TaskSchedule, schedule);
-        const Analysis analysis = analyze(TimerCalendar::onCalendar(schedule), utc(2026, 1, 1, 0, 0), 1,
-                                          "Europe/Berlin");
+        const Analysis analysis =
+            analyze(TimerCalendar::onCalendar(schedule), utc(2026, 1, 1, 0, 0), 1, "Europe/Berlin");
         QVERIFY2(analysis.exitCode == 0, analysis.output.constData());
         QCOMPARE(analysis.normalizedForms, TimerCalendar::onCalendar(schedule));
     }
