@@ -1,6 +1,7 @@
 #pragma once
 
 #include "launchd/LaunchdJob.h"
+#include "systemd/SystemdBrowser.h"
 #include "timeline/DayTimeline.h"
 
 #include <QDateTime>
@@ -29,6 +30,8 @@ public:
     void setClock(Clock clock);
     void setTimeZone(const QTimeZone &zone);
     void setSystemJobs(const QList<LaunchdJob> &jobs);
+    // The machine's timers and cron lines, drawn in the system lane after any launchd jobs.
+    void setSystemdJobs(const SystemdJobs &jobs);
     void setShowSystemJobs(bool show);
     bool showSystemJobs() const { return m_showSystemJobs; }
 
@@ -56,6 +59,7 @@ private:
 
     TaskStore &m_store;
     QList<LaunchdJob> m_systemJobs;
+    SystemdJobs m_systemdJobs;
     Clock m_clock;
     QTimeZone m_zone;
     bool m_showSystemJobs = false;

@@ -30,6 +30,7 @@ public:
         m_process.setStandardOutputFile(m_dir.path() + QStringLiteral("/manager.log"));
         m_process.setStandardErrorFile(m_dir.path() + QStringLiteral("/manager.log"));
         m_process.start(QStringLiteral("/usr/lib/systemd/systemd"), {QStringLiteral("--user")});
+        m_process.waitForStarted(10000);
         QElapsedTimer waited;
         waited.start();
         while (m_process.state() == QProcess::Running && waited.elapsed() < 15000) {
