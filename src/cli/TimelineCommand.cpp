@@ -86,7 +86,8 @@ public:
     {
         return {QCommandLineOption(QStringLiteral("at"), QStringLiteral("Take this local time as now."),
                                    QStringLiteral("YYYY-MM-DDTHH:MM")),
-                QCommandLineOption(QStringLiteral("system"), QStringLiteral("Add the system's jobs: launchd jobs, or systemd timers and cron lines.")),
+                QCommandLineOption(QStringLiteral("system"),
+                                   QStringLiteral("Add the system's jobs: launchd jobs, or systemd timers and cron lines.")),
                 QCommandLineOption(QStringLiteral("json"), QStringLiteral("Print the timeline as one JSON object."))};
     }
 
@@ -220,10 +221,10 @@ QString TimelineOutput::text(const Timeline::Day &day, bool withSystemJobs)
         out += u"\nSystem jobs\n";
         for (const Timeline::SystemRow &row : day.systemJobs) {
             // Without marks, a launchd job fires too often to draw; a timer or cron line does not run today.
-            const QString none = row.job.id.isEmpty() ? QStringLiteral("not today")
+            const QString none = row.job.label.isEmpty() ? QStringLiteral("not today")
                                                       : QStringLiteral("more often than once a minute, not drawn");
-            out += u"  " + row.name + u" (" + row.label + u"): " + (row.marks.isEmpty() ? none : minuteList(row.marks)) +
-                   u'\n';
+            out += u"  " + row.name + u" (" + row.label + u"): " +
+                   (row.marks.isEmpty() ? none : minuteList(row.marks)) + u'\n';
         }
     }
     return out;

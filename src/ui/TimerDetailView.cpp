@@ -57,7 +57,8 @@ TimerDetailView::TimerDetailView(const TimerUnit &timer, QWidget *parent) : QScr
     QLabel *command = ViewStyle::codeLabel(timer.commandLine(), page);
     command->setObjectName(QStringLiteral("job-detail-command"));
     layout->addWidget(section(QStringLiteral("terminal"), QStringLiteral("Command"), command, page));
-    layout->addWidget(section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), schedule(page), page));
+    layout->addWidget(
+        section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), schedule(page), page));
     layout->addWidget(section(QStringLiteral("clock.badge.checkmark"), QStringLiteral("Runs"), elapses(page), page));
     if (!timer.problems.isEmpty()) {
         QLabel *problems = plainLabel(timer.problems.join(u'\n'), QStringLiteral("timer-detail-problems"), page);
@@ -94,8 +95,8 @@ QWidget *TimerDetailView::badges(QWidget *page) const
         layout->addWidget(badge(QStringLiteral("checkmark.circle"), QStringLiteral("Enabled"), ViewStyle::green(),
                                 QStringLiteral("job-badge-state"), row));
     } else {
-        layout->addWidget(badge(QStringLiteral("xmark.circle"), QStringLiteral("Not Enabled"), ViewStyle::secondaryText(),
-                                QStringLiteral("job-badge-state"), row));
+        layout->addWidget(badge(QStringLiteral("xmark.circle"), QStringLiteral("Not Enabled"),
+                                ViewStyle::secondaryText(), QStringLiteral("job-badge-state"), row));
     }
     if (m_timer.isTemplate) {
         layout->addWidget(badge(QStringLiteral("doc.on.doc"), QStringLiteral("Template"), QColor(),
