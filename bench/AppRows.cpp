@@ -224,11 +224,13 @@ QList<Row> historyRows(const Context &context);
 QList<Row> logTailRows(const Context &context);
 QList<Row> tasksFileRows(const Context &context);
 QList<Row> scanRows(const Context &context);
+QList<Row> timerScanRows(const Context &context);
 
 QList<Benchmark> benchmarks()
 {
     return {{QStringLiteral("history"), historyRows}, {QStringLiteral("logtail"), logTailRows},
             {QStringLiteral("tasks"), tasksFileRows}, {QStringLiteral("scan"), scanRows},
+            {QStringLiteral("timerscan"), timerScanRows},
             {QStringLiteral("testrun"), testRun},     {QStringLiteral("timeline"), timeline},
             {QStringLiteral("startup"), startUp},     {QStringLiteral("cli"), cli}};
 }

@@ -354,12 +354,12 @@ void ContentView::rebuildDetail()
             next = view;
         }
     } else if (m_selection->kind == SidebarSection::Kind::systemJob) {
-        if (m_detail && m_detail->property("systemJobId").toString() == m_selection->jobId) {
-            return;
-        }
         next = systemJobDetail(m_selection->jobId);
         if (!next) {
             next = noSelection();
+        } else if (m_detail && m_detail->property("systemJobId") == next->property("systemJobId")) {
+            delete next;
+            return;
         }
     } else {
         if (qobject_cast<DayTimelineView *>(m_detail)) {
