@@ -227,11 +227,13 @@ QList<Row> scanRows(const Context &context);
 QList<Row> cliHistoryRows(const Context &context);
 QList<Row> cliLogsRows(const Context &context);
 QList<Row> cliTimelineRows(const Context &context);
+QList<Row> timerScanRows(const Context &context);
 
 QList<Benchmark> benchmarks()
 {
     return {{QStringLiteral("history"), historyRows}, {QStringLiteral("logtail"), logTailRows},
             {QStringLiteral("tasks"), tasksFileRows}, {QStringLiteral("scan"), scanRows},
+            {QStringLiteral("timerscan"), timerScanRows},
             {QStringLiteral("testrun"), testRun},     {QStringLiteral("timeline"), timeline},
             {QStringLiteral("startup"), startUp},     {QStringLiteral("cli"), cli},
             {QStringLiteral("clihistory"), cliHistoryRows}, {QStringLiteral("clilogs"), cliLogsRows},

@@ -8,6 +8,7 @@
 #include "runner/TaskRunner.h"
 #include "store/RunHistory.h"
 #include "store/TaskStore.h"
+#include "systemd/SystemdTimerScanner.h"
 #include "timeline/DayTimeline.h"
 
 #include <QCoreApplication>
@@ -178,6 +179,19 @@ int scan(const QStringList &folders)
     return 0;
 }
 
+// The user's folders, "--", then the system's.
+int timerScan(const QStringList &folders)
+{
+    const qsizetype split = folders.indexOf(u"--"_s);
+    const QList<SystemdTimerScanner::Scope> scopes{{TimerUnit::Source::userTimers, folders.mid(0, split)},
+                                                   {TimerUnit::Source::systemTimers, folders.mid(split + 1)}};
+    QElapsedTimer timer;
+    timer.start();
+    const QList<TimerUnit> timers = SystemdTimerScanner(scopes).scan();
+    print({{"count", QString::number(timers.size())}, {"op_ms", ms(timer.nsecsElapsed())}});
+    return 0;
+}
+
 int testRun(int argc, char **argv, const QString &command)
 {
     QCoreApplication app(argc, argv);
@@ -302,6 +316,9 @@ int main(int argc, char **argv)
     }
     if (op == u"scan" && args.size() >= 2) {
         return scan(args.mid(1));
+    }
+    if (op == u"timerscan" && args.size() >= 2) {
+        return timerScan(args.mid(1));
     }
     if (op == u"testrun" && args.size() == 2) {
         return testRun(argc, argv, args[1]);

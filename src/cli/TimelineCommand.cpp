@@ -7,6 +7,8 @@
 #include "cli/LocalTime.h"
 #include "launchd/LaunchdService.h"
 #include "store/RunHistory.h"
+#include "systemd/SystemdBrowser.h"
+#include "timeline/SystemdLane.h"
 
 #include <QJsonArray>
 
@@ -59,7 +61,8 @@ public:
     {
         return {QCommandLineOption(QStringLiteral("at"), QStringLiteral("Take this local time as now."),
                                    QStringLiteral("YYYY-MM-DDTHH:MM")),
-                QCommandLineOption(QStringLiteral("system"), QStringLiteral("Add the system's launchd jobs.")),
+                QCommandLineOption(QStringLiteral("system"),
+                                   QStringLiteral("Add the system's jobs: launchd jobs, or systemd timers and cron lines.")),
                 QCommandLineOption(QStringLiteral("json"), QStringLiteral("Print the timeline as one JSON object."))};
     }
 
@@ -76,20 +79,23 @@ public:
             return 1;
         }
         const bool withSystem = parser.isSet(QStringLiteral("system"));
+        const bool systemd = withSystem && browsesSystemdJobs();
         QList<LaunchdJob> jobs;
-        if (withSystem) {
-            QString error;
+        if (withSystem && !systemd) {
             jobs = LaunchdBrowser().scan();
         }
         const LaunchdService files;
         // Only the day's runs are parsed, read from the end of each history.
         const Timeline::RunWindow window = Timeline::runWindow(now, zone);
-        const Timeline::Day day = Timeline::compute(
+        Timeline::Day day = Timeline::compute(
             *tasks,
             [&](const ScheduledTask &task) {
                 return RunHistory::runsStartingBetween(files.runsPath(task), window.from, window.to);
             },
             jobs, now, zone);
+        if (systemd) {
+            day.systemJobs = Timeline::systemdRows(SystemdJobs::scan(), day.date, zone);
+        }
         if (parser.isSet(QStringLiteral("json"))) {
             context.out << QString::fromUtf8(CliJson::document(TimelineOutput::json(day, withSystem)));
         } else {
@@ -140,7 +146,7 @@ QJsonObject TimelineOutput::json(const Timeline::Day &day, bool withSystemJobs)
             for (const int mark : row.marks) {
                 marks.append(mark);
             }
-            jobs.append(QJsonObject{{QStringLiteral("label"), row.job.label},
+            jobs.append(QJsonObject{{QStringLiteral("label"), row.label},
                                     {QStringLiteral("name"), row.name},
                                     {QStringLiteral("marks"), marks}});
         }
@@ -188,10 +194,11 @@ QString TimelineOutput::text(const Timeline::Day &day, bool withSystemJobs)
     if (withSystemJobs && !day.systemJobs.isEmpty()) {
         out += u"\nSystem jobs\n";
         for (const Timeline::SystemRow &row : day.systemJobs) {
-            out += u"  " + row.name + u" (" + row.job.label + u"): " +
-                   (row.marks.isEmpty() ? QStringLiteral("more often than once a minute, not drawn")
-                                        : minuteList(row.marks)) +
-                   u'\n';
+            // Without marks, a launchd job fires too often to draw; a timer or cron line does not run today.
+            const QString none = row.job.label.isEmpty() ? QStringLiteral("not today")
+                                                      : QStringLiteral("more often than once a minute, not drawn");
+            out += u"  " + row.name + u" (" + row.label + u"): " +
+                   (row.marks.isEmpty() ? none : minuteList(row.marks)) + u'\n';
         }
     }
     return out;

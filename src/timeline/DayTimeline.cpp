@@ -246,7 +246,7 @@ Timeline::Day Timeline::compute(const QList<ScheduledTask> &tasks, const RunHist
             (!job.startInterval && !job.startCalendarInterval)) {
             continue;
         }
-        day.systemJobs.append(SystemRow{job, shortName(job.label), systemMarks(job)});
+        day.systemJobs.append(SystemRow{job, job.label, shortName(job.label), systemMarks(job)});
     }
     return day;
 }

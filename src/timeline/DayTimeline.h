@@ -41,8 +41,9 @@ struct TaskRow {
 };
 
 struct SystemRow {
-    LaunchdJob job;
-    QString name; // the last two dot-separated parts of the label
+    LaunchdJob job; // empty for a systemd timer or cron line
+    QString label;  // the job's label, the timer's unit name or the cron line's "FILE:LINE"
+    QString name;   // what the lane shows: the last two dot-separated parts of a label, a timer's name
     QList<int> marks;
 };
 

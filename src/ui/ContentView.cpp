@@ -10,6 +10,8 @@
 #include "ui/FileDialog.h"
 #include "ui/Icons.h"
 #include "ui/LaunchdJobDetailView.h"
+#include "ui/CronEntryDetailView.h"
+#include "ui/TimerDetailView.h"
 #include "ui/MessageBox.h"
 #include "ui/SidebarView.h"
 #include "ui/TaskDetailView.h"
@@ -164,16 +166,35 @@ void ContentView::startScan()
 
 void ContentView::scanSystemJobs()
 {
-    setSystemJobs(LaunchdBrowser().scan());
+    if (m_browsesSystemd) {
+        setSystemdJobs(SystemdJobs::scan());
+    } else {
+        setSystemJobs(LaunchdBrowser().scan());
+    }
 }
 
 void ContentView::setSystemJobs(const QList<LaunchdJob> &jobs)
 {
     m_systemJobs = jobs;
-    m_sidebar->setSystemJobs(visibleSystemJobs(), int(m_systemJobs.size()), m_showSystemJobs);
     if (auto *timeline = qobject_cast<DayTimelineView *>(m_detail)) {
         timeline->setSystemJobs(m_systemJobs);
     }
+    updateSidebarJobs();
+}
+
+void ContentView::setSystemdJobs(const SystemdJobs &jobs)
+{
+    m_systemdJobs = jobs;
+    if (auto *timeline = qobject_cast<DayTimelineView *>(m_detail)) {
+        timeline->setSystemdJobs(m_systemdJobs);
+    }
+    updateSidebarJobs();
+}
+
+void ContentView::updateSidebarJobs()
+{
+    m_sidebar->setSystemJobs(visibleSystemJobs(), int(m_systemJobs.size() + m_systemdJobs.size()), m_showSystemJobs,
+                             visibleSystemdJobs());
     if (m_selection && m_selection->kind == SidebarSection::Kind::systemJob) {
         rebuildDetail();
     }
@@ -218,6 +239,22 @@ QList<ScheduledTask> ContentView::visibleTasks() const
     return tasks;
 }
 
+SystemdJobs ContentView::visibleSystemdJobs() const
+{
+    SystemdJobs jobs;
+    for (const TimerUnit &timer : m_systemdJobs.timers) {
+        if (SidebarFilter::jobPasses(timer, m_searchText)) {
+            jobs.timers << timer;
+        }
+    }
+    for (const CronEntry &entry : m_systemdJobs.cron) {
+        if (SidebarFilter::jobPasses(entry, m_searchText)) {
+            jobs.cron << entry;
+        }
+    }
+    return jobs;
+}
+
 QList<LaunchdJob> ContentView::visibleSystemJobs() const
 {
     QList<LaunchdJob> jobs;
@@ -235,12 +272,36 @@ void ContentView::rebuildSidebar()
     state.tasks = visibleTasks();
     state.totalTasks = int(m_store.tasks().size());
     state.jobs = visibleSystemJobs();
-    state.totalJobs = int(m_systemJobs.size());
+    state.systemdJobs = visibleSystemdJobs();
+    state.totalJobs = int(m_systemJobs.size() + m_systemdJobs.size());
     state.selection = m_selection;
     state.selectMode = m_selectMode;
     state.ticked = m_ticked;
     state.showSystemJobs = m_showSystemJobs;
     m_sidebar->setState(state);
+}
+
+QWidget *ContentView::systemJobDetail(const QString &id)
+{
+    QWidget *detail = nullptr;
+    const auto launchd = std::find_if(m_systemJobs.cbegin(), m_systemJobs.cend(),
+                                      [&id](const LaunchdJob &job) { return job.id == id; });
+    const auto timer = std::find_if(m_systemdJobs.timers.cbegin(), m_systemdJobs.timers.cend(),
+                                    [&id](const TimerUnit &unit) { return unit.id == id; });
+    const auto cron = std::find_if(m_systemdJobs.cron.cbegin(), m_systemdJobs.cron.cend(),
+                                   [&id](const CronEntry &entry) { return entry.id == id; });
+    if (launchd != m_systemJobs.cend()) {
+        detail = new LaunchdJobDetailView(*launchd);
+    } else if (timer != m_systemdJobs.timers.cend()) {
+        detail = new TimerDetailView(*timer);
+    } else if (cron != m_systemdJobs.cron.cend()) {
+        detail = new CronEntryDetailView(*cron);
+    }
+    if (detail) {
+        // A rescan that finds the same job keeps the page (and where it was scrolled to).
+        detail->setProperty("systemJobId", id);
+    }
+    return detail;
 }
 
 void ContentView::rebuildDetail()
@@ -293,20 +354,22 @@ void ContentView::rebuildDetail()
             next = view;
         }
     } else if (m_selection->kind == SidebarSection::Kind::systemJob) {
-        const auto found = std::find_if(m_systemJobs.cbegin(), m_systemJobs.cend(),
-                                        [this](const LaunchdJob &job) { return job.id == m_selection->jobId; });
-        if (found == m_systemJobs.cend()) {
+        next = systemJobDetail(m_selection->jobId);
+        if (!next) {
             next = noSelection();
-        } else if (auto *detail = qobject_cast<LaunchdJobDetailView *>(m_detail); detail && detail->job().id == found->id) {
+        } else if (m_detail && m_detail->property("systemJobId") == next->property("systemJobId")) {
+            delete next;
             return;
-        } else {
-            next = new LaunchdJobDetailView(*found);
         }
     } else {
         if (qobject_cast<DayTimelineView *>(m_detail)) {
             return; // it follows the store by itself
         }
-        next = new DayTimelineView(m_store, m_systemJobs);
+        auto *timeline = new DayTimelineView(m_store, m_systemJobs);
+        if (!m_systemdJobs.isEmpty()) {
+            timeline->setSystemdJobs(m_systemdJobs);
+        }
+        next = timeline;
     }
 
     if (m_detail) {

@@ -2,6 +2,7 @@
 
 #include "launchd/LaunchdJob.h"
 #include "model/ScheduledTask.h"
+#include "systemd/SystemdBrowser.h"
 #include "ui/SidebarSection.h"
 
 #include <QDialog>
@@ -38,6 +39,8 @@ public:
     bool isSelectMode() const { return m_selectMode; }
     const QSet<QUuid> &selectedTaskIDs() const { return m_ticked; }
     const QList<LaunchdJob> &systemJobs() const { return m_systemJobs; }
+    // On Linux with systemd: the machine's timers and cron lines instead of launchd jobs.
+    const SystemdJobs &systemdJobs() const { return m_systemdJobs; }
     bool showSystemJobs() const { return m_showSystemJobs; }
     void setShowSystemJobs(bool show);
     QString searchText() const { return m_searchText; }
@@ -45,6 +48,7 @@ public:
     // The tasks and jobs that pass the filter, as the sidebar lists them.
     QList<ScheduledTask> visibleTasks() const;
     QList<LaunchdJob> visibleSystemJobs() const;
+    SystemdJobs visibleSystemdJobs() const;
 
     SidebarView *sidebar() const { return m_sidebar; }
     QToolBar *toolBar() const { return m_toolBar; }
@@ -87,6 +91,10 @@ protected:
 private:
     void startScan();
     void setSystemJobs(const QList<LaunchdJob> &jobs);
+    void setSystemdJobs(const SystemdJobs &jobs);
+    void updateSidebarJobs();
+    // The detail page of the system job with this id, or nothing when there is none.
+    QWidget *systemJobDetail(const QString &id);
     void setSearchText(const QString &text);
     void rebuildSidebar();
     void rebuildDetail();
@@ -97,6 +105,8 @@ private:
     TaskStore &m_store;
     std::optional<SidebarSection> m_selection;
     QList<LaunchdJob> m_systemJobs;
+    SystemdJobs m_systemdJobs;
+    const bool m_browsesSystemd = browsesSystemdJobs();
     QString m_searchText;
     bool m_showSystemJobs = false;
     bool m_selectMode = false;

@@ -2,6 +2,7 @@
 
 #include "launchd/LaunchdService.h"
 #include "store/TaskStore.h"
+#include "timeline/SystemdLane.h"
 #include "ui/Icons.h"
 #include "ui/SystemJobTimelineItemView.h"
 #include "ui/TimelineItemView.h"
@@ -142,6 +143,12 @@ void DayTimelineView::setSystemJobs(const QList<LaunchdJob> &jobs)
     reload();
 }
 
+void DayTimelineView::setSystemdJobs(const SystemdJobs &jobs)
+{
+    m_systemdJobs = jobs;
+    reload();
+}
+
 void DayTimelineView::setShowSystemJobs(bool show)
 {
     if (show == m_showSystemJobs) {
@@ -164,6 +171,10 @@ void DayTimelineView::reload()
         },
         m_systemJobs, now, m_zone);
     m_runs.dropUnused();
+    // Asking systemd for the day's elapses costs a child process per expression: only when shown.
+    if (m_showSystemJobs && !m_systemdJobs.isEmpty()) {
+        m_day.systemJobs.append(Timeline::systemdRows(m_systemdJobs, m_day.date, m_zone));
+    }
     static_cast<HourRuler *>(m_ruler)->setCurrentHour(m_day.currentHour);
 
     qDeleteAll(m_lanes->findChildren<QWidget *>(Qt::FindDirectChildrenOnly));

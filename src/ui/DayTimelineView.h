@@ -2,6 +2,7 @@
 
 #include "launchd/LaunchdJob.h"
 #include "store/RunHistoryCache.h"
+#include "systemd/SystemdBrowser.h"
 #include "timeline/DayTimeline.h"
 
 #include <QDateTime>
@@ -30,6 +31,8 @@ public:
     void setClock(Clock clock);
     void setTimeZone(const QTimeZone &zone);
     void setSystemJobs(const QList<LaunchdJob> &jobs);
+    // The machine's timers and cron lines, drawn in the system lane after any launchd jobs.
+    void setSystemdJobs(const SystemdJobs &jobs);
     void setShowSystemJobs(bool show);
     bool showSystemJobs() const { return m_showSystemJobs; }
 
@@ -57,6 +60,7 @@ private:
 
     TaskStore &m_store;
     QList<LaunchdJob> m_systemJobs;
+    SystemdJobs m_systemdJobs;
     Clock m_clock;
     QTimeZone m_zone;
     bool m_showSystemJobs = false;

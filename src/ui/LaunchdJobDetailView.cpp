@@ -1,7 +1,7 @@
 #include "ui/LaunchdJobDetailView.h"
 
 #include "launchd/LaunchdBrowser.h"
-#include "ui/Icons.h"
+#include "ui/JobDetailParts.h"
 #include "ui/PathRow.h"
 #include "ui/ViewStyle.h"
 
@@ -9,44 +9,8 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
-namespace {
-
-QWidget *badge(const QString &symbol, const QString &text, const QColor &tint, const QString &name, QWidget *parent)
-{
-    auto *badge = new QWidget(parent);
-    badge->setObjectName(name);
-    auto *layout = new QHBoxLayout(badge);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(4);
-    layout->addWidget(ViewStyle::iconLabel(symbol, tint, 13, badge));
-    QLabel *label = ViewStyle::captionLabel(text, badge);
-    if (tint.isValid()) {
-        ViewStyle::setTextColor(label, tint);
-    }
-    label->setObjectName(name % u"-text");
-    layout->addWidget(label);
-    return badge;
-}
-
-QWidget *section(const QString &symbol, const QString &title, QWidget *content, QWidget *parent)
-{
-    auto *box = new QWidget(parent);
-    auto *layout = new QVBoxLayout(box);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(6);
-    if (symbol.isEmpty()) {
-        auto *label = new QLabel(title, box);
-        label->setFont(ViewStyle::headlineFont());
-        layout->addWidget(label);
-    } else {
-        layout->addWidget(ViewStyle::sectionHeader(symbol, title, box));
-    }
-    content->setParent(box);
-    layout->addWidget(content);
-    return box;
-}
-
-} // namespace
+using JobDetailParts::badge;
+using JobDetailParts::section;
 
 LaunchdJobDetailView::LaunchdJobDetailView(const LaunchdJob &job, QWidget *parent) : QScrollArea(parent), m_job(job)
 {

@@ -15,3 +15,14 @@ bool SidebarFilter::jobPasses(const LaunchdJob &job, const QString &searchText)
 {
     return searchText.isEmpty() || contains(job.label, searchText) || contains(job.commandLine(), searchText);
 }
+
+bool SidebarFilter::jobPasses(const TimerUnit &timer, const QString &searchText)
+{
+    return searchText.isEmpty() || contains(timer.name, searchText) || contains(timer.commandLine(), searchText) ||
+           contains(timer.description, searchText);
+}
+
+bool SidebarFilter::jobPasses(const CronEntry &entry, const QString &searchText)
+{
+    return searchText.isEmpty() || contains(entry.label(), searchText) || contains(entry.command, searchText);
+}

@@ -2,6 +2,8 @@
 
 #include "launchd/LaunchdJob.h"
 #include "model/ScheduledTask.h"
+#include "systemd/CronTable.h"
+#include "systemd/TimerUnit.h"
 
 #include <QString>
 #include <QUuid>
@@ -12,7 +14,7 @@ struct SidebarSection {
 
     Kind kind = Kind::timeline;
     QUuid taskId;  // for task
-    QString jobId; // for systemJob: the job's property-list path
+    QString jobId; // for systemJob: the job's property-list path, the timer's id or the cron line's id
 
     static SidebarSection task(const QUuid &id) { return {Kind::task, id, {}}; }
     static SidebarSection systemJob(const QString &id) { return {Kind::systemJob, {}, id}; }
@@ -27,4 +29,6 @@ namespace SidebarFilter {
 bool contains(const QString &haystack, const QString &needle);
 bool taskPasses(const ScheduledTask &task, const QString &searchText);
 bool jobPasses(const LaunchdJob &job, const QString &searchText);
+bool jobPasses(const TimerUnit &timer, const QString &searchText);
+bool jobPasses(const CronEntry &entry, const QString &searchText);
 } // namespace SidebarFilter

@@ -2,6 +2,7 @@
 
 #include "ui/Icons.h"
 #include "ui/LaunchdJobRow.h"
+#include "ui/SystemdJobRow.h"
 #include "ui/TaskRowView.h"
 #include "ui/ViewStyle.h"
 
@@ -170,7 +171,15 @@ QWidget *SidebarView::widgetFor(QListWidgetItem *item)
         }
         widget = row;
     } else {
-        widget = new LaunchdJobRow(m_state.jobs.at(index.toInt()));
+        qsizetype at = index.toInt();
+        const SystemdJobs &systemd = m_state.systemdJobs;
+        if (at < m_state.jobs.size()) {
+            widget = new LaunchdJobRow(m_state.jobs.at(at));
+        } else if ((at -= m_state.jobs.size()) < systemd.timers.size()) {
+            widget = new SystemdJobRow(systemd.timers.at(at));
+        } else {
+            widget = new SystemdJobRow(systemd.cron.at(at - systemd.timers.size()));
+        }
     }
     m_list->setItemWidget(item, widget);
     return widget;
@@ -316,18 +325,28 @@ void SidebarView::addJobRows()
         return;
     }
     const QSize jobSize = jobRowSize();
-    for (int i = 0; i < m_state.jobs.size(); ++i) {
-        addLazyRow(jobSize, Qt::ItemIsEnabled | Qt::ItemIsSelectable, SidebarSection::systemJob(m_state.jobs.at(i).id), i);
+    const Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+    int index = 0;
+    for (const LaunchdJob &job : std::as_const(m_state.jobs)) {
+        addLazyRow(jobSize, flags, SidebarSection::systemJob(job.id), index++);
+    }
+    for (const TimerUnit &timer : std::as_const(m_state.systemdJobs.timers)) {
+        addLazyRow(jobSize, flags, SidebarSection::systemJob(timer.id), index++);
+    }
+    for (const CronEntry &entry : std::as_const(m_state.systemdJobs.cron)) {
+        addLazyRow(jobSize, flags, SidebarSection::systemJob(entry.id), index++);
     }
 }
 
-void SidebarView::setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bool showSystemJobs)
+void SidebarView::setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bool showSystemJobs,
+                                const SystemdJobs &systemdJobs)
 {
     if (showSystemJobs || m_state.showSystemJobs) {
         // Rows come or go. Rebuilding is cheap (no row has a widget until it is in sight) and,
         // unlike inserting rows into a list that holds widgets, does not move every widget per row.
         State state = m_state;
         state.jobs = jobs;
+        state.systemdJobs = systemdJobs;
         state.totalJobs = totalJobs;
         state.showSystemJobs = showSystemJobs;
         setState(state);
@@ -335,6 +354,7 @@ void SidebarView::setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bo
     }
     // Collapsed: only the count changes.
     m_state.jobs = jobs;
+    m_state.systemdJobs = systemdJobs;
     m_state.totalJobs = totalJobs;
     if (m_jobCount) {
         m_jobCount->setText(QString::number(totalJobs));

@@ -2,6 +2,7 @@
 
 #include "launchd/LaunchdJob.h"
 #include "model/ScheduledTask.h"
+#include "systemd/SystemdBrowser.h"
 #include "ui/SidebarSection.h"
 
 #include <QList>
@@ -33,6 +34,7 @@ public:
         QList<ScheduledTask> tasks; // those that pass the filter, in store order
         int totalTasks = 0;
         QList<LaunchdJob> jobs; // those that pass the filter
+        SystemdJobs systemdJobs; // timers and cron lines that pass the filter, listed after `jobs`
         int totalJobs = 0;
         std::optional<SidebarSection> selection;
         bool selectMode = false;
@@ -45,7 +47,8 @@ public:
     void setState(const State &state);
     // New system jobs, or the section opened or closed. While it stays collapsed only the header's
     // count changes; otherwise the list is rebuilt, which costs its items only.
-    void setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bool showSystemJobs);
+    void setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bool showSystemJobs,
+                       const SystemdJobs &systemdJobs = {});
     // Updates the tick marks and the header button without rebuilding the rows.
     void setTicked(const QSet<QUuid> &ticked);
 
@@ -76,7 +79,7 @@ private:
     void addSectionGap();
     QListWidgetItem *addRow(QWidget *widget, Qt::ItemFlags flags, const std::optional<SidebarSection> &section);
     // A task or job row whose widget is made when it comes into sight; `index` is its place in
-    // m_state.tasks or m_state.jobs.
+    // m_state.tasks, or in m_state.jobs followed by the timers and cron lines of m_state.systemdJobs.
     void addLazyRow(const QSize &sizeHint, Qt::ItemFlags flags, const SidebarSection &section, int index);
     void addJobRows();
     QWidget *widgetFor(QListWidgetItem *item);

@@ -14,7 +14,7 @@ SystemJobTimelineItemView::SystemJobTimelineItemView(const Timeline::SystemRow &
     : QWidget(parent), m_row(row), m_totalMinutes(totalMinutes)
 {
     setObjectName(QStringLiteral("timeline-system-row"));
-    setToolTip(row.job.label);
+    setToolTip(row.label);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 

@@ -17,7 +17,8 @@ const QStringList kUsedSymbols{
     u"terminal"_s, u"checkmark"_s, u"folder.badge.gearshape"_s, u"power"_s,
     u"exclamationmark.triangle"_s, u"list.bullet.rectangle"_s, u"arrow.clockwise"_s,
     u"xmark.circle.fill"_s, u"doc.text"_s, u"doc.text.fill"_s, u"folder"_s, u"xmark.circle"_s,
-    u"checkmark.circle"_s, u"play.circle"_s, u"arrow.clockwise.circle"_s};
+    u"checkmark.circle"_s, u"play.circle"_s, u"arrow.clockwise.circle"_s, u"timer"_s,
+    u"tablecells.badge.clock"_s};
 
 int countPixels(const QImage &image, const QColor &color)
 {
