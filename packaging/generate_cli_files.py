@@ -317,7 +317,8 @@ def bash_completion(commands):
 
 
 def zsh_text(text):
-    return text.replace("\\", "\\\\").replace("[", "\\[").replace("]", "\\]").replace("'", "'\\''").replace(":", "\\:")
+    """Text inside an _arguments explanation "[...]"; the shell quoting comes after."""
+    return text.replace("\\", "\\\\").replace("[", "\\[").replace("]", "\\]")
 
 
 def zsh_action(kind):
@@ -346,7 +347,7 @@ def zsh_completion(commands):
            "  local -a commands",
            "  commands=("]
     for c in commands:
-        out.append(f"    '{zsh_text(c['name'])}:{zsh_text(c['summary'])}'")
+        out.append("    " + sh_quote(c["name"].replace(":", "\\:") + ":" + c["summary"]))
     out += ["    'help:Show the help of a command.'",
             "  )",
             "  if (( CURRENT == 2 )); then",
