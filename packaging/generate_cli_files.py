@@ -360,19 +360,19 @@ def zsh_completion(commands):
             "  (( CURRENT-- ))",
             "  case $command in"]
     for c in commands:
-        specs = []
+        entries = []
         for names, value, description in c["options"]:
             for n in names:
-                spec = f"{n}[{zsh_text(description)}]"
+                entry = f"{n}[{zsh_text(description)}]"
                 if value:
-                    spec += f":{zsh_text(value.lower())}:{zsh_action(value_kind(names, value))}"
-                specs.append(sh_quote(spec))
+                    entry += f":{zsh_text(value.lower())}:{zsh_action(value_kind(names, value))}"
+                entries.append(sh_quote(entry))
         for index, kind in enumerate(c["positionals"]):
             last = index == len(c["positionals"]) - 1
             position = "*" if last and c["repeat"] else str(index + 1)
             label = kind.split(":")[0] if kind else "argument"
-            specs.append(sh_quote(f"{position}:{label}:{zsh_action(kind)}"))
-        out.append(f"    {c['name']}) _arguments -s " + " ".join(specs) + " ;;")
+            entries.append(sh_quote(f"{position}:{label}:{zsh_action(kind)}"))
+        out.append(f"    {c['name']}) _arguments -s " + " ".join(entries) + " ;;")
     out += ["    help) _describe -t commands 'moxley command' commands ;;",
             "  esac",
             "}",
