@@ -317,7 +317,8 @@ def bash_completion(commands):
 
 
 def zsh_text(text):
-    return text.replace("\\", "\\\\").replace("[", "\\[").replace("]", "\\]").replace("'", "'\\''").replace(":", "\\:")
+    """Text inside an _arguments explanation "[...]"; the shell quoting comes after."""
+    return text.replace("\\", "\\\\").replace("[", "\\[").replace("]", "\\]")
 
 
 def zsh_action(kind):
@@ -346,7 +347,7 @@ def zsh_completion(commands):
            "  local -a commands",
            "  commands=("]
     for c in commands:
-        out.append(f"    '{zsh_text(c['name'])}:{zsh_text(c['summary'])}'")
+        out.append("    " + sh_quote(c["name"].replace(":", "\\:") + ":" + c["summary"]))
     out += ["    'help:Show the help of a command.'",
             "  )",
             "  if (( CURRENT == 2 )); then",
@@ -359,19 +360,19 @@ def zsh_completion(commands):
             "  (( CURRENT-- ))",
             "  case $command in"]
     for c in commands:
-        zsh_arguments = []
+        entries = []
         for names, value, description in c["options"]:
             for n in names:
-                arg_text = f"{n}[{zsh_text(description)}]"
+                entry = f"{n}[{zsh_text(description)}]"
                 if value:
-                    arg_text += f":{zsh_text(value.lower())}:{zsh_action(value_kind(names, value))}"
-                zsh_arguments.append(sh_quote(arg_text))
+                    entry += f":{zsh_text(value.lower())}:{zsh_action(value_kind(names, value))}"
+                entries.append(sh_quote(entry))
         for index, kind in enumerate(c["positionals"]):
             last = index == len(c["positionals"]) - 1
             position = "*" if last and c["repeat"] else str(index + 1)
             label = kind.split(":")[0] if kind else "argument"
-            zsh_arguments.append(sh_quote(f"{position}:{label}:{zsh_action(kind)}"))
-        out.append(f"    {c['name']}) _arguments -s " + " ".join(zsh_arguments) + " ;;")
+            entries.append(sh_quote(f"{position}:{label}:{zsh_action(kind)}"))
+        out.append(f"    {c['name']}) _arguments -s " + " ".join(entries) + " ;;")
     out += ["    help) _describe -t commands 'moxley command' commands ;;",
             "  esac",
             "}",

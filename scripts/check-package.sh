@@ -22,7 +22,7 @@ else
   deb=${debs[0]}
 fi
 [[ $deb == /* ]] || deb=./$deb
-step "built $deb"
+step "package $deb"
 dpkg-deb --info "$deb" | sed -n '/Package:/,$p'
 
 # lintian: errors fail; the warnings kept are listed, with the reason, in the README.

@@ -267,7 +267,7 @@ private Q_SLOTS:
         }
     }
 
-    void zsh_loadsThroughCompinitAndListsTasks()
+    void zsh_parsesAndLoadsThroughCompinit()
     {
         TaskWorld world;
         const auto syntax = world.shell(u"zsh"_s, {u"-n"_s, kFiles + u"/_moxley"_s});
