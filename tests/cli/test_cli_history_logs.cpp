@@ -165,7 +165,7 @@ private Q_SLOTS:
         QVERIFY(runs.size() > 3000);
         TextTable table;
         QJsonArray array;
-        const auto durationText = [](qint64 seconds) {
+        const auto durationText = [](qint64 seconds) -> QString {
             const QString sign = seconds < 0 ? u"-"_s : QString();
             seconds = qAbs(seconds);
             if (seconds < 60) {
