@@ -158,7 +158,7 @@ private Q_SLOTS:
         prepare(sandbox);
         const QTimeZone named(zone);
         const QTimeZone expectedZone = named.isValid() ? named : QTimeZone::utc();
-        QRandomGenerator random(qHash(zone));
+        QRandomGenerator random(quint32(qHash(zone)));
         const QString path = sandbox.logDir() + u"/0a1b2c3d.runs";
         Sandbox::writeFile(path, randomRuns(random, expectedZone));
         const QList<TaskRunRecord> runs = RunHistory::readRuns(path);
