@@ -202,8 +202,12 @@ void writeTable(RunHistory::RunsStream &runs, ByteOutput &out)
     qsizetype dateWidth = 0;
     qsizetype durationWidth = 0;
     std::array<char, kLineRoom> scratch{};
+    // From 0002-01-01 to 9999-01-01 UTC every local date has a four-digit year: 19 characters.
+    constexpr qint64 kFourDigitsFrom = -62104060800;
+    constexpr qint64 kFourDigitsUntil = 253370764800;
     runs.forEach([&](qint64 startedAt, qint64 endedAt, qint32) {
-        dateWidth = std::max<qsizetype>(dateWidth, clock.text(scratch.data(), startedAt) - scratch.data());
+        const bool plain = startedAt >= kFourDigitsFrom && startedAt < kFourDigitsUntil;
+        dateWidth = std::max<qsizetype>(dateWidth, plain ? 19 : clock.text(scratch.data(), startedAt) - scratch.data());
         durationWidth = std::max<qsizetype>(durationWidth, durationText(scratch.data(), endedAt - startedAt) - scratch.data());
     });
     runs.forEach([&](qint64 startedAt, qint64 endedAt, qint32 exitCode) {

@@ -158,14 +158,14 @@ private Q_SLOTS:
         prepare(sandbox);
         const QTimeZone named(zone);
         const QTimeZone expectedZone = named.isValid() ? named : QTimeZone::utc();
-        QRandomGenerator random(qHash(zone));
+        QRandomGenerator random(quint32(qHash(zone)));
         const QString path = sandbox.logDir() + u"/0a1b2c3d.runs";
         Sandbox::writeFile(path, randomRuns(random, expectedZone));
         const QList<TaskRunRecord> runs = RunHistory::readRuns(path);
         QVERIFY(runs.size() > 3000);
         TextTable table;
         QJsonArray array;
-        const auto durationText = [](qint64 seconds) {
+        const auto durationText = [](qint64 seconds) -> QString {
             const QString sign = seconds < 0 ? u"-"_s : QString();
             seconds = qAbs(seconds);
             if (seconds < 60) {

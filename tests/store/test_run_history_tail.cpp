@@ -1,8 +1,12 @@
 #include "Sandbox.h"
 #include "store/RunHistory.h"
+#include "store/RunHistoryCache.h"
 
 #include <QRandomGenerator>
 #include <QtTest>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -217,6 +221,93 @@ private Q_SLOTS:
         QCOMPARE(visited, 0);
         bytes.remove(0, 2);
         QCOMPARE(RunHistory::lastRuns(write(bytes), 10).total, 1000);
+    }
+
+    // A file that grows line by line (sometimes half a line), is rewritten, shrinks, gets a bad byte
+    // or goes away: the cache answers as a fresh read each time.
+    void cache_answersAsAFreshRead_whileTheFileChanges()
+    {
+        RunsFileMaker maker(4242);
+        QRandomGenerator &random = maker.random();
+        const QString path = m_dir.path() + u"/cached.runs"_s;
+        const QByteArray start = maker.make(3000, 2);
+        Sandbox::writeFile(path, start);
+        const QList<TaskRunRecord> whole = RunHistory::readRuns(path);
+        QVERIFY(!whole.isEmpty());
+        const qint64 from = 1735689600 + 86400 * 20;
+        const qint64 to = from + 86400 * 3650;
+        RunHistoryCache cache;
+        int nonEmpty = 0;
+        for (int step = 0; step < 300; ++step) {
+            QFile file(path);
+            switch (random.bounded(40)) {
+            case 0:
+            case 4:
+            case 5: // rewritten whole
+                Sandbox::writeFile(path, maker.make(int(random.bounded(2000)), 2));
+                break;
+            case 1: // cut short
+                if (file.exists()) {
+                    QVERIFY(file.resize(file.size() / 2));
+                }
+                break;
+            case 2:
+                QFile::remove(path);
+                break;
+            case 3: { // a byte that is not UTF-8 appended
+                QVERIFY(file.open(QIODevice::Append));
+                file.write("\xFF\n");
+                break;
+            }
+            default: { // lines appended, the last one perhaps unfinished
+                QVERIFY(file.open(QIODevice::Append));
+                const QByteArray more = maker.make(int(random.bounded(30)), 5);
+                file.write(more.left(random.bounded(3) == 0 ? random.bounded(more.size() + 1) : more.size()));
+            }
+            }
+            file.close();
+            const auto fresh = RunHistory::runsStartingBetween(path, sys_seconds(seconds(from)), sys_seconds(seconds(to)));
+            const auto cached = cache.runsStartingBetween(path, sys_seconds(seconds(from)), sys_seconds(seconds(to)));
+            QVERIFY2(sameRuns(cached, fresh), qPrintable(u"step %1: %2 cached, %3 fresh"_s.arg(step).arg(cached.size()).arg(fresh.size())));
+            nonEmpty += fresh.isEmpty() ? 0 : 1;
+        }
+        QVERIFY2(nonEmpty > 100, qPrintable(QString::number(nonEmpty)));
+    }
+
+    // Asked again about a file of the same identity (inode, size, modification time), the cache
+    // reads nothing: bytes changed in place behind its back, with the time put back, go unseen.
+    void cache_sameIdentity_isNotReadAgain()
+    {
+        QByteArray bytes;
+        for (int i = 0; i < 100; ++i) {
+            bytes += zulu(1767225600 + i * 60) + '\t' + zulu(1767225600 + i * 60 + 5) + "\t0\n";
+        }
+        const QString path = write(bytes);
+        struct stat before {};
+        QVERIFY(::stat(QFile::encodeName(path).constData(), &before) == 0);
+        RunHistoryCache cache;
+        const sys_seconds from(seconds(1767225600));
+        const sys_seconds to(seconds(1767225600 + 86400));
+        QCOMPARE(cache.runsStartingBetween(path, from, to).size(), 100);
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::ReadWrite));
+            QVERIFY(file.seek(42));
+            file.write("7");
+        }
+#if defined(__APPLE__)
+        const struct timespec times[2] = {before.st_atimespec, before.st_mtimespec};
+#else
+        const struct timespec times[2] = {before.st_atim, before.st_mtim};
+#endif
+        QVERIFY(::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0) == 0);
+        QCOMPARE(RunHistory::runsStartingBetween(path, from, to).first().exitCode, 7);
+        QCOMPARE(cache.runsStartingBetween(path, from, to).first().exitCode, 0);
+        QCOMPARE(cache.size(), 1);
+        cache.dropUnused();
+        QCOMPARE(cache.size(), 1); // asked about since the last call
+        cache.dropUnused();
+        QCOMPARE(cache.size(), 0);
     }
 
     void missingFile_isEmpty()

@@ -88,6 +88,47 @@ class DayTimelineTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    // The runs that started in the day's window are all that compute() places: given only those,
+    // the day comes out the same, on days of 23, 24 and 25 hours and in a zone without transitions.
+    void runWindow_holdsEveryRunTheDayPlaces_data()
+    {
+        QTest::addColumn<QDateTime>("now");
+        QTest::addColumn<QByteArray>("zone");
+        QTest::newRow("spring forward") << utc(2025, 3, 30, 12, 0, 0) << QByteArray("Europe/Berlin");
+        QTest::newRow("fall back") << utc(2025, 10, 26, 12, 0, 0) << QByteArray("Europe/Berlin");
+        QTest::newRow("ordinary day") << utc(2025, 6, 1, 23, 30, 0) << QByteArray("Pacific/Kiritimati");
+        QTest::newRow("utc") << utc(2025, 6, 1, 0, 0, 0) << QByteArray("UTC");
+    }
+
+    void runWindow_holdsEveryRunTheDayPlaces()
+    {
+        QFETCH(QDateTime, now);
+        QFETCH(QByteArray, zone);
+        const QTimeZone timeZone = zone == "UTC" ? QTimeZone::utc() : QTimeZone(zone);
+        QList<TimeOfDay> hourly;
+        for (int hour = 0; hour < 24; ++hour) {
+            hourly.append(TimeOfDay{hour, 5});
+        }
+        const ScheduledTask task = makeTask(u"t"_s, TaskSchedule::daily(hourly));
+        QList<TaskRunRecord> runs;
+        for (qint64 t = now.toSecsSinceEpoch() - 3 * 86400; t < now.toSecsSinceEpoch() + 3 * 86400; t += 613) {
+            runs.append(run(QDateTime::fromSecsSinceEpoch(t, QTimeZone::utc()), 30, qint32(t % 7)));
+        }
+        const Timeline::RunWindow window = Timeline::runWindow(now, timeZone);
+        QList<TaskRunRecord> inWindow = runs;
+        inWindow.removeIf([&](const TaskRunRecord &r) { return r.startedAt < window.from || r.startedAt >= window.to; });
+        QVERIFY(inWindow.size() < runs.size());
+        const auto all = Timeline::compute({task}, [&](const ScheduledTask &) { return runs; }, {}, now, timeZone);
+        const auto windowed = Timeline::compute({task}, [&](const ScheduledTask &) { return inWindow; }, {}, now, timeZone);
+        QVERIFY(!all.tasks.first().runs.isEmpty());
+        QCOMPARE(windowed.tasks.first().runs.size(), all.tasks.first().runs.size());
+        for (qsizetype i = 0; i < all.tasks.first().runs.size(); ++i) {
+            QCOMPARE(windowed.tasks.first().runs[i].startMinute, all.tasks.first().runs[i].startMinute);
+            QCOMPARE(windowed.tasks.first().runs[i].exitCode, all.tasks.first().runs[i].exitCode);
+        }
+        QCOMPARE(ran(windowed.tasks.first()), ran(all.tasks.first()));
+    }
+
     void initTestCase() { QVERIFY(kBerlin.isValid()); }
 
     void interval45_has32Occurrences()

@@ -167,6 +167,47 @@ private Q_SLOTS:
         QVERIFY(near(pixel(rows.at(3), 600), track));
     }
 
+    // Each reload sees what the runs file became since the last: lines appended to it, a line
+    // finished, the file replaced by another or removed.
+    void reload_followsTheRunsFile()
+    {
+        const ScheduledTask daily = UiWorld::task(u"Daily"_s, u"true"_s, TaskSchedule::daily({{6, 0}}), true);
+        open({daily});
+        const QString path = store->launchdServiceForViews().runsPath(daily);
+        const auto runCodes = [this] {
+            QList<qint32> codes;
+            for (const Timeline::Run &run : view->day().tasks.first().runs) {
+                codes.append(run.exitCode);
+            }
+            return codes;
+        };
+        writeRuns(daily, runLine(today(6, 3), 10, 1) % runLine(today(12, 0).addDays(-1), 60, 0));
+        view->reload();
+        QCOMPARE(runCodes(), QList<qint32>({1}));
+        const QString more = runLine(today(7, 0), 10, 2) % runLine(today(8, 0), 10, 3);
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::Append));
+            file.write(more.toUtf8().chopped(2)); // the last line not finished yet
+        }
+        view->reload();
+        QCOMPARE(runCodes(), QList<qint32>({1, 2}));
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::Append));
+            file.write(more.toUtf8().right(2));
+        }
+        view->reload();
+        QCOMPARE(runCodes(), QList<qint32>({1, 2, 3}));
+        QFile::remove(path);
+        writeRuns(daily, runLine(today(9, 0), 10, 4));
+        view->reload();
+        QCOMPARE(runCodes(), QList<qint32>({4}));
+        QFile::remove(path);
+        view->reload();
+        QCOMPARE(runCodes(), QList<qint32>());
+    }
+
     void noPlacedTasks_saysSo_untilSystemJobsShow()
     {
         LaunchdJob hourly;
