@@ -48,8 +48,12 @@ QByteArray png(QSvgRenderer &svg, int pixels)
 
 int main(int argc, char **argv)
 {
-    // No window is shown: the offscreen platform works on build machines without a display.
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+#ifndef Q_OS_MACOS
+    // No window is shown: elsewhere than on a Mac the build machine may have no display.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+#endif
     QGuiApplication app(argc, argv);
     if (argc != 3) {
         std::fputs("usage: moxley-make-icns SVG ICNS\n", stderr);
