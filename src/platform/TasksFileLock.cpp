@@ -77,7 +77,9 @@ TasksFileLock &TasksFileLock::operator=(TasksFileLock &&other) noexcept
 
 QString TasksFileLock::lockFilePath(Kind kind, const QString &tasksFile)
 {
-    return tasksFile + (kind == Kind::write ? u".lock"_s : u".changing"_s);
+    // Hidden, beside the file: they stay there, empty but for the holder's line.
+    const QFileInfo file(tasksFile);
+    return file.absolutePath() % u"/." % file.fileName() % (kind == Kind::write ? u".lock"_s : u".changing"_s);
 }
 
 TasksFileLock TasksFileLock::take(Kind kind, const QString &tasksFile, std::chrono::milliseconds wait)

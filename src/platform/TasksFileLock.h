@@ -6,11 +6,11 @@
 
 // The advisory locks (flock) that let the app and the moxley tool change one tasks file.
 //
-// The write lock, on "<tasks file>.lock", is held only around read -> apply one change -> atomic
-// write, never across a prompt or a launchctl call; its holder writes "PID NAME" into it, so a
-// writer that waits too long can say who holds it.
+// The write lock, on ".tasks.json.lock" beside the file, is held only around read -> apply one
+// change -> atomic write, never across a prompt or a launchctl call; its holder writes
+// "PID NAME" into it, so a writer that waits too long can say who holds it.
 //
-// The change lock, on "<tasks file>.changing", is held shared by every writer from the start of a
+// The change lock, on ".tasks.json.changing", is held shared by every writer from the start of a
 // change (a job may be installed before its task is saved) to its save. The stray-job sweep runs
 // only when it can take it exclusively at once: a job with no task in the file is then truly a
 // stray, never one whose task is about to be written.
