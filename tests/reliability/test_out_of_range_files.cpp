@@ -63,7 +63,7 @@ class OutOfRangeFilesTest : public QObject
         const auto row = [](const char *name, const QString &message) {
             QTest::newRow(name) << u"tasks-"_s % QString::fromLatin1(name) % u".json" << message;
         };
-        const auto at = [](const char *what, const char *path) {
+        const auto at = [](const char *what, const char *path) -> QString {
             return QString::fromUtf8(what) % u" (task 1, at schedule." % QString::fromUtf8(path) % u')';
         };
         row("interval-zero", at("\"minutes\" must be 1 to 35791394, found 0.", "interval.minutes"));
