@@ -4,6 +4,7 @@
 #include "cli/StoreSession.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
@@ -82,9 +83,36 @@ class AddCommand : public Command
             return 1;
         }
         session.store().add(task);
+        if (!session.saved()) {
+            undoInstall(context, session.store(), task);
+            return 1;
+        }
         context.out << task.fullId() << '\n';
         context.out.flush();
         return session.finish();
+    }
+
+  private:
+    // The save failed (its reason is printed): no id is printed, and the job installed for the
+    // task that names nothing goes again, or what is left of it is said.
+    static void undoInstall(CommandContext &context, TaskStore &store, const ScheduledTask &task)
+    {
+        const std::optional<ScheduledTask> added = store.task(task.id);
+        if (!added || !added->isEnabled) {
+            return;
+        }
+        const LaunchdService &jobs = store.launchdService();
+        const auto error = jobs.uninstall(*added);
+        QStringList left;
+        for (const QString &path : {jobs.plistPath(task), jobs.scriptPath(task)}) {
+            if (QFileInfo::exists(path)) {
+                left << path;
+            }
+        }
+        if (error || !left.isEmpty()) {
+            context.fail(u"the job of the unsaved task could not be removed; left behind: " %
+                         (left.isEmpty() ? QString(u"the loaded job "_s % LaunchdService::jobLabel(task)) : left.join(u", "_s)));
+        }
     }
 };
 

@@ -25,6 +25,9 @@ class DuplicateCommand : public TaskCommand
         if (!copy) {
             return context.fail(u"no task matches " % parser.positionalArguments().constFirst());
         }
+        if (!session.saved()) {
+            return 1; // the reason is printed; no id names an unsaved copy
+        }
         context.out << copy->fullId() << '\n';
         context.out.flush();
         return session.finish();

@@ -2,6 +2,7 @@
 
 #include "cli/CommandContext.h"
 #include "platform/ChangeNotice.h"
+#include "platform/TasksFileLock.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -15,11 +16,13 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     options.changeNotice = nullptr; // the tool posts, it does not listen
     options.cleanUpAfterFailedLoad = false;
     options.keepOutsideChanges = true;
-    // Blocks until no other tool holds it. Where the folder cannot be locked the session goes on
-    // alone: the save itself would fail there anyway.
-    const QString folder = QFileInfo(options.tasksFile).absolutePath();
-    QDir().mkpath(folder);
-    m_lock = FolderLock::take(folder);
+    // Nothing is done while another writer holds the file for longer than the wait: the lock is
+    // tried once here, before anything is swept or installed, and let go at once.
+    QDir().mkpath(QFileInfo(options.tasksFile).absolutePath());
+    if (const TasksFileLock lock = TasksFileLock::take(TasksFileLock::Kind::write, options.tasksFile); lock.busy()) {
+        m_context.fail(lock.busyText());
+        return;
+    }
     auto store = std::make_unique<TaskStore>(std::move(options));
     if (store->fileUnreadable()) {
         m_context.fail(store->lastError().value_or(u"Failed to load tasks"_s));
@@ -44,11 +47,7 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     m_store = std::move(store);
 }
 
-StoreSession::~StoreSession()
-{
-    // The store may still write as it goes; the lock is let go after it.
-    m_store.reset();
-}
+StoreSession::~StoreSession() = default;
 
 int StoreSession::finish()
 {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/FolderLock.h"
 #include "store/TaskStore.h"
 
 #include <memory>
@@ -10,11 +9,8 @@ class CommandContext;
 // The task store as a changing command uses it: the app's own store and start-up, except that a
 // tasks file it cannot read stops the command before anything is swept, installed or written.
 // Every failure and notice the store publishes is printed as it comes; once the file has been
-// written, finish() posts the change notice. Sessions of several tools take turns: each holds
-// a lock on the tasks file's folder from its read to its write, so no tool writes over
-// another's change.
-// The app takes no part in the lock; a change it saves meanwhile is kept by the store's
-// `keepOutsideChanges`.
+// written, finish() posts the change notice. Each save re-reads the file under the short lock
+// that the app's store takes too, so no writer's change is lost (TaskStore::save).
 class StoreSession
 {
   public:
@@ -25,12 +21,13 @@ class StoreSession
     bool isValid() const { return m_store != nullptr; }
     TaskStore &store() { return *m_store; }
 
+    // The tasks file was written by this session.
+    bool saved() const { return m_saved; }
     // The exit status: 1 if the store reported a failure, else 0.
     int finish();
 
   private:
     CommandContext &m_context;
-    FolderLock m_lock;
     std::unique_ptr<TaskStore> m_store;
     bool m_failed = false;
     bool m_saved = false;

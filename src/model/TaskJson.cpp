@@ -93,6 +93,23 @@ public:
         return true;
     }
 
+    // Values the form cannot make would reach an assertion or an overflow later (the timeline,
+    // the minute of the day, the job's seconds): they are refused where the file is read.
+    bool within(int value, int low, int high, const QString &key, const QString &path)
+    {
+        if (value >= low && value <= high) {
+            return true;
+        }
+        return fail(u'"' % key % u"\" must be " % QString::number(low) % u" to " % QString::number(high) % u", found " %
+                        QString::number(value) % u'.',
+                    path);
+    }
+
+    bool integerKey(const QJsonObject &object, const QString &key, const QString &path, int *out, int low, int high)
+    {
+        return integerKey(object, key, path, out) && within(*out, low, high, key, join(path, key));
+    }
+
     bool integerKey(const QJsonObject &object, const QString &key, const QString &path, int *out)
     {
         QJsonValue value;
@@ -217,7 +234,8 @@ public:
                 const auto hour = time.constFind(QStringLiteral("hour"));
                 const auto minute = time.constFind(QStringLiteral("minute"));
                 if (hour != time.constEnd() && minute != time.constEnd() && isInteger(hour.value(), &t.hour) &&
-                    isInteger(minute.value(), &t.minute)) {
+                    isInteger(minute.value(), &t.minute) && t.hour >= 0 && t.hour <= 23 && t.minute >= 0 &&
+                    t.minute <= 59) {
                     out->append(t);
                     continue;
                 }
@@ -225,8 +243,8 @@ public:
             // Something is wrong with this one: the checks again, with paths for the message.
             const QString itemPath = indexed(join(path, QStringLiteral("times")), i);
             QJsonObject time;
-            if (!object(item, itemPath, &time) || !integerKey(time, QStringLiteral("hour"), itemPath, &t.hour) ||
-                !integerKey(time, QStringLiteral("minute"), itemPath, &t.minute)) {
+            if (!object(item, itemPath, &time) || !integerKey(time, QStringLiteral("hour"), itemPath, &t.hour, 0, 23) ||
+                !integerKey(time, QStringLiteral("minute"), itemPath, &t.minute, 0, 59)) {
                 return false;
             }
             out->append(t);
@@ -234,7 +252,8 @@ public:
         return true;
     }
 
-    bool integers(const QJsonObject &payload, const QString &key, const QString &path, QList<int> *out)
+    bool integers(const QJsonObject &payload, const QString &key, const QString &path, QList<int> *out, int low,
+                  int high)
     {
         QJsonValue value;
         if (!required(payload, key, path, &value)) {
@@ -248,7 +267,7 @@ public:
         out->clear();
         for (qsizetype i = 0; i < array.size(); ++i) {
             int n = 0;
-            if (!integer(array.at(i), indexed(listPath, i), &n)) {
+            if (!integer(array.at(i), indexed(listPath, i), &n) || !within(n, low, high, key, indexed(listPath, i))) {
                 return false;
             }
             out->append(n);
@@ -414,7 +433,9 @@ std::optional<TaskSchedule> TaskJson::scheduleFromJson(const QJsonValue &value, 
     switch (kind) {
     case K::interval: {
         Schedule::Interval s;
-        if (r.integerKey(payload, QStringLiteral("minutes"), payloadPath, &s.minutes)) {
+        // At most what the job's seconds (minutes × 60) can hold.
+        if (r.integerKey(payload, QStringLiteral("minutes"), payloadPath, &s.minutes, 1,
+                         std::numeric_limits<int>::max() / 60)) {
             return TaskSchedule(s);
         }
         break;
@@ -428,7 +449,7 @@ std::optional<TaskSchedule> TaskJson::scheduleFromJson(const QJsonValue &value, 
     }
     case K::weekly: {
         Schedule::Weekly s;
-        if (r.integers(payload, QStringLiteral("weekdays"), payloadPath, &s.weekdays) &&
+        if (r.integers(payload, QStringLiteral("weekdays"), payloadPath, &s.weekdays, 1, 7) &&
             r.times(payload, payloadPath, &s.times)) {
             return TaskSchedule(s);
         }
@@ -436,7 +457,7 @@ std::optional<TaskSchedule> TaskJson::scheduleFromJson(const QJsonValue &value, 
     }
     case K::monthly: {
         Schedule::Monthly s;
-        if (r.integerKey(payload, QStringLiteral("day"), payloadPath, &s.day) &&
+        if (r.integerKey(payload, QStringLiteral("day"), payloadPath, &s.day, 1, 31) &&
             r.times(payload, payloadPath, &s.times)) {
             return TaskSchedule(s);
         }
@@ -452,7 +473,7 @@ std::optional<TaskSchedule> TaskJson::scheduleFromJson(const QJsonValue &value, 
     case K::monthlyNthWeekday: {
         Schedule::MonthlyNthWeekday s;
         if (!r.integerKey(payload, QStringLiteral("nth"), payloadPath, &s.nth) ||
-            !r.integerKey(payload, QStringLiteral("weekday"), payloadPath, &s.weekday) ||
+            !r.integerKey(payload, QStringLiteral("weekday"), payloadPath, &s.weekday, 1, 7) ||
             !r.times(payload, payloadPath, &s.times)) {
             break;
         }

@@ -3,16 +3,13 @@
 #include <QStringList>
 
 #include <algorithm>
-#include <cstdlib>
+#include <limits>
 
 int TimeOfDay::minuteOfDay() const
 {
-    int product = 0;
-    int sum = 0;
-    if (__builtin_mul_overflow(hour, 60, &product) || __builtin_add_overflow(product, minute, &sum)) {
-        std::abort();
-    }
-    return sum;
+    // The file reader refuses such times; anything else that builds one gets the nearest int.
+    const qint64 minutes = qint64(hour) * 60 + minute;
+    return int(std::clamp<qint64>(minutes, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
 QString TimeOfDay::formatted() const

@@ -3,13 +3,12 @@
 #include <QList>
 #include <QString>
 
-// A wall-clock time, 24-hour. Valid values are 0-23 and 0-59; files may hold others and
-// are carried through unchanged.
+// A wall-clock time, 24-hour. Valid values are 0-23 and 0-59; the tasks file reader refuses others.
 struct TimeOfDay {
     int hour = 0;
     int minute = 0;
 
-    // hour * 60 + minute; overflow is a programming error and aborts.
+    // hour * 60 + minute, held to the range of int.
     int minuteOfDay() const;
     // "%d:%02d": 9:05, 14:00.
     QString formatted() const;

@@ -92,6 +92,18 @@ void TaskRunner::start(const QString &program, const QStringList &arguments)
         // A session of its own: Stop reaches every process of the command, and an interactive
         // zsh finds no terminal to take over.
         process->setChildProcessModifier([] { ::setsid(); });
+    } else if (m_ownGroup) {
+        const bool takesTerminal = m_takesTerminal;
+        process->setChildProcessModifier([takesTerminal] {
+            ::setpgid(0, 0);
+            if (takesTerminal) {
+                // A group that is not yet the foreground one may only take the terminal with
+                // SIGTTOU ignored; the command then gets the default back.
+                ::signal(SIGTTOU, SIG_IGN);
+                ::tcsetpgrp(STDIN_FILENO, ::getpid());
+                ::signal(SIGTTOU, SIG_DFL);
+            }
+        });
     }
     connect(process, &QProcess::readyReadStandardOutput, this, &TaskRunner::readAvailable);
     connect(process, &QProcess::finished, this, [this, process](int exitCode, QProcess::ExitStatus status) {

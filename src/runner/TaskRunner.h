@@ -30,6 +30,15 @@ public:
     // On by default: each run gets a session of its own, so terminate() stops the whole command.
     // A run in a terminal (moxley run) stays in the terminal's session, so Ctrl-C and input work.
     void setOwnSession(bool own) { m_ownSession = own; }
+    // Without a session of its own: a process group of its own, so that a signal meant for the
+    // whole command reaches every process of it (moxley run passes its signals on to it). With
+    // `takesTerminal`, the group also becomes the terminal's foreground, so Ctrl-C and input
+    // reach the command as they would from a shell.
+    void setOwnProcessGroup(bool own, bool takesTerminal)
+    {
+        m_ownGroup = own;
+        m_takesTerminal = takesTerminal;
+    }
 
     // Ignored while a run is in progress.
     void run(const QString &command, const std::optional<QString> &workingDirectory,
@@ -66,6 +75,8 @@ private:
     bool m_isRunning = false;
     bool m_keepsOutput = true;
     bool m_ownSession = true;
+    bool m_ownGroup = false;
+    bool m_takesTerminal = false;
     // Kept across reads so that a character split between two reads still decodes.
     QStringDecoder m_decoder{QStringDecoder::Utf8};
     QByteArray m_chunk; // one read buffer for the whole run

@@ -12,6 +12,8 @@
 #include <QHash>
 #include <QSaveFile>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -140,9 +142,14 @@ void TaskStore::uninstall(const ScheduledTask &task)
 
 void TaskStore::load()
 {
+    // Taken before the read: when no change is in flight, a job whose task is not in the list
+    // read below has no writer about to save it, so the sweep cannot take a job being installed.
+    // When some writer is mid-change, the sweep waits for the next load.
+    const TasksFileLock sweep = TasksFileLock::take(TasksFileLock::Kind::sweep, m_options.tasksFile);
     bool failed = false;
     QFile file(m_options.tasksFile);
     m_fileContents.clear();
+    m_pending.clear();
     if (!file.exists()) {
         m_fileTasks.clear();
     } else {
@@ -165,12 +172,15 @@ void TaskStore::load()
     if (failed && !m_options.cleanUpAfterFailedLoad) {
         return;
     }
-    // The kept set is the list as it now stands, even after a failed read.
-    QSet<QUuid> kept;
-    for (const ScheduledTask &task : std::as_const(m_tasks)) {
-        kept.insert(task.id);
+    // Where the lock file cannot even be made (a read-only folder) no writer can save either.
+    if (sweep.held() || !sweep.busy()) {
+        // The kept set is the list as it now stands, even after a failed read.
+        QSet<QUuid> kept;
+        for (const ScheduledTask &task : std::as_const(m_tasks)) {
+            kept.insert(task.id);
+        }
+        m_options.launchdService.removeOrphans(kept);
     }
-    m_options.launchdService.removeOrphans(kept);
     refreshOutdatedScripts();
     Q_EMIT tasksChanged();
 }
@@ -212,11 +222,72 @@ bool TaskStore::keepUnreadableFile()
     return true;
 }
 
-bool TaskStore::rebaseOnFile()
+TasksFileLock TaskStore::beginChange() const
+{
+    // Should a sweep hold it past the wait, the change goes ahead: only that sweep is then unsafe.
+    return TasksFileLock::take(TasksFileLock::Kind::change, m_options.tasksFile);
+}
+
+void TaskStore::record(Change::Kind kind, const QUuid &id, std::optional<ScheduledTask> task)
+{
+    m_pending.append({kind, id, std::move(task)});
+}
+
+namespace {
+
+const ScheduledTask *findTask(const QList<ScheduledTask> &tasks, const QUuid &id)
+{
+    for (const ScheduledTask &task : tasks) {
+        if (task.id == id) {
+            return &task;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+QList<ScheduledTask> TaskStore::replayOn(QList<ScheduledTask> list) const
+{
+    QSet<QUuid> present;
+    for (const ScheduledTask &task : std::as_const(list)) {
+        present.insert(task.id);
+    }
+    // A task another writer removed stays removed, whatever this store did to it meanwhile; a
+    // task it added is never added twice.
+    for (const Change &change : m_pending) {
+        const ScheduledTask *mine = change.task ? &*change.task : findTask(m_tasks, change.id);
+        const auto index = std::find_if(list.begin(), list.end(),
+                                        [&](const ScheduledTask &task) { return task.id == change.id; });
+        switch (change.kind) {
+        case Change::Kind::add:
+            if (mine && !present.contains(change.id)) {
+                list.append(*mine);
+            }
+            break;
+        case Change::Kind::replace:
+            if (mine && index != list.end()) {
+                *index = *mine;
+            }
+            break;
+        case Change::Kind::setEnabled:
+            if (mine && index != list.end()) {
+                index->isEnabled = mine->isEnabled;
+            }
+            break;
+        case Change::Kind::remove:
+            list.removeIf([&](const ScheduledTask &task) { return task.id == change.id; });
+            break;
+        }
+    }
+    return list;
+}
+
+bool TaskStore::rebaseOnFile(std::optional<QList<ScheduledTask>> &fresh)
 {
     QFile file(m_options.tasksFile);
     // A file that went away leaves nothing to keep.
-    if (m_fileUnreadable || !file.open(QIODevice::ReadOnly)) {
+    if (!file.open(QIODevice::ReadOnly)) {
         return true;
     }
     const QByteArray bytes = file.readAll();
@@ -225,62 +296,91 @@ bool TaskStore::rebaseOnFile()
     }
     const TaskMigration::ReadResult read = TaskMigration::read(bytes);
     if (!read.ok()) {
-        setLastError(u"Failed to save tasks: the tasks file was changed meanwhile and cannot be read: " %
-                     read.error->description);
-        return false;
-    }
-    QHash<QUuid, ScheduledTask> before;
-    for (const ScheduledTask &task : std::as_const(m_fileTasks)) {
-        before.insert(task.id, task);
-    }
-    QHash<QUuid, ScheduledTask> mine;
-    for (const ScheduledTask &task : std::as_const(m_tasks)) {
-        mine.insert(task.id, task);
-    }
-    // Their order and their tasks; where this store changed or removed a task, its version; its
-    // new tasks at the end. A task they removed stays removed, even if this store changed it.
-    QList<ScheduledTask> merged;
-    QSet<QUuid> theirs;
-    for (const ScheduledTask &task : read.tasks) {
-        theirs.insert(task.id);
-        const auto old = before.constFind(task.id);
-        const auto own = mine.constFind(task.id);
-        if (own == mine.cend()) {
-            if (old == before.cend()) {
-                merged.append(task);
-            }
-            continue;
+        if (m_options.keepOutsideChanges) {
+            setLastError(u"Failed to save tasks: the tasks file was changed meanwhile and cannot be read: " %
+                         read.error->description);
+            return false;
         }
-        merged.append(old == before.cend() || *old != *own ? *own : task);
+        m_fileUnreadable = true; // kept aside before it is replaced
+        return true;
     }
-    for (const ScheduledTask &task : std::as_const(m_tasks)) {
-        if (!before.contains(task.id) && !theirs.contains(task.id)) {
-            merged.append(task);
-        }
-    }
-    m_tasks = merged;
+    m_fileUnreadable = false;
+    fresh = read.tasks;
+    m_tasks = replayOn(read.tasks);
     return true;
 }
 
-bool TaskStore::save()
+void TaskStore::settleJobs(const QList<ScheduledTask> &mine, const QList<ScheduledTask> &fresh)
 {
-    if (!keepUnreadableFile()) {
-        return false;
+    const LaunchdService &jobs = m_options.launchdService;
+    QSet<QUuid> done;
+    for (const Change &change : std::as_const(m_pending)) {
+        if (done.contains(change.id)) {
+            continue;
+        }
+        done.insert(change.id);
+        const ScheduledTask *own = findTask(mine, change.id);
+        const ScheduledTask *theirs = findTask(fresh, change.id);
+        const ScheduledTask *before = findTask(m_fileTasks, change.id);
+        const ScheduledTask *written = findTask(m_tasks, change.id);
+        // Best effort, as the sweep: the next change of the task installs it again anyway.
+        if (!written) {
+            if (own && own->isEnabled) {
+                (void)jobs.uninstall(*own);
+            } else if (theirs && theirs->isEnabled) {
+                (void)jobs.uninstall(*theirs);
+            }
+        } else if (theirs && before && *theirs != *before) {
+            // Both writers changed it: the job follows the task as written.
+            if (written->isEnabled) {
+                (void)jobs.install(*written);
+            } else if (theirs->isEnabled) {
+                (void)jobs.uninstall(*theirs);
+            }
+        }
     }
-    if (m_options.keepOutsideChanges && !rebaseOnFile()) {
-        return false;
-    }
-    QDir().mkpath(QFileInfo(m_options.tasksFile).absolutePath());
-    const QByteArray bytes = TaskMigration::encode(m_tasks);
+}
+
+bool TaskStore::writeFile(const QByteArray &bytes)
+{
     QSaveFile file(m_options.tasksFile);
     const bool written =
         file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() &&
         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser) && file.commit();
     if (!written) {
         setLastError(u"Failed to save tasks: " % file.errorString());
-        return false;
     }
-    m_fileContents = bytes;
+    return written;
+}
+
+// Every writer, the app and each moxley tool, saves the same way: inside the short write lock it
+// reads the file again and, when another writer changed it, applies this store's changes since
+// its last read or write to what is there; the list written is what the store then holds. With
+// a single writer the file is as the store last left it, and its list is written as it stands.
+bool TaskStore::save()
+{
+    QDir().mkpath(QFileInfo(m_options.tasksFile).absolutePath());
+    const QList<ScheduledTask> mine = m_tasks;
+    std::optional<QList<ScheduledTask>> fresh;
+    {
+        const TasksFileLock lock = TasksFileLock::take(TasksFileLock::Kind::write, m_options.tasksFile);
+        if (lock.busy()) {
+            setLastError(u"Failed to save tasks: " % lock.busyText());
+            return false;
+        }
+        if (!rebaseOnFile(fresh) || !keepUnreadableFile()) {
+            return false;
+        }
+        const QByteArray bytes = TaskMigration::encode(m_tasks);
+        if (!writeFile(bytes)) {
+            return false;
+        }
+        m_fileContents = bytes;
+    }
+    if (fresh) {
+        settleJobs(mine, *fresh);
+    }
+    m_pending.clear();
     m_fileTasks = m_tasks;
     Q_EMIT saved();
     return true;
@@ -322,7 +422,9 @@ bool TaskStore::syncWakeSchedule()
 
 void TaskStore::add(const ScheduledTask &task)
 {
+    const TasksFileLock changing = beginChange();
     m_tasks.append(task);
+    record(Change::Kind::add, task.id);
     const qsizetype index = m_tasks.size() - 1;
     if (m_tasks.at(index).isEnabled) {
         if (m_tasks.at(index).wakeBeforeRun && !syncWakeSchedule()) {
@@ -341,6 +443,8 @@ void TaskStore::update(const ScheduledTask &task)
     if (index < 0) {
         return;
     }
+    const TasksFileLock changing = beginChange();
+    record(Change::Kind::replace, task.id);
     const ScheduledTask old = m_tasks.at(index);
     const bool oldEnabled = old.isEnabled;
     const bool oldWake = old.wakeBeforeRun;
@@ -401,6 +505,8 @@ void TaskStore::setEnabled(bool enabled, const QUuid &id)
     if (index < 0) {
         return;
     }
+    const TasksFileLock changing = beginChange();
+    record(Change::Kind::setEnabled, id);
     if (enabled && m_tasks.at(index).wakeBeforeRun) {
         m_tasks[index].isEnabled = true;
         if (!syncWakeSchedule()) {
@@ -425,6 +531,8 @@ void TaskStore::setEnabled(bool enabled, const QUuid &id)
 
 void TaskStore::deleteTask(const ScheduledTask &task)
 {
+    const TasksFileLock changing = beginChange();
+    record(Change::Kind::remove, task.id);
     uninstall(task);
     m_tasks.removeIf([&](const ScheduledTask &t) { return t.id == task.id; });
     if (task.wakeBeforeRun) {
@@ -436,6 +544,10 @@ void TaskStore::deleteTask(const ScheduledTask &task)
 
 void TaskStore::deleteTasks(const QSet<QUuid> &ids)
 {
+    const TasksFileLock changing = beginChange();
+    for (const QUuid &id : ids) {
+        record(Change::Kind::remove, id);
+    }
     bool anyWake = false;
     for (const ScheduledTask &task : std::as_const(m_tasks)) {
         if (ids.contains(task.id)) {
@@ -488,6 +600,7 @@ TaskStore::ImportResult TaskStore::importTasks(const QByteArray &data)
         result.error = read.error->description;
         return result;
     }
+    const TasksFileLock changing = beginChange();
     // Taken before the loop: two tasks sharing a new id in one file are both added.
     QSet<QUuid> present;
     for (const ScheduledTask &task : std::as_const(m_tasks)) {
@@ -500,6 +613,7 @@ TaskStore::ImportResult TaskStore::importTasks(const QByteArray &data)
             continue;
         }
         m_tasks.append(task);
+        record(Change::Kind::add, task.id, task);
         ++result.added;
         if (task.isEnabled) {
             (void)m_options.launchdService.install(task);

@@ -3,6 +3,7 @@
 #include "launchd/LaunchdService.h"
 #include "model/ScheduledTask.h"
 #include "platform/ChangeNotice.h"
+#include "platform/TasksFileLock.h"
 
 #include <QObject>
 #include <QSet>
@@ -32,9 +33,8 @@ class TaskStore : public QObject
         // The app sweeps stray jobs and refreshes scripts even after a failed read (its list is then
         // empty). The moxley tool turns this off: it never acts on a file it could not read.
         bool cleanUpAfterFailedLoad = true;
-        // The moxley tool: when a save finds that the file changed since this store read it (the
-        // app saved meanwhile), this store's own changes go on top of what is there instead of
-        // writing over it. The app leaves it off: it replaces the file with its list.
+        // The moxley tool: a file that was changed since this store read it and no longer reads
+        // fails the save. The app leaves it off: it keeps a copy of that file and writes its list.
         bool keepOutsideChanges = false;
     };
     // The app's and the moxley tool's defaults; `arguments` are the process arguments.
@@ -103,9 +103,23 @@ class TaskStore : public QObject
     void uninstall(const ScheduledTask &task);
     void refreshOutdatedScripts();
     bool keepUnreadableFile();
-    // keepOutsideChanges: the file as it now is, with this store's changes since it last read or
-    // wrote it applied; false (and lastError) when the file no longer reads.
-    bool rebaseOnFile();
+    // One change of the list, as it is applied again to the file read inside the write lock.
+    struct Change {
+        enum class Kind { add, replace, setEnabled, remove };
+        Kind kind;
+        QUuid id;
+        std::optional<ScheduledTask> task; // an imported task; else the list's task with the id
+    };
+    // Held by every change from its start to its save; see TasksFileLock.
+    TasksFileLock beginChange() const;
+    void record(Change::Kind kind, const QUuid &id, std::optional<ScheduledTask> task = std::nullopt);
+    // Inside the write lock: the list to write, from the file as it now is. False (and lastError)
+    // when the file changed and cannot be read and keepOutsideChanges is on.
+    bool rebaseOnFile(std::optional<QList<ScheduledTask>> &fresh);
+    QList<ScheduledTask> replayOn(QList<ScheduledTask> list) const;
+    // After a save that took in another writer's changes: jobs follow the tasks this store touched.
+    void settleJobs(const QList<ScheduledTask> &mine, const QList<ScheduledTask> &fresh);
+    bool writeFile(const QByteArray &bytes);
     // Hands the enabled wake tasks to the wake service; false (and lastError) on the first failure.
     bool syncWakeSchedule();
 
@@ -117,6 +131,8 @@ class TaskStore : public QObject
     QByteArray m_fileContents;
     // The list as it was last read or written: what this store's own changes are measured against.
     QList<ScheduledTask> m_fileTasks;
+    // This store's changes since then, oldest first.
+    QList<Change> m_pending;
     // Declared last: it goes first, so no notice reaches a store being destroyed.
     std::unique_ptr<ChangeNotice::Observation> m_observation;
 };

@@ -559,17 +559,14 @@ private Q_SLOTS:
         QCOMPARE(day.systemJobs.first().name, name);
     }
 
-    void intervalZero_isAnAssertion()
+    // The tasks file reader refuses it; built another way, it is drawn with no marks, no abort.
+    void intervalZero_noMarksNoAbort()
     {
-#ifdef QT_NO_DEBUG
-        QSKIP("assertions are compiled out");
-#else
         QProcess probe;
         probe.start(QCoreApplication::applicationFilePath(), {u"--probe-interval-zero"_s});
         QVERIFY(probe.waitForFinished(60000));
-        QCOMPARE(probe.exitStatus(), QProcess::CrashExit);
-        QVERIFY(probe.readAllStandardError().contains("an interval of 0 minutes"));
-#endif
+        QCOMPARE(probe.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(probe.exitCode(), 0);
     }
 };
 
