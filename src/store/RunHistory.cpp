@@ -21,7 +21,6 @@ using RunHistoryDetail::Utf8Validator;
 using namespace RunHistoryDetail;
 
 // Large enough that a read costs little per byte, small enough to stay out of the way.
-constexpr qint64 kBlockSize = 1 << 20;
 constexpr qint64 kTailBlockSize = 64 << 10;
 
 // Reads exactly `size` bytes at `offset`; false on any shortfall.
