@@ -183,8 +183,9 @@ void GmailSetupView::buildHelp()
     helpTitle->setFont(bold);
     helpLayout->addWidget(helpTitle);
     for (qsizetype i = 0; i < helpSteps().size(); ++i) {
+        // One line each: wrapped labels in a form row are given the height of their widest
+        // layout, and the button under them was squeezed when the window grew no taller.
         auto *step = new QLabel(QString(QString::number(i + 1) % u". " % helpSteps().at(i)));
-        step->setWordWrap(true);
         step->setObjectName(QStringLiteral("gmail-help-step"));
         ViewStyle::makeSmall(step, 0.92);
         helpLayout->addWidget(step);
@@ -284,6 +285,8 @@ void GmailSetupView::useTemplate()
             m_error->setText(u"The app password could not be saved in the keychain: " % *failure);
             m_error->show();
             // Room for the message: the window grows rather than squeeze what is above it.
+            layout()->activate();
+            m_error->setMinimumHeight(m_error->heightForWidth(m_error->width()));
             adjustSize();
             return;
         }
