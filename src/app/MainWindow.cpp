@@ -19,5 +19,6 @@ MainWindow::MainWindow(TaskStore &store, QWidget *parent) : QMainWindow(parent),
     addToolBar(Qt::TopToolBarArea, toolBar);
     setUnifiedTitleAndToolBarOnMac(true);
 
-    resize(700, 500);
+    // The minimum follows from what the views need.
+    resize(kDefaultSize);
 }

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include "cli/TaskOptions.h"
 
 using namespace Qt::StringLiterals;
 
@@ -25,32 +26,12 @@ class AddCommand : public Command
         return ScheduleOptions::help() %
                u"\nWithout a schedule the task runs daily. DIR and FILE are taken relative to the current folder."_s;
     }
-    QList<QCommandLineOption> options() const override
-    {
-        QList<QCommandLineOption> list{
-            QCommandLineOption(u"name"_s, u"The task's name."_s, u"NAME"_s),
-            QCommandLineOption(u"command"_s, u"The shell command line to run."_s, u"CMD"_s),
-        };
-        list += ScheduleOptions::options();
-        list += {
-            QCommandLineOption(u"dir"_s, u"Working folder of the command."_s, u"DIR"_s),
-            QCommandLineOption(u"env-file"_s, u"A .env file loaded before the command."_s, u"FILE"_s),
-            QCommandLineOption(u"no-login-shell"_s, u"Do not load the shell profile."_s),
-            QCommandLineOption(u"wake"_s, u"Wake the computer 5 minutes before each run."_s),
-            QCommandLineOption(u"disabled"_s, u"Add the task switched off (no job installed)."_s),
-        };
-        return list;
-    }
+    QList<QCommandLineOption> options() const override { return TaskOptions::options(TaskOptions::For::add); }
 
     int execute(CommandContext &context, const QCommandLineParser &parser) override
     {
-        for (const QString &option : {u"name"_s, u"command"_s}) {
-            if (!parser.isSet(option)) {
-                return context.usageError(u"missing option --" % option);
-            }
-            if (parser.value(option).isEmpty()) {
-                return context.usageError(u"--" % option % u" must not be empty");
-            }
+        if (const auto error = TaskOptions::nameAndCommandError(parser, TaskOptions::For::add)) {
+            return context.usageError(*error);
         }
         const ScheduleOptions::Parsed parsed = ScheduleOptions::parse(parser);
         if (!parsed.error.isEmpty()) {
@@ -67,12 +48,8 @@ class AddCommand : public Command
         task.id = QUuid::createUuid();
         task.name = parser.value(u"name"_s);
         task.command = parser.value(u"command"_s);
-        if (const QString dir = parser.value(u"dir"_s); !dir.isEmpty()) {
-            task.workingDirectory = QDir::current().absoluteFilePath(dir);
-        }
-        if (const QString file = parser.value(u"env-file"_s); !file.isEmpty()) {
-            task.envFilePath = QDir::current().absoluteFilePath(file);
-        }
+        task.workingDirectory = TaskOptions::pathValue(parser, u"dir"_s);
+        task.envFilePath = TaskOptions::pathValue(parser, u"env-file"_s);
         task.useLoginShell = !parser.isSet(u"no-login-shell"_s);
         task.wakeBeforeRun = parser.isSet(u"wake"_s);
         task.schedule = *schedule;

@@ -3,7 +3,11 @@
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 
+#include <QStringDecoder>
+
 #include <algorithm>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 const QCommandLineOption &helpOption()
@@ -20,6 +24,36 @@ QStringList dashedNames(const QCommandLineOption &option)
         names << (n.size() == 1 ? QString(u"-" % n) : QString(u"--" % n));
     }
     return names;
+}
+
+// An unknown option as it was typed ("--bogus", "-x"), not as the parser names it ("bogus").
+QString typedOption(const QStringList &arguments, const QString &name)
+{
+    for (const QString &argument : arguments) {
+        if (argument == u"--" || !argument.startsWith(u'-')) {
+            continue;
+        }
+        QString bare = argument.mid(argument.startsWith(u"--") ? 2 : 1);
+        bare = bare.left(bare.indexOf(u'='));
+        if (bare == name) {
+            return argument.left(argument.indexOf(u'='));
+        }
+    }
+    return (name.size() == 1 ? u"-"_s : u"--"_s) + name;
+}
+
+QString parseError(const QCommandLineParser &parser, const QStringList &arguments)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (!unknown.isEmpty()) {
+        return u"unknown option '" % typedOption(arguments, unknown.constFirst()) % u'\'';
+    }
+    QString message = parser.errorText();
+    // Qt ends its messages with a full stop; ours read as one clause.
+    if (message.endsWith(u'.')) {
+        message.chop(1);
+    }
+    return message.left(1).toLower() + message.mid(1);
 }
 } // namespace
 
@@ -96,12 +130,41 @@ void Cli::printOptionList(const Command &command, QTextStream &stream)
     stream.flush();
 }
 
+QList<qsizetype> Cli::invalidUtf8Arguments(int argc, const char *const *argv)
+{
+    QList<qsizetype> invalid;
+    for (int i = 1; i < argc; ++i) {
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        // decode() converts only once its result becomes a QString.
+        const QString decoded = decoder.decode(QByteArrayView(argv[i]));
+        if (decoder.hasError()) {
+            invalid << i - 1;
+        }
+    }
+    return invalid;
+}
+
+QString Cli::notUtf8Message(const QStringList &arguments, qsizetype index)
+{
+    // The tasks file is UTF-8 JSON: a byte that is not UTF-8 would be stored as U+FFFD, silently.
+    const QString &argument = arguments.at(index);
+    QString what = u"argument "_s + QString::number(index + 1);
+    if (argument.startsWith(u"--") && argument.contains(u'=')) {
+        what = argument.left(argument.indexOf(u'='));
+    } else if (index > 0 && arguments.at(index - 1).startsWith(u'-') && !argument.startsWith(u'-')) {
+        what = arguments.at(index - 1).left(arguments.at(index - 1).indexOf(u'='));
+    }
+    return what % u" is not valid UTF-8 text; the tasks file keeps text as UTF-8 only";
+}
+
 int Cli::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
 {
     CommandContext context(out, err);
     if (arguments.isEmpty()) {
-        printHelp(err);
-        return 2;
+        return context.usageError(u"missing command"_s);
+    }
+    if (!m_invalidArguments.isEmpty()) {
+        return context.usageError(notUtf8Message(arguments, m_invalidArguments.constFirst()));
     }
     const QString first = arguments.first();
     if (first == u"--help" || first == u"-h" || first == u"help") {
@@ -131,7 +194,7 @@ int Cli::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
         return context.usageError(u"unknown command '" % arguments.at(1) % u'\'');
     }
     if (first.startsWith(u'-')) {
-        return context.usageError(u"unknown option '" % first % u'\'');
+        return context.usageError(u"unknown option '" % first.left(first.indexOf(u'=')) % u'\'');
     }
     Command *command = const_cast<Command *>(find(first));
     if (!command) {
@@ -145,12 +208,7 @@ int Cli::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
     parser.addOption(helpOption());
     parser.addOptions(command->options());
     if (!parser.parse(QStringList{u"moxley " % command->name()} + arguments.mid(1))) {
-        QString message = parser.errorText();
-        // Qt ends its messages with a full stop; ours read as one clause.
-        if (message.endsWith(u'.')) {
-            message.chop(1);
-        }
-        return context.usageError(message.left(1).toLower() + message.mid(1));
+        return context.usageError(parseError(parser, arguments.mid(1)));
     }
     if (parser.isSet(helpOption())) {
         printCommandHelp(*command, out);

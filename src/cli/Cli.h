@@ -20,6 +20,11 @@ public:
 
     const std::vector<std::unique_ptr<Command>> &commands() const { return m_commands; }
 
+    // The positions (in `arguments` of run, without the program name) of the raw arguments that
+    // are not UTF-8; run() refuses them instead of storing replacement characters.
+    static QList<qsizetype> invalidUtf8Arguments(int argc, const char *const *argv);
+    void setInvalidArguments(QList<qsizetype> positions) { m_invalidArguments = std::move(positions); }
+
 private:
     const Command *find(const QString &name) const;
     void printHelp(QTextStream &stream) const;
@@ -27,6 +32,8 @@ private:
     // Hidden listings for the build (man page, shell completions); tab-separated, one item a line.
     void printCommandList(QTextStream &stream) const;
     static void printOptionList(const Command &command, QTextStream &stream);
+    static QString notUtf8Message(const QStringList &arguments, qsizetype index);
 
     std::vector<std::unique_ptr<Command>> m_commands;
+    QList<qsizetype> m_invalidArguments;
 };

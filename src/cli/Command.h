@@ -41,5 +41,8 @@ public:
     int execute(CommandContext &context, const QCommandLineParser &parser) final;
 
 protected:
+    // Runs before the lookup, so a malformed option is a usage error whatever TASK names: 0 when
+    // the options are fine, else the status of the usage error it has printed.
+    virtual int checkOptions(CommandContext &, const QCommandLineParser &) { return 0; }
     virtual int executeOn(CommandContext &context, const QCommandLineParser &parser, const ScheduledTask &task) = 0;
 };

@@ -7,15 +7,31 @@
 
 #include <QFile>
 
+namespace {
+// Each line of a message carries the prefix: a system tool's error text may run over several, and
+// a reader (or grep) of standard error should see where every one comes from.
+void printPrefixed(QTextStream &stream, const QString &prefix, const QString &message)
+{
+    QString text = message;
+    while (text.endsWith(u'\n')) {
+        text.chop(1);
+    }
+    for (const QStringView line : QStringView(text).split(u'\n')) {
+        stream << prefix << line << '\n';
+    }
+    stream.flush();
+}
+} // namespace
+
 int CommandContext::fail(const QString &message)
 {
-    err << "moxley: " << message << Qt::endl;
+    printPrefixed(err, QStringLiteral("moxley: "), message);
     return 1;
 }
 
 int CommandContext::usageError(const QString &message)
 {
-    err << "moxley: " << message << Qt::endl;
+    printPrefixed(err, QStringLiteral("moxley: "), message);
     const QString help = commandName.isEmpty() ? QStringLiteral("moxley --help") : u"moxley " % commandName % u" --help";
     err << "Try '" << help << "' for more information." << Qt::endl;
     return 2;
@@ -23,7 +39,7 @@ int CommandContext::usageError(const QString &message)
 
 void CommandContext::notice(const QString &text)
 {
-    err << "moxley: notice: " << text << Qt::endl;
+    printPrefixed(err, QStringLiteral("moxley: notice: "), text);
 }
 
 std::optional<QList<ScheduledTask>> CommandContext::loadTasks()
@@ -61,6 +77,9 @@ std::optional<ScheduledTask> CommandContext::loadTask(const QString &query)
 
 int TaskCommand::execute(CommandContext &context, const QCommandLineParser &parser)
 {
+    if (const int usage = checkOptions(context, parser)) {
+        return usage;
+    }
     const auto task = context.loadTask(parser.positionalArguments().constFirst());
     return task ? executeOn(context, parser, *task) : 1;
 }

@@ -2,8 +2,7 @@
 #include "cli/Commands.h"
 #include "cli/ScheduleOptions.h"
 #include "cli/StoreSession.h"
-
-#include <QDir>
+#include "cli/TaskOptions.h"
 
 using namespace Qt::StringLiterals;
 
@@ -24,25 +23,7 @@ class EditCommand : public Command
         return ScheduleOptions::help() %
                u"\nA new kind keeps the task's times unless --at is given; --at alone changes only the times."_s;
     }
-    QList<QCommandLineOption> options() const override
-    {
-        QList<QCommandLineOption> list{
-            QCommandLineOption(u"name"_s, u"The task's name."_s, u"N"_s),
-            QCommandLineOption(u"command"_s, u"The shell command line to run."_s, u"C"_s),
-        };
-        list += ScheduleOptions::options();
-        list += {
-            QCommandLineOption(u"dir"_s, u"Working folder of the command."_s, u"DIR"_s),
-            QCommandLineOption(u"no-dir"_s, u"No working folder."_s),
-            QCommandLineOption(u"env-file"_s, u"A .env file loaded before the command."_s, u"F"_s),
-            QCommandLineOption(u"no-env-file"_s, u"No .env file."_s),
-            QCommandLineOption(u"login-shell"_s, u"Load the shell profile."_s),
-            QCommandLineOption(u"no-login-shell"_s, u"Do not load the shell profile."_s),
-            QCommandLineOption(u"wake"_s, u"Wake the computer 5 minutes before each run."_s),
-            QCommandLineOption(u"no-wake"_s, u"Do not wake the computer."_s),
-        };
-        return list;
-    }
+    QList<QCommandLineOption> options() const override { return TaskOptions::options(TaskOptions::For::edit); }
     int minArguments() const override { return 1; }
     int maxArguments() const override { return 1; }
 
@@ -55,10 +36,8 @@ class EditCommand : public Command
                 return context.usageError(u"--" % on % u" and --" % off % u" exclude each other");
             }
         }
-        for (const QString &option : {u"name"_s, u"command"_s}) {
-            if (parser.isSet(option) && parser.value(option).isEmpty()) {
-                return context.usageError(u"--" % option % u" must not be empty");
-            }
+        if (const auto error = TaskOptions::nameAndCommandError(parser, TaskOptions::For::edit)) {
+            return context.usageError(*error);
         }
         const ScheduleOptions::Parsed parsed = ScheduleOptions::parse(parser);
         if (!parsed.error.isEmpty()) {
@@ -95,14 +74,12 @@ class EditCommand : public Command
         if (parser.isSet(u"no-dir"_s)) {
             task.workingDirectory.reset();
         } else if (parser.isSet(u"dir"_s)) {
-            const QString dir = parser.value(u"dir"_s);
-            task.workingDirectory = dir.isEmpty() ? std::nullopt : std::optional(QDir::current().absoluteFilePath(dir));
+            task.workingDirectory = TaskOptions::pathValue(parser, u"dir"_s);
         }
         if (parser.isSet(u"no-env-file"_s)) {
             task.envFilePath.reset();
         } else if (parser.isSet(u"env-file"_s)) {
-            const QString file = parser.value(u"env-file"_s);
-            task.envFilePath = file.isEmpty() ? std::nullopt : std::optional(QDir::current().absoluteFilePath(file));
+            task.envFilePath = TaskOptions::pathValue(parser, u"env-file"_s);
         }
         if (parser.isSet(u"login-shell"_s) || parser.isSet(u"no-login-shell"_s)) {
             task.useLoginShell = parser.isSet(u"login-shell"_s);

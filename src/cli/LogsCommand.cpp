@@ -1,31 +1,13 @@
 #include "cli/ByteOutput.h"
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
+#include "cli/OptionValues.h"
 #include "launchd/LaunchdService.h"
 #include "store/RunHistory.h"
 
 #include <limits>
 
 namespace {
-
-// Digits only: no sign, no blanks, within int.
-std::optional<int> lineCount(const QString &text)
-{
-    if (text.isEmpty()) {
-        return std::nullopt;
-    }
-    qint64 value = 0;
-    for (const QChar c : text) {
-        if (c < u'0' || c > u'9') {
-            return std::nullopt;
-        }
-        value = value * 10 + (c.unicode() - u'0');
-        if (value > std::numeric_limits<int>::max()) {
-            return std::nullopt;
-        }
-    }
-    return int(value);
-}
 
 class LogsCommand : public TaskCommand
 {
@@ -46,24 +28,35 @@ public:
                                    QStringLiteral("N"), QStringLiteral("100"))};
     }
 
+    int checkOptions(CommandContext &context, const QCommandLineParser &parser) override
+    {
+        if (!lines(parser)) {
+            return context.usageError(u"--lines needs a non-negative integer, not '" %
+                                      parser.value(QStringLiteral("lines")).trimmed() % u'\'');
+        }
+        return 0;
+    }
+
     int executeOn(CommandContext &context, const QCommandLineParser &parser, const ScheduledTask &task) override
     {
-        const QString linesText = parser.value(QStringLiteral("lines"));
-        const auto lines = lineCount(linesText);
-        if (!lines) {
-            return context.usageError(u"--lines needs a non-negative integer, not '" + linesText + u'\'');
-        }
+        const std::optional<int> count = lines(parser);
         const LaunchdService files;
         const QString path =
             parser.isSet(QStringLiteral("stderr")) ? files.stderrLogPath(task) : files.stdoutLogPath(task);
         // Copied as read: a tail of millions of lines is never held.
         ByteOutput out(context.out);
         const qint64 written =
-            RunHistory::streamLogTail(path, *lines, [&out](const char *data, qint64 size) { out.write(data, size); });
+            RunHistory::streamLogTail(path, count.value_or(0), [&out](const char *data, qint64 size) { out.write(data, size); });
         if (written > 0) {
             out.write("\n", 1);
         }
         return 0;
+    }
+
+private:
+    static std::optional<int> lines(const QCommandLineParser &parser)
+    {
+        return OptionValues::wholeNumber(parser.value(QStringLiteral("lines")), 0, std::numeric_limits<int>::max());
     }
 };
 

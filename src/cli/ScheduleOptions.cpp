@@ -1,8 +1,11 @@
 #include "cli/ScheduleOptions.h"
 
+#include "cli/OptionValues.h"
+
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <variant>
 
 using namespace Qt::StringLiterals;
 
@@ -20,12 +23,7 @@ const QString kAt = QStringLiteral("at");
 
 std::optional<int> number(const QString &text, int low, int high)
 {
-    static const QRegularExpression digits(QStringLiteral("^[0-9]{1,9}$"));
-    if (!digits.match(text).hasMatch()) {
-        return std::nullopt;
-    }
-    const int value = text.toInt();
-    return value >= low && value <= high ? std::optional(value) : std::nullopt;
+    return OptionValues::wholeNumber(text, low, high);
 }
 
 std::optional<int> weekday(const QString &text)
@@ -99,6 +97,99 @@ QString ScheduleOptions::help()
            u"--nth with --weekday. The calendar kinds take --at (default 7:00); times are stored sorted."_s;
 }
 
+namespace {
+
+// --at: the times, sorted; or the usage error.
+std::variant<QList<TimeOfDay>, QString> parseTimes(const QCommandLineParser &parser)
+{
+    QList<TimeOfDay> times;
+    for (const QString &value : parser.values(kAt)) {
+        for (const QString &item : value.split(u',')) {
+            const std::optional<TimeOfDay> time = timeOfDay(item);
+            if (!time) {
+                return u"invalid time '" % item.trimmed() % u"' (expected H:MM from 0:00 to 23:59)";
+            }
+            times.append(*time);
+        }
+    }
+    return sortedTimes(times);
+}
+
+std::variant<TaskSchedule, QString> parseWeekly(const QString &value)
+{
+    QList<int> weekdays;
+    for (const QString &item : value.split(u',')) {
+        const std::optional<int> day = weekday(item);
+        if (!day) {
+            return u"invalid weekday '" % item.trimmed() % u"' (expected sun ... sat or 1-7)";
+        }
+        if (!weekdays.contains(*day)) {
+            weekdays.append(*day);
+        }
+    }
+    std::sort(weekdays.begin(), weekdays.end());
+    return TaskSchedule::weekly(weekdays, {});
+}
+
+std::variant<TaskSchedule, QString> parseNth(const QCommandLineParser &parser)
+{
+    const std::optional<int> nth = number(parser.value(kNth), 1, 4);
+    if (!nth) {
+        return u"invalid --nth '" % parser.value(kNth).trimmed() % u"' (expected 1-4)";
+    }
+    if (!parser.isSet(kWeekday)) {
+        return u"--nth needs --weekday"_s;
+    }
+    const std::optional<int> day = weekday(parser.value(kWeekday));
+    if (!day) {
+        return u"invalid weekday '" % parser.value(kWeekday).trimmed() % u"' (expected sun ... sat or 1-7)";
+    }
+    return TaskSchedule::monthlyNthWeekday(*nth, *day, {});
+}
+
+// The one kind that is set (the caller has checked there is at most one), without times; nothing
+// when none is set; or the usage error.
+std::variant<std::optional<TaskSchedule>, QString> parseKind(const QCommandLineParser &parser)
+{
+    if (parser.isSet(kAtLoad)) {
+        return TaskSchedule::runAtLoad();
+    }
+    if (parser.isSet(kEvery)) {
+        const std::optional<int> minutes = number(parser.value(kEvery), 1, 999999999);
+        if (!minutes) {
+            return u"invalid interval '" % parser.value(kEvery).trimmed() % u"' (expected whole minutes, at least 1)";
+        }
+        return TaskSchedule::interval(*minutes);
+    }
+    if (parser.isSet(kDaily)) {
+        return TaskSchedule::daily({});
+    }
+    if (parser.isSet(kMonthly)) {
+        const std::optional<int> day = number(parser.value(kMonthly), 1, 31);
+        if (!day) {
+            return u"invalid day of month '" % parser.value(kMonthly).trimmed() % u"' (expected 1-31)";
+        }
+        return TaskSchedule::monthly(*day, {});
+    }
+    if (parser.isSet(kLastDay)) {
+        return TaskSchedule::monthlyLastDay({});
+    }
+    std::variant<TaskSchedule, QString> kind;
+    if (parser.isSet(kWeekly)) {
+        kind = parseWeekly(parser.value(kWeekly));
+    } else if (parser.isSet(kNth)) {
+        kind = parseNth(parser);
+    } else {
+        return std::optional<TaskSchedule>();
+    }
+    if (const QString *error = std::get_if<QString>(&kind)) {
+        return *error;
+    }
+    return std::get<TaskSchedule>(kind);
+}
+
+} // namespace
+
 ScheduleOptions::Parsed ScheduleOptions::parse(const QCommandLineParser &parser)
 {
     Parsed parsed;
@@ -119,67 +210,18 @@ ScheduleOptions::Parsed ScheduleOptions::parse(const QCommandLineParser &parser)
     if (parser.isSet(kWeekday) && !parser.isSet(kNth)) {
         return fail(u"--weekday goes with --nth"_s);
     }
-
     if (parser.isSet(kAt)) {
-        QList<TimeOfDay> times;
-        for (const QString &value : parser.values(kAt)) {
-            for (const QString &item : value.split(u',')) {
-                const std::optional<TimeOfDay> time = timeOfDay(item);
-                if (!time) {
-                    return fail(u"invalid time '" % item.trimmed() % u"' (expected H:MM from 0:00 to 23:59)");
-                }
-                times.append(*time);
-            }
+        auto times = parseTimes(parser);
+        if (const QString *error = std::get_if<QString>(&times)) {
+            return fail(*error);
         }
-        parsed.times = sortedTimes(times);
+        parsed.times = std::get<QList<TimeOfDay>>(std::move(times));
     }
-
-    if (parser.isSet(kAtLoad)) {
-        parsed.kind = TaskSchedule::runAtLoad();
-    } else if (parser.isSet(kEvery)) {
-        const std::optional<int> minutes = number(parser.value(kEvery), 1, 999999999);
-        if (!minutes) {
-            return fail(u"invalid interval '" % parser.value(kEvery) % u"' (expected whole minutes, at least 1)");
-        }
-        parsed.kind = TaskSchedule::interval(*minutes);
-    } else if (parser.isSet(kDaily)) {
-        parsed.kind = TaskSchedule::daily({});
-    } else if (parser.isSet(kWeekly)) {
-        QList<int> weekdays;
-        for (const QString &item : parser.value(kWeekly).split(u',')) {
-            const std::optional<int> day = weekday(item);
-            if (!day) {
-                return fail(u"invalid weekday '" % item.trimmed() % u"' (expected sun ... sat or 1-7)");
-            }
-            if (!weekdays.contains(*day)) {
-                weekdays.append(*day);
-            }
-        }
-        std::sort(weekdays.begin(), weekdays.end());
-        parsed.kind = TaskSchedule::weekly(weekdays, {});
-    } else if (parser.isSet(kMonthly)) {
-        const std::optional<int> day = number(parser.value(kMonthly), 1, 31);
-        if (!day) {
-            return fail(u"invalid day of month '" % parser.value(kMonthly) % u"' (expected 1-31)");
-        }
-        parsed.kind = TaskSchedule::monthly(*day, {});
-    } else if (parser.isSet(kLastDay)) {
-        parsed.kind = TaskSchedule::monthlyLastDay({});
-    } else if (parser.isSet(kNth)) {
-        const std::optional<int> nth = number(parser.value(kNth), 1, 4);
-        if (!nth) {
-            return fail(u"invalid --nth '" % parser.value(kNth) % u"' (expected 1-4)");
-        }
-        if (!parser.isSet(kWeekday)) {
-            return fail(u"--nth needs --weekday"_s);
-        }
-        const std::optional<int> day = weekday(parser.value(kWeekday));
-        if (!day) {
-            return fail(u"invalid weekday '" % parser.value(kWeekday) % u"' (expected sun ... sat or 1-7)");
-        }
-        parsed.kind = TaskSchedule::monthlyNthWeekday(*nth, *day, {});
+    auto kind = parseKind(parser);
+    if (const QString *error = std::get_if<QString>(&kind)) {
+        return fail(*error);
     }
-
+    parsed.kind = std::get<std::optional<TaskSchedule>>(std::move(kind));
     if (parsed.kind && parsed.times && !parsed.kind->times()) {
         return fail(u"--at applies only to --daily, --weekly, --monthly, --last-day and --nth"_s);
     }

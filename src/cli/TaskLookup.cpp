@@ -1,6 +1,33 @@
 #include "cli/TaskLookup.h"
 
+#include <QSet>
 #include <QStringList>
+
+#include <algorithm>
+
+namespace {
+// The short ids, lengthened until no two are the same, so that each can name its task.
+QStringList distinctIds(const QList<const ScheduledTask *> &tasks)
+{
+    QStringList full;
+    qsizetype longest = 0;
+    for (const ScheduledTask *task : tasks) {
+        full << task->fullId().toLower();
+        longest = std::max(longest, full.last().size());
+    }
+    QStringList ids;
+    for (qsizetype length = std::min<qsizetype>(8, longest); length <= longest; ++length) {
+        ids.clear();
+        for (const QString &id : full) {
+            ids << id.left(length);
+        }
+        if (QSet<QString>(ids.cbegin(), ids.cend()).size() == ids.size()) {
+            break;
+        }
+    }
+    return ids;
+}
+} // namespace
 
 TaskLookup::Result TaskLookup::find(const QList<ScheduledTask> &tasks, const QString &query)
 {
@@ -23,9 +50,5 @@ TaskLookup::Result TaskLookup::find(const QList<ScheduledTask> &tasks, const QSt
     if (candidates.isEmpty()) {
         return {std::nullopt, u"no task matches " % query};
     }
-    QStringList ids;
-    for (const ScheduledTask *task : candidates) {
-        ids << task->shortId();
-    }
-    return {std::nullopt, query % u" matches several tasks: " % ids.join(u", ")};
+    return {std::nullopt, query % u" matches several tasks: " % distinctIds(candidates).join(u", ")};
 }

@@ -66,8 +66,11 @@ private:
                 return context.usageError(u"--" % option % u" belongs to 'template gmail'");
             }
         }
-        if (arguments.size() < 2 || arguments.at(1).isEmpty()) {
+        if (arguments.size() < 2) {
             return context.usageError(QStringLiteral("missing argument: template shortcut NAME"));
+        }
+        if (arguments.at(1).trimmed().isEmpty()) {
+            return context.usageError(QStringLiteral("the shortcut NAME is empty"));
         }
         context.out << ShortcutsList::runCommand(arguments.at(1)) << '\n';
         return 0;

@@ -318,6 +318,71 @@ QJsonArray timesToJson(const QList<TimeOfDay> &times)
     return array;
 }
 
+// The schedule of one kind from its payload, the object under the kind's name.
+std::optional<TaskSchedule> scheduleOfKind(Reader &r, TaskSchedule::Kind kind, const QJsonObject &payload,
+                                           const QString &payloadPath)
+{
+    using K = TaskSchedule::Kind;
+    switch (kind) {
+    case K::interval: {
+        Schedule::Interval s;
+        // At most what the job's seconds (minutes × 60) can hold.
+        if (r.integerKey(payload, QStringLiteral("minutes"), payloadPath, &s.minutes, 1,
+                         std::numeric_limits<int>::max() / 60)) {
+            return TaskSchedule(s);
+        }
+        break;
+    }
+    case K::daily: {
+        Schedule::Daily s;
+        if (r.times(payload, payloadPath, &s.times)) {
+            return TaskSchedule(s);
+        }
+        break;
+    }
+    case K::weekly: {
+        Schedule::Weekly s;
+        if (r.integers(payload, QStringLiteral("weekdays"), payloadPath, &s.weekdays, 1, 7) &&
+            r.times(payload, payloadPath, &s.times)) {
+            return TaskSchedule(s);
+        }
+        break;
+    }
+    case K::monthly: {
+        Schedule::Monthly s;
+        if (r.integerKey(payload, QStringLiteral("day"), payloadPath, &s.day, 1, 31) &&
+            r.times(payload, payloadPath, &s.times)) {
+            return TaskSchedule(s);
+        }
+        break;
+    }
+    case K::monthlyLastDay: {
+        Schedule::MonthlyLastDay s;
+        if (r.times(payload, payloadPath, &s.times)) {
+            return TaskSchedule(s);
+        }
+        break;
+    }
+    case K::monthlyNthWeekday: {
+        Schedule::MonthlyNthWeekday s;
+        if (!r.integerKey(payload, QStringLiteral("nth"), payloadPath, &s.nth) ||
+            !r.integerKey(payload, QStringLiteral("weekday"), payloadPath, &s.weekday, 1, 7) ||
+            !r.times(payload, payloadPath, &s.times)) {
+            break;
+        }
+        // There is no word for a 5th or 0th week; refuse such a file here rather than fail later.
+        if (s.nth < 1 || s.nth > 4) {
+            r.fail(u"\"nth\" must be 1 to 4, found " % QString::number(s.nth) % u'.', join(payloadPath, QStringLiteral("nth")));
+            break;
+        }
+        return TaskSchedule(s);
+    }
+    case K::runAtLoad:
+        return TaskSchedule::runAtLoad();
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 QString TaskJson::DecodeError::description() const
@@ -429,65 +494,7 @@ std::optional<TaskSchedule> TaskJson::scheduleFromJson(const QJsonValue &value, 
     if (!r.object(object.value(name), payloadPath, &payload)) {
         return std::nullopt;
     }
-    using K = TaskSchedule::Kind;
-    switch (kind) {
-    case K::interval: {
-        Schedule::Interval s;
-        // At most what the job's seconds (minutes × 60) can hold.
-        if (r.integerKey(payload, QStringLiteral("minutes"), payloadPath, &s.minutes, 1,
-                         std::numeric_limits<int>::max() / 60)) {
-            return TaskSchedule(s);
-        }
-        break;
-    }
-    case K::daily: {
-        Schedule::Daily s;
-        if (r.times(payload, payloadPath, &s.times)) {
-            return TaskSchedule(s);
-        }
-        break;
-    }
-    case K::weekly: {
-        Schedule::Weekly s;
-        if (r.integers(payload, QStringLiteral("weekdays"), payloadPath, &s.weekdays, 1, 7) &&
-            r.times(payload, payloadPath, &s.times)) {
-            return TaskSchedule(s);
-        }
-        break;
-    }
-    case K::monthly: {
-        Schedule::Monthly s;
-        if (r.integerKey(payload, QStringLiteral("day"), payloadPath, &s.day, 1, 31) &&
-            r.times(payload, payloadPath, &s.times)) {
-            return TaskSchedule(s);
-        }
-        break;
-    }
-    case K::monthlyLastDay: {
-        Schedule::MonthlyLastDay s;
-        if (r.times(payload, payloadPath, &s.times)) {
-            return TaskSchedule(s);
-        }
-        break;
-    }
-    case K::monthlyNthWeekday: {
-        Schedule::MonthlyNthWeekday s;
-        if (!r.integerKey(payload, QStringLiteral("nth"), payloadPath, &s.nth) ||
-            !r.integerKey(payload, QStringLiteral("weekday"), payloadPath, &s.weekday, 1, 7) ||
-            !r.times(payload, payloadPath, &s.times)) {
-            break;
-        }
-        // There is no word for a 5th or 0th week; refuse such a file here rather than fail later.
-        if (s.nth < 1 || s.nth > 4) {
-            r.fail(u"\"nth\" must be 1 to 4, found " % QString::number(s.nth) % u'.', join(payloadPath, QStringLiteral("nth")));
-            break;
-        }
-        return TaskSchedule(s);
-    }
-    case K::runAtLoad:
-        return TaskSchedule::runAtLoad();
-    }
-    return std::nullopt;
+    return scheduleOfKind(r, kind, payload, payloadPath);
 }
 
 std::optional<ScheduledTask> TaskJson::taskFromJson(const QJsonValue &value, DecodeError *error, const QString &path)

@@ -4,9 +4,14 @@
 
 #include <QFileInfo>
 #include <QMetaMethod>
+#include <QTimer>
 
 #include <csignal>
 #include <unistd.h>
+
+namespace {
+constexpr int kStopGraceMilliseconds = 3000;
+} // namespace
 
 TaskRunner::TaskRunner(QObject *parent) : QObject(parent) {}
 
@@ -87,10 +92,11 @@ void TaskRunner::start(const QString &program, const QStringList &arguments)
     auto *process = new QProcess(this);
     m_process = process;
     process->setProcessChannelMode(QProcess::MergedChannels);
-    process->setInputChannelMode(QProcess::ForwardedInputChannel);
     if (m_ownSession) {
-        // A session of its own: Stop reaches every process of the command, and an interactive
-        // zsh finds no terminal to take over.
+        // A session of its own, and no terminal on standard input: an interactive zsh that is
+        // handed the terminal the app was started from turns on job control and puts each
+        // command in a process group of its own, which Stop would then miss.
+        process->setStandardInputFile(QProcess::nullDevice());
         process->setChildProcessModifier([] { ::setsid(); });
     } else if (m_ownGroup) {
         const bool takesTerminal = m_takesTerminal;
@@ -104,6 +110,9 @@ void TaskRunner::start(const QString &program, const QStringList &arguments)
                 ::signal(SIGTTOU, SIG_DFL);
             }
         });
+        process->setInputChannelMode(QProcess::ForwardedInputChannel);
+    } else {
+        process->setInputChannelMode(QProcess::ForwardedInputChannel);
     }
     connect(process, &QProcess::readyReadStandardOutput, this, &TaskRunner::readAvailable);
     connect(process, &QProcess::finished, this, [this, process](int exitCode, QProcess::ExitStatus status) {
@@ -129,6 +138,18 @@ void TaskRunner::terminate()
         return;
     }
     const qint64 pid = m_process->processId();
+    // Whatever ignores the polite signals (a shell still reading its profile, a command that
+    // traps them) is killed after a while: Stop always ends the run.
+    QTimer::singleShot(kStopGraceMilliseconds, this, [this, process = m_process, pid, ownSession = m_ownSession] {
+        if (!process || process != m_process || !m_isRunning || process->processId() != pid) {
+            return;
+        }
+        if (ownSession && pid > 0) {
+            ::kill(-pid_t(pid), SIGKILL);
+        } else {
+            process->kill();
+        }
+    });
     if (!m_ownSession || pid <= 0) {
         m_process->terminate();
         return;

@@ -44,7 +44,8 @@ public:
     void run(const QString &command, const std::optional<QString> &workingDirectory,
              const std::optional<QString> &envFilePath, bool useLoginShell);
     // Asks the running process to terminate (SIGTERM); the run ends the usual way. A process ended
-    // by a signal reports 128 + the signal number, as a shell would (143 after SIGTERM).
+    // by a signal reports 128 + the signal number, as a shell would (143 after SIGTERM). What is
+    // still running 3 seconds later is killed (137).
     void terminate();
 
     // "/bin/zsh" -l -i -c, or "/bin/sh" -c.

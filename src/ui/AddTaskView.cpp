@@ -3,13 +3,10 @@
 #include "store/TaskStore.h"
 #include "ui/Icons.h"
 #include "ui/TaskFormView.h"
+#include "ui/TaskSheet.h"
 #include "ui/TestRunView.h"
 
-#include <QFrame>
-#include <QHBoxLayout>
 #include <QPushButton>
-#include <QScrollArea>
-#include <QVBoxLayout>
 
 namespace {
 std::optional<QString> noneIfEmpty(const QString &text)
@@ -27,45 +24,13 @@ AddTaskView::AddTaskView(TaskStore &store, QWidget *parent)
 {
     setWindowTitle(QStringLiteral("New Task"));
     setObjectName(QStringLiteral("add-task"));
-    resize(560, 720);
-
-    auto *scroll = new QScrollArea;
-    scroll->setWidget(m_form);
-    scroll->setWidgetResizable(true);
-    scroll->setFrameShape(QFrame::NoFrame);
-    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-
-    auto *line = new QFrame;
-    line->setFrameShape(QFrame::HLine);
-    line->setFrameShadow(QFrame::Sunken);
-
     m_testRun->setObjectName(QStringLiteral("form-test-run"));
-    m_testRun->setAutoDefault(false);
-    auto *cancel = new QPushButton(QStringLiteral("Cancel"));
-    cancel->setObjectName(QStringLiteral("form-cancel"));
-    cancel->setAutoDefault(false);
     m_add->setObjectName(QStringLiteral("form-add-task"));
     m_add->setAccessibleName(QStringLiteral("form-add-task"));
-    m_add->setDefault(true);
-
-    auto *bar = new QHBoxLayout;
-    bar->setContentsMargins(16, 10, 16, 12);
-    bar->setSpacing(8);
-    bar->addWidget(m_testRun);
-    bar->addStretch();
-    bar->addWidget(cancel);
-    bar->addWidget(m_add);
-
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    layout->addWidget(scroll, 1);
-    layout->addWidget(line);
-    layout->addLayout(bar);
+    TaskSheet::build(this, m_form, m_add, m_testRun);
 
     connect(m_form, &TaskFormView::fieldsChanged, this, &AddTaskView::updateButtons);
     connect(m_testRun, &QPushButton::clicked, this, &AddTaskView::openTestRun);
-    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
     connect(m_add, &QPushButton::clicked, this, &AddTaskView::addTask);
     updateButtons();
     m_form->findChild<QWidget *>(QStringLiteral("form-task-name"))->setFocus();

@@ -17,6 +17,7 @@
 #include "ui/TaskDetailView.h"
 #include "ui/ViewStyle.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QLineEdit>
 #include <QListWidget>
@@ -29,6 +30,9 @@
 #include <QVBoxLayout>
 
 namespace {
+
+// How often a waiting alert looks again whether the one before it has been answered.
+constexpr int kAlertRetryMilliseconds = 100;
 
 QAction *toolButton(QToolBar *bar, const QString &symbol, const QString &text, const QString &identifier)
 {
@@ -471,6 +475,10 @@ void ContentView::leaveSelectMode()
 {
     m_selectMode = false;
     m_ticked.clear();
+    // "Done" hides itself; focus goes back to the list rather than on to the filter.
+    if (m_toolBar->isAncestorOf(QApplication::focusWidget())) {
+        m_sidebar->list()->setFocus(Qt::OtherFocusReason);
+    }
     rebuildSidebar();
     updateToolBar();
 }
@@ -569,6 +577,12 @@ void ContentView::showAlerts()
 {
     m_alertsQueued = false;
     if (m_alertShowing || !isVisible()) {
+        return;
+    }
+    // One alert at a time: one that is already up (the import's summary, say) is answered first.
+    if (QApplication::activeModalWidget()) {
+        m_alertsQueued = true;
+        QTimer::singleShot(kAlertRetryMilliseconds, this, &ContentView::showAlerts);
         return;
     }
     m_alertShowing = true;

@@ -41,15 +41,51 @@ public:
         update();
     }
 
+    // Every hour when there is room, else every 2nd, 3rd, 4th, 6th or 12th, so labels never touch.
+    int labelStep() const
+    {
+        QFont font = labelFont();
+        font.setBold(true);
+        const double widest = QFontMetricsF(font).horizontalAdvance(QStringLiteral("00")) + kLabelGap;
+        const double cell = (width() - kTimeAreaLeft) / 24.0;
+        for (int step : {1, 2, 3, 4, 6, 12}) {
+            if (cell * step >= widest) {
+                return step;
+            }
+        }
+        return 24;
+    }
+
+    // Which hours are labelled, in order.
+    QList<int> labelledHours() const
+    {
+        QList<int> hours;
+        const int step = labelStep();
+        for (int hour = 0; hour < 24; hour += step) {
+            hours << hour;
+        }
+        return hours;
+    }
+
 protected:
+    void resizeEvent(QResizeEvent *event) override
+    {
+        QWidget::resizeEvent(event);
+        // For tests and accessibility: the hours that carry a label at this width.
+        QStringList shown;
+        for (int hour : labelledHours()) {
+            shown << QString::number(hour);
+        }
+        setAccessibleDescription(shown.join(u' '));
+    }
+
     void paintEvent(QPaintEvent *) override
     {
         QPainter painter(this);
         const double left = kTimeAreaLeft;
         const double cell = (width() - left) / 24.0;
-        for (int hour = 0; hour < 24; ++hour) {
-            QFont font = ViewStyle::bodyFont();
-            font.setPointSizeF(9);
+        for (int hour : labelledHours()) {
+            QFont font = labelFont();
             const bool current = hour == m_currentHour;
             font.setBold(current);
             painter.setFont(font);
@@ -59,17 +95,17 @@ protected:
     }
 
 private:
+    static constexpr double kLabelGap = 4;
+
+    static QFont labelFont()
+    {
+        QFont font = ViewStyle::bodyFont();
+        font.setPointSizeF(9);
+        return font;
+    }
+
     int m_currentHour = -1;
 };
-
-QLabel *sectionTitle(const QString &text, QWidget *parent)
-{
-    QLabel *label = ViewStyle::captionLabel(text, parent);
-    QFont font = label->font();
-    font.setWeight(QFont::DemiBold);
-    label->setFont(font);
-    return label;
-}
 
 } // namespace
 
@@ -188,7 +224,7 @@ void DayTimelineView::reload()
         top += label->height() + kLaneSpacing;
     };
     if (!m_day.tasks.isEmpty()) {
-        QLabel *title = sectionTitle(QStringLiteral("MY TASKS"), m_lanes);
+        QLabel *title = ViewStyle::sectionTitle(QStringLiteral("MY TASKS"), m_lanes);
         title->setObjectName(QStringLiteral("timeline-my-tasks"));
         placeLabel(title);
         for (qsizetype i = 0; i < m_day.tasks.size(); ++i) {
@@ -204,7 +240,7 @@ void DayTimelineView::reload()
         if (!m_day.tasks.isEmpty()) {
             top += 10 + kLaneSpacing;
         }
-        QLabel *title = sectionTitle(QStringLiteral("SYSTEM JOBS"), m_lanes);
+        QLabel *title = ViewStyle::sectionTitle(QStringLiteral("SYSTEM JOBS"), m_lanes);
         title->setObjectName(QStringLiteral("timeline-system-jobs"));
         placeLabel(title);
         for (qsizetype i = 0; i < m_day.systemJobs.size(); ++i) {

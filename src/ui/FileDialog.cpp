@@ -51,12 +51,30 @@ QString FileDialog::getSaveFileName(QWidget *parent, const QString &caption, con
     return dialog.selectedFiles().first();
 }
 
-QString FileDialog::getOpenFileName(QWidget *parent, const QString &caption, const QString &filter)
+QString FileDialog::getOpenFileName(QWidget *parent, const QString &caption, const QString &filter,
+                                   const QString &directory, bool showHidden)
 {
     if (const std::optional<QString> preset = takePreset()) {
         return *preset;
     }
-    return QFileDialog::getOpenFileName(parent, caption, QDir::homePath(), filter);
+    const std::unique_ptr<QFileDialog> dialog = openDialog(parent, caption, filter, directory, showHidden);
+    if (dialog->exec() != QDialog::Accepted || dialog->selectedFiles().isEmpty()) {
+        return {};
+    }
+    return dialog->selectedFiles().constFirst();
+}
+
+std::unique_ptr<QFileDialog> FileDialog::openDialog(QWidget *parent, const QString &caption, const QString &filter,
+                                                    const QString &directory, bool showHidden)
+{
+    auto dialog = std::make_unique<QFileDialog>(parent, caption, directory.isEmpty() ? QDir::homePath() : directory,
+                                                filter);
+    dialog->setAcceptMode(QFileDialog::AcceptOpen);
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    if (showHidden) {
+        dialog->setFilter(dialog->filter() | QDir::Hidden);
+    }
+    return dialog;
 }
 
 void FileDialog::setNextFileName(const QString &fileName) { nextFileName() = fileName; }

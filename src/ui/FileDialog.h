@@ -2,6 +2,9 @@
 
 #include <QString>
 
+#include <memory>
+
+class QFileDialog;
 class QWidget;
 
 // Save and open panels behind one seam: a test presets the file name the user "chooses".
@@ -12,7 +15,13 @@ public:
     // for example "JSON (*.json)".
     static QString getSaveFileName(QWidget *parent, const QString &caption, const QString &proposedName,
                                    const QString &filter);
-    static QString getOpenFileName(QWidget *parent, const QString &caption, const QString &filter);
+    // `directory` empty: the home folder. With `showHidden`, names that start with a dot (a .env
+    // file) are listed too.
+    static QString getOpenFileName(QWidget *parent, const QString &caption, const QString &filter,
+                                   const QString &directory = {}, bool showHidden = false);
+    // The open panel getOpenFileName shows.
+    static std::unique_ptr<QFileDialog> openDialog(QWidget *parent, const QString &caption, const QString &filter,
+                                                   const QString &directory = {}, bool showHidden = false);
 
     // The next panel returns this at once (an empty text answers as a cancel).
     static void setNextFileName(const QString &fileName);

@@ -2,7 +2,7 @@
 
 #include "launchd/MailSnippet.h"
 #include "platform/Keychain.h"
-#include "ui/FormStyle.h"
+#include "ui/ViewStyle.h"
 #include "ui/Icons.h"
 
 #include <QDesktopServices>
@@ -69,23 +69,70 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
       m_to(new QLineEdit),
       m_subject(new QLineEdit(MailSnippet::defaultSubject())),
       m_body(new QPlainTextEdit(MailSnippet::defaultBody())),
-      m_error(FormStyle::caption()),
+      m_error(ViewStyle::formCaption()),
       m_use(new QPushButton(QStringLiteral("Use Template")))
 {
     setWindowTitle(QStringLiteral("Gmail Template"));
     setObjectName(QStringLiteral("gmail-setup"));
     setMinimumWidth(520);
 
-    auto *title = FormStyle::headline(QStringLiteral("Gmail Template"));
+    QFormLayout *account = nullptr;
+    QFormLayout *email = nullptr;
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(18, 16, 18, 16);
+    layout->setSpacing(12);
+    layout->addWidget(ViewStyle::sheetTitle(QStringLiteral("Gmail Template")));
+    layout->addWidget(buildAccountBox(&account));
+    layout->addWidget(buildEmailBox(&email));
+    layout->addWidget(m_error);
+    layout->addStretch();
+    layout->addLayout(buildButtons());
+    ViewStyle::alignLabelColumns({account, email});
 
-    // Account.
+    connect(m_address, &QLineEdit::textChanged, this, &GmailSetupView::updateState);
+    connect(m_password, &QLineEdit::textChanged, this, &GmailSetupView::updateState);
+    connect(m_to, &QLineEdit::textChanged, this, &GmailSetupView::updateState);
+
+    // The last used address, and whether its password is already stored.
+    const QString stored = m_settings->value(QString::fromUtf16(kAccountKey)).toString();
+    if (!stored.isEmpty()) {
+        m_address->setText(stored);
+        m_credentialsAddress = MailSnippet::trimBlanks(stored);
+        m_hasExistingCredentials = m_keychain->hasCredentials(m_credentialsAddress);
+    }
+    updateState();
+}
+
+GmailSetupView::~GmailSetupView() = default;
+
+QWidget *GmailSetupView::buildAccountBox(QFormLayout **form)
+{
     m_address->setObjectName(QStringLiteral("gmail-address"));
     m_address->setPlaceholderText(QStringLiteral("you@gmail.com"));
+    buildPasswordPages();
+    buildHelp();
+
+    auto *account = formLayout();
+    account->addRow(QStringLiteral("Gmail Address"), m_address);
+    account->addRow(QStringLiteral("App Password"), m_passwordPages);
+    account->addRow(m_help);
+    auto *box = new QGroupBox(QStringLiteral("Gmail Account"));
+    box->setLayout(account);
+    *form = account;
+    return box;
+}
+
+void GmailSetupView::buildPasswordPages()
+{
     m_password->setObjectName(QStringLiteral("gmail-app-password"));
     m_password->setPlaceholderText(QStringLiteral("xxxx xxxx xxxx xxxx"));
     m_password->setEchoMode(QLineEdit::Password);
     auto *howTo = linkButton(QStringLiteral("How to get one"));
     howTo->setObjectName(QStringLiteral("gmail-how-to"));
+    connect(howTo, &QPushButton::clicked, this, [this] {
+        m_help->setVisible(!m_help->isVisible());
+        adjustSize();
+    });
 
     auto *enter = new QWidget;
     auto *enterLayout = new QHBoxLayout(enter);
@@ -97,12 +144,17 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     auto *saved = new QWidget;
     saved->setObjectName(QStringLiteral("gmail-saved"));
     auto *check = new QLabel;
-    check->setPixmap(FormStyle::statusSymbol(true, 16));
+    check->setPixmap(ViewStyle::statusSymbol(true, 16));
     auto *savedText = new QLabel(QStringLiteral("Saved in Keychain"));
     savedText->setObjectName(QStringLiteral("gmail-saved-text"));
     auto *change = new QPushButton(QStringLiteral("Change"));
     change->setObjectName(QStringLiteral("gmail-change"));
     change->setAutoDefault(false);
+    connect(change, &QPushButton::clicked, this, [this] {
+        m_changingPassword = true;
+        updateState();
+        m_password->setFocus();
+    });
     auto *savedLayout = new QHBoxLayout(saved);
     savedLayout->setContentsMargins(0, 0, 0, 0);
     savedLayout->addWidget(check);
@@ -113,15 +165,15 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     m_passwordPages->insertWidget(enterPage, enter);
     m_passwordPages->insertWidget(savedPage, saved);
     m_passwordPages->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+}
 
-    // Help.
+void GmailSetupView::buildHelp()
+{
     m_help->setObjectName(QStringLiteral("gmail-help"));
     m_help->setAutoFillBackground(true);
-    {
-        QPalette palette = m_help->palette();
-        palette.setColor(QPalette::Window, palette.color(QPalette::Base));
-        m_help->setPalette(palette);
-    }
+    QPalette palette = m_help->palette();
+    palette.setColor(QPalette::Window, palette.color(QPalette::Base));
+    m_help->setPalette(palette);
     auto *helpLayout = new QVBoxLayout(m_help);
     helpLayout->setContentsMargins(12, 10, 12, 10);
     helpLayout->setSpacing(4);
@@ -131,32 +183,32 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     helpTitle->setFont(bold);
     helpLayout->addWidget(helpTitle);
     for (qsizetype i = 0; i < helpSteps().size(); ++i) {
+        // One line each: wrapped labels in a form row are given the height of their widest
+        // layout, and the button under them was squeezed when the window grew no taller.
         auto *step = new QLabel(QString(QString::number(i + 1) % u". " % helpSteps().at(i)));
-        step->setWordWrap(true);
         step->setObjectName(QStringLiteral("gmail-help-step"));
-        FormStyle::makeSmall(step, 0.92);
+        ViewStyle::makeSmall(step, 0.92);
         helpLayout->addWidget(step);
     }
     auto *openPage = new QPushButton(QStringLiteral("Open App Passwords Page"));
     openPage->setObjectName(QStringLiteral("gmail-open-app-passwords"));
     openPage->setAutoDefault(false);
+    connect(openPage, &QPushButton::clicked, this,
+            [this] { m_openUrl(QUrl(QString::fromUtf16(MailSnippet::kAppPasswordsPage))); });
     helpLayout->addSpacing(4);
     helpLayout->addWidget(openPage, 0, Qt::AlignLeft);
     m_help->hide();
+}
 
-    auto *account = formLayout();
-    account->addRow(QStringLiteral("Gmail Address"), m_address);
-    account->addRow(QStringLiteral("App Password"), m_passwordPages);
-    account->addRow(m_help);
-    auto *accountBox = new QGroupBox(QStringLiteral("Gmail Account"));
-    accountBox->setLayout(account);
-
-    // Message.
+QWidget *GmailSetupView::buildEmailBox(QFormLayout **form)
+{
     m_to->setObjectName(QStringLiteral("gmail-to"));
     m_to->setPlaceholderText(QStringLiteral("recipient@example.com"));
     auto *toMyself = new QPushButton(QStringLiteral("Send to myself"));
     toMyself->setObjectName(QStringLiteral("gmail-send-to-myself"));
     toMyself->setAutoDefault(false);
+    connect(toMyself, &QPushButton::clicked, this,
+            [this] { m_to->setText(MailSnippet::trimBlanks(m_address->text())); });
     auto *toRow = new QHBoxLayout;
     toRow->setContentsMargins(0, 0, 0, 0);
     toRow->setSpacing(6);
@@ -174,69 +226,31 @@ GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_p
     bodyLabel->setAlignment(Qt::AlignRight | Qt::AlignTop);
     bodyLabel->setContentsMargins(0, 5, 0, 0);
     email->addRow(bodyLabel, m_body);
-    auto *emailBox = new QGroupBox(QStringLiteral("Email"));
-    emailBox->setLayout(email);
+    auto *box = new QGroupBox(QStringLiteral("Email"));
+    box->setLayout(email);
+    *form = email;
+    return box;
+}
 
-    // Buttons.
+QLayout *GmailSetupView::buildButtons()
+{
     m_error->setObjectName(QStringLiteral("gmail-error"));
-    {
-        QPalette palette = m_error->palette();
-        palette.setColor(QPalette::WindowText, FormStyle::kRed);
-        m_error->setPalette(palette);
-    }
+    ViewStyle::setTextColor(m_error, ViewStyle::red());
     m_error->hide();
     auto *cancel = new QPushButton(QStringLiteral("Cancel"));
     cancel->setObjectName(QStringLiteral("gmail-cancel"));
     cancel->setAutoDefault(false);
+    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
     m_use->setObjectName(QStringLiteral("gmail-use-template"));
     m_use->setDefault(true);
+    connect(m_use, &QPushButton::clicked, this, &GmailSetupView::useTemplate);
     auto *buttons = new QHBoxLayout;
     buttons->setSpacing(8);
     buttons->addStretch();
     buttons->addWidget(cancel);
     buttons->addWidget(m_use);
-
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(18, 16, 18, 16);
-    layout->setSpacing(12);
-    layout->addWidget(title);
-    layout->addWidget(accountBox);
-    layout->addWidget(emailBox);
-    layout->addWidget(m_error);
-    layout->addStretch();
-    layout->addLayout(buttons);
-    FormStyle::alignLabelColumns({account, email});
-
-    connect(m_address, &QLineEdit::textChanged, this, &GmailSetupView::updateState);
-    connect(m_password, &QLineEdit::textChanged, this, &GmailSetupView::updateState);
-    connect(m_to, &QLineEdit::textChanged, this, &GmailSetupView::updateState);
-    connect(change, &QPushButton::clicked, this, [this] {
-        m_changingPassword = true;
-        updateState();
-        m_password->setFocus();
-    });
-    connect(howTo, &QPushButton::clicked, this, [this] {
-        m_help->setVisible(!m_help->isVisible());
-        adjustSize();
-    });
-    connect(openPage, &QPushButton::clicked, this,
-            [this] { m_openUrl(QUrl(QString::fromUtf16(MailSnippet::kAppPasswordsPage))); });
-    connect(toMyself, &QPushButton::clicked, this,
-            [this] { m_to->setText(MailSnippet::trimBlanks(m_address->text())); });
-    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
-    connect(m_use, &QPushButton::clicked, this, &GmailSetupView::useTemplate);
-
-    // The last used address, and whether its password is already stored.
-    const QString stored = m_settings->value(QString::fromUtf16(kAccountKey)).toString();
-    if (!stored.isEmpty()) {
-        m_address->setText(stored);
-        m_credentialsAddress = MailSnippet::trimBlanks(stored);
-        m_hasExistingCredentials = m_keychain->hasCredentials(m_credentialsAddress);
-    }
-    updateState();
+    return buttons;
 }
-
-GmailSetupView::~GmailSetupView() = default;
 
 bool GmailSetupView::showsSavedPassword() const
 {
@@ -270,6 +284,10 @@ void GmailSetupView::useTemplate()
         if (const std::optional<QString> failure = m_keychain->save(message.from, password)) {
             m_error->setText(u"The app password could not be saved in the keychain: " % *failure);
             m_error->show();
+            // Room for the message: the window grows rather than squeeze what is above it.
+            layout()->activate();
+            m_error->setMinimumHeight(m_error->heightForWidth(m_error->width()));
+            adjustSize();
             return;
         }
     }

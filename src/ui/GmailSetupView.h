@@ -7,7 +7,9 @@
 #include <memory>
 
 class Keychain;
+class QFormLayout;
 class QLabel;
+class QLayout;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
@@ -45,6 +47,11 @@ public:
     void useTemplate();
 
 private:
+    QWidget *buildAccountBox(QFormLayout **form);
+    void buildPasswordPages();
+    void buildHelp();
+    QWidget *buildEmailBox(QFormLayout **form);
+    QLayout *buildButtons();
     void updateState();
     bool showsSavedPassword() const;
 

@@ -1,5 +1,6 @@
 #include "ui/LaunchdJobRow.h"
 
+#include "ui/ElidedLabel.h"
 #include "ui/ViewStyle.h"
 
 #include <QHBoxLayout>
@@ -12,9 +13,9 @@ LaunchdJobRow::LaunchdJobRow(const LaunchdJob &job, QWidget *parent) : QWidget(p
     layout->setContentsMargins(6, 4, 6, 4);
     layout->setSpacing(2);
 
-    auto *label = new QLabel(job.label, this);
+    // A long label ends in an ellipsis; the tool tip has all of it.
+    auto *label = new ElidedLabel(job.label, this);
     label->setObjectName(QStringLiteral("job-row-label"));
-    label->setTextFormat(Qt::PlainText);
     layout->addWidget(label);
 
     auto *details = new QHBoxLayout;

@@ -1,11 +1,14 @@
 #include "ui/MessageBox.h"
 
+#include <QGridLayout>
 #include <QGuiApplication>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QQueue>
 
 namespace {
+
+constexpr int kMinimumWidth = 380;
 
 QQueue<QString> &pendingAnswers()
 {
@@ -79,29 +82,50 @@ QString MessageBox::show(QWidget *parent, Style style, const QString &title, con
         return fallbackAnswer(buttons);
     }
 
-    QMessageBox box(parent);
-    box.setIcon(boxIcon(style));
-    box.setWindowTitle(title);
-    box.setText(title);
-    box.setInformativeText(text);
-    box.setTextFormat(Qt::PlainText);
-    QAbstractButton *escapeButton = nullptr;
-    for (const Button &button : buttons) {
-        QPushButton *pushButton = box.addButton(button.text, buttonRole(button.role));
-        if (button.role == Role::cancel) {
-            escapeButton = pushButton;
-        } else if (button.role == Role::accept) {
-            box.setDefaultButton(pushButton);
-        }
-    }
-    if (escapeButton) {
-        box.setEscapeButton(escapeButton);
-    }
+    const std::unique_ptr<QMessageBox> made = create(parent, style, title, text, buttons);
+    QMessageBox &box = *made;
     box.exec();
     if (QAbstractButton *clicked = box.clickedButton()) {
         return clicked->text().remove(u'&');
     }
     return fallbackAnswer(buttons);
+}
+
+std::unique_ptr<QMessageBox> MessageBox::create(QWidget *parent, Style style, const QString &title,
+                                               const QString &text, const QList<Button> &buttons)
+{
+    auto box = std::make_unique<QMessageBox>(parent);
+    box->setIcon(boxIcon(style));
+    box->setWindowTitle(title);
+    box->setText(title);
+    box->setInformativeText(text);
+    box->setTextFormat(Qt::PlainText);
+    QPushButton *cancel = nullptr;
+    QPushButton *accept = nullptr;
+    bool destructive = false;
+    for (const Button &button : buttons) {
+        QPushButton *pushButton = box->addButton(button.text, buttonRole(button.role));
+        if (button.role == Role::cancel) {
+            cancel = pushButton;
+        } else if (button.role == Role::accept) {
+            accept = pushButton;
+        } else {
+            destructive = true;
+        }
+    }
+    if (cancel) {
+        box->setEscapeButton(cancel);
+    }
+    // Where a button destroys something, Return must not press it by accident.
+    if (QPushButton *chosen = destructive && cancel ? cancel : accept) {
+        box->setDefaultButton(chosen);
+    }
+    // Wide enough that a one-line message stays on one line: Qt sizes the box to its title.
+    if (auto *grid = qobject_cast<QGridLayout *>(box->layout())) {
+        grid->addItem(new QSpacerItem(kMinimumWidth, 0, QSizePolicy::Minimum, QSizePolicy::Fixed), grid->rowCount(), 0,
+                      1, grid->columnCount());
+    }
+    return box;
 }
 
 void MessageBox::setNextAnswer(const QString &buttonText) { pendingAnswers().enqueue(buttonText); }

@@ -4,6 +4,9 @@
 #include <QString>
 #include <QStringList>
 
+#include <memory>
+
+class QMessageBox;
 class QWidget;
 
 // Modal alerts behind one seam: a test queues the answers it wants with setNextAnswer and reads
@@ -28,6 +31,11 @@ public:
     // counts as the cancel button (or the only button when there is no cancel button).
     static QString show(QWidget *parent, Style style, const QString &title, const QString &text,
                         const QList<Button> &buttons);
+
+    // The alert show() would run, not yet shown. A cancel button is the default where another
+    // button destroys something, else the accept button.
+    static std::unique_ptr<QMessageBox> create(QWidget *parent, Style style, const QString &title,
+                                               const QString &text, const QList<Button> &buttons);
 
     // The next show() returns this answer at once, showing nothing. Answers queue up in order.
     static void setNextAnswer(const QString &buttonText);

@@ -1,7 +1,7 @@
 #include "ui/ShortcutsPickerView.h"
 
 #include "launchd/ShortcutsList.h"
-#include "ui/FormStyle.h"
+#include "ui/ViewStyle.h"
 
 #include <QDesktopServices>
 #include <QHBoxLayout>
@@ -29,7 +29,7 @@ ShortcutsPickerView::ShortcutsPickerView(QWidget *parent)
     setObjectName(QStringLiteral("shortcuts-picker"));
     resize(380, 440);
 
-    auto *title = FormStyle::headline(QStringLiteral("Choose a Shortcut"));
+    auto *title = ViewStyle::sheetTitle(QStringLiteral("Choose a Shortcut"));
     title->setObjectName(QStringLiteral("shortcuts-title"));
 
     m_search->setPlaceholderText(QStringLiteral("Search"));
@@ -37,49 +37,14 @@ ShortcutsPickerView::ShortcutsPickerView(QWidget *parent)
     m_search->setClearButtonEnabled(true);
     connect(m_search, &QLineEdit::textChanged, this, &ShortcutsPickerView::refresh);
 
-    // Loading.
-    auto *loading = new QWidget;
-    auto *busy = new QProgressBar;
-    busy->setRange(0, 0);
-    busy->setTextVisible(false);
-    busy->setFixedSize(120, 6);
-    auto *loadingText = FormStyle::caption(QStringLiteral("Loading shortcuts…"));
-    loadingText->setObjectName(QStringLiteral("shortcuts-loading"));
-    loadingText->setAlignment(Qt::AlignCenter);
-    auto *loadingLayout = new QVBoxLayout(loading);
-    loadingLayout->addStretch();
-    loadingLayout->addWidget(busy, 0, Qt::AlignHCenter);
-    loadingLayout->addWidget(loadingText);
-    loadingLayout->addStretch();
-
-    // Nothing found.
-    auto *empty = new QWidget;
-    auto *emptyTitle = FormStyle::headline(QStringLiteral("No Shortcuts Found"));
-    emptyTitle->setObjectName(QStringLiteral("shortcuts-empty-title"));
-    emptyTitle->setAlignment(Qt::AlignCenter);
-    auto *emptyText = FormStyle::caption(QStringLiteral("Create a shortcut in the Shortcuts app first."));
-    emptyText->setAlignment(Qt::AlignCenter);
-    auto *openApp = new QPushButton(QStringLiteral("Open Shortcuts App"));
-    openApp->setObjectName(QStringLiteral("shortcuts-open-app"));
-    openApp->setAutoDefault(false);
-    connect(openApp, &QPushButton::clicked, this, [this] { m_openUrl(shortcutsAppUrl()); });
-    auto *emptyLayout = new QVBoxLayout(empty);
-    emptyLayout->setSpacing(8);
-    emptyLayout->addStretch();
-    emptyLayout->addWidget(emptyTitle);
-    emptyLayout->addWidget(emptyText);
-    emptyLayout->addSpacing(6);
-    emptyLayout->addWidget(openApp, 0, Qt::AlignHCenter);
-    emptyLayout->addStretch();
-
     m_list->setObjectName(QStringLiteral("shortcuts-list"));
     m_list->setUniformItemSizes(true);
     m_list->setSpacing(2);
     connect(m_list, &QListWidget::itemClicked, this, [this](QListWidgetItem *item) { choose(item->text()); });
     connect(m_list, &QListWidget::itemActivated, this, [this](QListWidgetItem *item) { choose(item->text()); });
 
-    m_pages->insertWidget(loadingPage, loading);
-    m_pages->insertWidget(emptyPage, empty);
+    m_pages->insertWidget(loadingPage, buildLoadingPage());
+    m_pages->insertWidget(emptyPage, buildEmptyPage());
     m_pages->insertWidget(listPage, m_list);
 
     auto *cancel = new QPushButton(QStringLiteral("Cancel"));
@@ -98,6 +63,47 @@ ShortcutsPickerView::ShortcutsPickerView(QWidget *parent)
     layout->addWidget(m_pages, 1);
     layout->addLayout(buttons);
     refresh();
+}
+
+QWidget *ShortcutsPickerView::buildLoadingPage()
+{
+    auto *loading = new QWidget;
+    auto *busy = new QProgressBar;
+    busy->setRange(0, 0);
+    busy->setTextVisible(false);
+    busy->setFixedSize(120, 6);
+    auto *loadingText = ViewStyle::formCaption(QStringLiteral("Loading shortcuts…"));
+    loadingText->setObjectName(QStringLiteral("shortcuts-loading"));
+    loadingText->setAlignment(Qt::AlignCenter);
+    auto *loadingLayout = new QVBoxLayout(loading);
+    loadingLayout->addStretch();
+    loadingLayout->addWidget(busy, 0, Qt::AlignHCenter);
+    loadingLayout->addWidget(loadingText);
+    loadingLayout->addStretch();
+    return loading;
+}
+
+QWidget *ShortcutsPickerView::buildEmptyPage()
+{
+    auto *empty = new QWidget;
+    auto *emptyTitle = ViewStyle::sheetTitle(QStringLiteral("No Shortcuts Found"));
+    emptyTitle->setObjectName(QStringLiteral("shortcuts-empty-title"));
+    emptyTitle->setAlignment(Qt::AlignCenter);
+    auto *emptyText = ViewStyle::formCaption(QStringLiteral("Create a shortcut in the Shortcuts app first."));
+    emptyText->setAlignment(Qt::AlignCenter);
+    auto *openApp = new QPushButton(QStringLiteral("Open Shortcuts App"));
+    openApp->setObjectName(QStringLiteral("shortcuts-open-app"));
+    openApp->setAutoDefault(false);
+    connect(openApp, &QPushButton::clicked, this, [this] { m_openUrl(shortcutsAppUrl()); });
+    auto *emptyLayout = new QVBoxLayout(empty);
+    emptyLayout->setSpacing(8);
+    emptyLayout->addStretch();
+    emptyLayout->addWidget(emptyTitle);
+    emptyLayout->addWidget(emptyText);
+    emptyLayout->addSpacing(6);
+    emptyLayout->addWidget(openApp, 0, Qt::AlignHCenter);
+    emptyLayout->addStretch();
+    return empty;
 }
 
 ShortcutsPickerView::~ShortcutsPickerView() = default;

@@ -40,6 +40,8 @@ protected:
     void showEvent(QShowEvent *event) override;
 
 private:
+    QWidget *buildLoadingPage();
+    QWidget *buildEmptyPage();
     void startListing();
     void listingEnded(const QByteArray &output);
     void refresh();

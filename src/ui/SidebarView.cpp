@@ -6,10 +6,12 @@
 #include "ui/TaskRowView.h"
 #include "ui/ViewStyle.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMouseEvent>
 #include <QListWidget>
 #include <QPushButton>
 #include <QScrollBar>
@@ -42,15 +44,6 @@ std::optional<SidebarSection> sectionOf(const QListWidgetItem *item)
     }
 }
 
-QLabel *headerLabel(const QString &text, QWidget *parent)
-{
-    QLabel *label = ViewStyle::captionLabel(text, parent);
-    QFont font = label->font();
-    font.setWeight(QFont::DemiBold);
-    label->setFont(font);
-    return label;
-}
-
 } // namespace
 
 SidebarView::SidebarView(QWidget *parent) : QWidget(parent)
@@ -77,7 +70,6 @@ SidebarView::SidebarView(QWidget *parent) : QWidget(parent)
     QPalette palette = m_list->palette();
     palette.setColor(QPalette::Base, Qt::transparent);
     m_list->setPalette(palette);
-    connect(m_list, &QListWidget::itemClicked, this, &SidebarView::onItemClicked);
     connect(m_list->verticalScrollBar(), &QScrollBar::valueChanged, this, &SidebarView::showRowsInSight);
     m_list->viewport()->installEventFilter(this);
     connect(m_list, &QListWidget::itemSelectionChanged, this, &SidebarView::onSelectionChanged);
@@ -208,10 +200,43 @@ void SidebarView::showRowsInSight()
 
 bool SidebarView::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_list->viewport() && (event->type() == QEvent::Show || event->type() == QEvent::Resize)) {
+    if (watched != m_list->viewport()) {
+        return QWidget::eventFilter(watched, event);
+    }
+    switch (event->type()) {
+    case QEvent::Show:
+    case QEvent::Resize:
         showRowsInSight();
+        break;
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::MouseButtonRelease:
+        return filterMouse(static_cast<QMouseEvent *>(event));
+    default:
+        break;
     }
     return QWidget::eventFilter(watched, event);
+}
+
+bool SidebarView::filterMouse(QMouseEvent *event)
+{
+    // Only a left click on a selectable row changes the selection. The list would otherwise
+    // clear it on a click on a header, a gap or a ticked row, and select a row on a right click
+    // (whose menu opens all the same).
+    QListWidgetItem *item = m_list->itemAt(event->position().toPoint());
+    const bool selectable = item && (item->flags() & Qt::ItemIsSelectable);
+    if (event->button() == Qt::LeftButton && selectable) {
+        return false;
+    }
+    if (event->type() == QEvent::MouseButtonPress) {
+        m_pressedItem = event->button() == Qt::LeftButton ? item : nullptr;
+    } else if (event->type() == QEvent::MouseButtonRelease && event->button() == Qt::LeftButton) {
+        if (item && item == m_pressedItem) {
+            onItemClicked(item);
+        }
+        m_pressedItem = nullptr;
+    }
+    return true;
 }
 
 void SidebarView::changeEvent(QEvent *event)
@@ -229,7 +254,7 @@ QWidget *SidebarView::tasksHeader()
     auto *header = new QWidget;
     auto *layout = new QHBoxLayout(header);
     layout->setContentsMargins(6, 2, 4, 2);
-    layout->addWidget(headerLabel(QStringLiteral("My Tasks"), header));
+    layout->addWidget(ViewStyle::sectionTitle(QStringLiteral("My Tasks"), header));
     layout->addStretch(1);
     m_selectButton = new QPushButton(header);
     ViewStyle::setIdentifier(m_selectButton, QStringLiteral("sidebar-select-button"));
@@ -258,7 +283,7 @@ QWidget *SidebarView::systemJobsHeader()
     connect(m_disclosure, &QToolButton::clicked, this, &SidebarView::systemJobsToggled);
     layout->addWidget(m_disclosure);
     layout->addWidget(ViewStyle::iconLabel(QStringLiteral("gearshape.2"), ViewStyle::secondaryText(), 13, header));
-    layout->addWidget(headerLabel(QStringLiteral("System Jobs"), header));
+    layout->addWidget(ViewStyle::sectionTitle(QStringLiteral("System Jobs"), header));
     m_jobCount = ViewStyle::captionLabel(QString::number(m_state.totalJobs), header);
     m_jobCount->setObjectName(QStringLiteral("sidebar-system-jobs-count"));
     m_jobCount->setFont(ViewStyle::caption2Font());
@@ -271,10 +296,16 @@ void SidebarView::setState(const State &state)
 {
     m_state = state;
     m_rebuilding = true;
+    // The rows go, and with them a focused button (Select, Done): focus would move on to the
+    // filter and select its text. It stays in the list instead.
+    if (QWidget *focused = QApplication::focusWidget(); focused && m_list->isAncestorOf(focused)) {
+        m_list->setFocus(Qt::OtherFocusReason);
+    }
     const int scrolled = m_list->verticalScrollBar() ? m_list->verticalScrollBar()->value() : 0;
     {
         const QSignalBlocker blocker(m_list);
         m_list->clear(); // the old row widgets go later, once control is back in the event loop
+        m_pressedItem = nullptr;
         m_selectButton = nullptr;
         m_disclosure = nullptr;
         m_jobCount = nullptr;

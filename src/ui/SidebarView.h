@@ -17,6 +17,7 @@ class QListWidgetItem;
 class QPushButton;
 class QToolButton;
 class QLabel;
+class QMouseEvent;
 
 // The sidebar's looks: the filter field, the list (timeline entry, "My Tasks", "System Jobs") and the
 // add button at the bottom. It holds no state of its own: ContentView hands it everything to show
@@ -90,6 +91,7 @@ private:
     QWidget *tasksHeader();
     QWidget *systemJobsHeader();
     void updateSelectButton();
+    bool filterMouse(QMouseEvent *event);
     void onItemClicked(QListWidgetItem *item);
     void onSelectionChanged();
 
@@ -102,6 +104,7 @@ private:
     QToolButton *m_disclosure = nullptr;
     QLabel *m_jobCount = nullptr;
     QListWidgetItem *m_jobsHeaderItem = nullptr;
+    QListWidgetItem *m_pressedItem = nullptr; // a row we took a left press on, not the list
     // Row widgets go in only after all rows of a rebuild are in: inserting a row into a list that
     // already holds row widgets moves every one of them.
     QList<std::pair<QListWidgetItem *, QWidget *>> m_pendingWidgets;

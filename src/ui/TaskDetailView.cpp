@@ -146,6 +146,8 @@ void TaskDetailView::rebuild()
                                 QStringLiteral("detail-plist")));
     layout->addStretch(1);
     setWidget(page);
+    // The page scrolls up and down only: the window may not get narrower than its header and buttons.
+    setMinimumWidth(page->minimumSizeHint().width() + verticalScrollBar()->sizeHint().width() + 2 * frameWidth());
     updateCopyButton();
     QTimer::singleShot(0, this, [bar = QPointer<QScrollBar>(verticalScrollBar()), scrolled] {
         if (bar) {

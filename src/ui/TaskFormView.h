@@ -12,6 +12,7 @@ class Keychain;
 class QCheckBox;
 class QComboBox;
 class QFormLayout;
+class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
@@ -54,9 +55,19 @@ private:
     QWidget *buildBasicSection();
     QWidget *buildScheduleSection();
     QWidget *buildEnvironmentSection();
+    void addMonthlyRows(QFormLayout *form);
+    static QLabel *caption(const QString &name, const QString &text);
+    // The control with its caption just under it, as one field of the form.
+    static QWidget *withCaption(QWidget *control, QLabel *caption);
+    static QFormLayout *formLayout();
+    static QGroupBox *section(const QString &title, QFormLayout *content);
     QWidget *buildWeekdayButtons();
     QWidget *buildTimesEditor();
 
+    void onPick(QComboBox *box, std::function<void(int)> apply);
+    void onEdit(QLineEdit *edit, std::function<void(const QString &)> apply);
+    void onEdit(QPlainTextEdit *edit, std::function<void(const QString &)> apply);
+    void onToggle(QCheckBox *box, std::function<void(bool)> apply);
     void changed();
     void syncControls();
     void updateVisibility();

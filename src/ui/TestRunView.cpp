@@ -1,7 +1,7 @@
 #include "ui/TestRunView.h"
 
 #include "runner/TaskRunner.h"
-#include "ui/FormStyle.h"
+#include "ui/ViewStyle.h"
 
 #include <QCloseEvent>
 #include <QFontDatabase>
@@ -50,89 +50,15 @@ TestRunView::TestRunView(QString command, std::optional<QString> workingDirector
     resize(640, 460);
     setMinimumSize(420, 300);
 
-    const QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-
-    auto *title = FormStyle::headline(QStringLiteral("Test Run"));
-    title->setObjectName(QStringLiteral("test-run-title"));
-    auto *commandLabel = FormStyle::caption(m_command);
-    commandLabel->setObjectName(QStringLiteral("test-run-command"));
-    commandLabel->setTextFormat(Qt::PlainText);
-    commandLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    {
-        QFont font = fixed;
-        font.setPointSizeF(commandLabel->font().pointSizeF());
-        commandLabel->setFont(font);
-    }
-
-    m_busy->setRange(0, 0);
-    m_busy->setTextVisible(false);
-    m_busy->setFixedSize(64, 6);
-    auto *runningText = new QLabel(QStringLiteral("Running..."));
-    runningText->setObjectName(QStringLiteral("test-run-running"));
-    FormStyle::makeSmall(runningText);
-    auto *runningLayout = new QHBoxLayout(m_runningRow);
-    runningLayout->setContentsMargins(0, 0, 0, 0);
-    runningLayout->addWidget(m_busy);
-    runningLayout->addWidget(runningText);
-    runningLayout->addStretch();
-
-    m_output->setObjectName(QStringLiteral("test-run-output"));
-    m_output->setReadOnly(true);
-    m_output->setUndoRedoEnabled(false);
-    m_output->setPlaceholderText(QStringLiteral("Waiting for output..."));
-    m_output->setFont(fixed);
-    m_output->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    m_output->document()->setDocumentMargin(8);
-    // The oldest lines leave as new ones come (the last block may be an unfinished line).
-    m_output->setMaximumBlockCount(kKeptLines + 1);
-    // Only the sheet shows the output, and it keeps what it shows.
-    m_runner->setKeepsOutput(false);
-    m_omitted->setObjectName(QStringLiteral("test-run-omitted"));
-    FormStyle::makeSmall(m_omitted);
-    m_omitted->hide();
-
-    m_exitIcon->setObjectName(QStringLiteral("test-run-exit-icon"));
-    m_exitLabel->setObjectName(QStringLiteral("test-run-exit"));
-    auto *exitLayout = new QHBoxLayout(m_exitRow);
-    exitLayout->setContentsMargins(0, 0, 0, 0);
-    exitLayout->setSpacing(6);
-    exitLayout->addWidget(m_exitIcon);
-    exitLayout->addWidget(m_exitLabel);
-    exitLayout->addStretch();
-
-    m_stop->setObjectName(QStringLiteral("test-run-stop"));
-    m_stop->setAutoDefault(false);
-    {
-        QPalette palette = m_stop->palette();
-        palette.setColor(QPalette::ButtonText, FormStyle::kRed);
-        m_stop->setPalette(palette);
-    }
-    m_close->setObjectName(QStringLiteral("test-run-close"));
-    m_close->setAutoDefault(false);
-    m_runAgain->setObjectName(QStringLiteral("test-run-again"));
-    m_runAgain->setDefault(true);
-
-    auto *buttons = new QHBoxLayout;
-    buttons->setSpacing(8);
-    buttons->addWidget(m_exitRow);
-    buttons->addStretch();
-    buttons->addWidget(m_stop);
-    buttons->addWidget(m_close);
-    buttons->addWidget(m_runAgain);
-
-    auto *header = new QVBoxLayout;
-    header->setSpacing(2);
-    header->addWidget(title);
-    header->addWidget(commandLabel);
-
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(16, 14, 16, 14);
     layout->setSpacing(10);
-    layout->addLayout(header);
-    layout->addWidget(m_runningRow);
+    layout->addLayout(buildHeader());
+    layout->addWidget(buildRunningRow());
+    QWidget *output = buildOutput();
     layout->addWidget(m_omitted);
-    layout->addWidget(m_output, 1);
-    layout->addLayout(buttons);
+    layout->addWidget(output, 1);
+    layout->addLayout(buildButtons());
 
     m_flushTimer->setSingleShot(true);
     connect(m_flushTimer, &QTimer::timeout, this, &TestRunView::flushOutput);
@@ -146,6 +72,89 @@ TestRunView::TestRunView(QString command, std::optional<QString> workingDirector
     connect(m_runAgain, &QPushButton::clicked, this, &TestRunView::start);
 
     updateState();
+}
+
+QLayout *TestRunView::buildHeader()
+{
+    auto *title = ViewStyle::sheetTitle(QStringLiteral("Test Run"));
+    title->setObjectName(QStringLiteral("test-run-title"));
+    auto *commandLabel = ViewStyle::formCaption(m_command);
+    commandLabel->setObjectName(QStringLiteral("test-run-command"));
+    commandLabel->setTextFormat(Qt::PlainText);
+    commandLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    QFont font = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    font.setPointSizeF(commandLabel->font().pointSizeF());
+    commandLabel->setFont(font);
+
+    auto *header = new QVBoxLayout;
+    header->setSpacing(2);
+    header->addWidget(title);
+    header->addWidget(commandLabel);
+    return header;
+}
+
+QWidget *TestRunView::buildRunningRow()
+{
+    m_busy->setRange(0, 0);
+    m_busy->setTextVisible(false);
+    m_busy->setFixedSize(64, 6);
+    auto *runningText = new QLabel(QStringLiteral("Running..."));
+    runningText->setObjectName(QStringLiteral("test-run-running"));
+    ViewStyle::makeSmall(runningText);
+    auto *runningLayout = new QHBoxLayout(m_runningRow);
+    runningLayout->setContentsMargins(0, 0, 0, 0);
+    runningLayout->addWidget(m_busy);
+    runningLayout->addWidget(runningText);
+    runningLayout->addStretch();
+    return m_runningRow;
+}
+
+QWidget *TestRunView::buildOutput()
+{
+    m_output->setObjectName(QStringLiteral("test-run-output"));
+    m_output->setReadOnly(true);
+    m_output->setUndoRedoEnabled(false);
+    m_output->setPlaceholderText(QStringLiteral("Waiting for output..."));
+    m_output->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    m_output->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    m_output->document()->setDocumentMargin(8);
+    // The oldest lines leave as new ones come (the last block may be an unfinished line).
+    m_output->setMaximumBlockCount(kKeptLines + 1);
+    // Only the sheet shows the output, and it keeps what it shows.
+    m_runner->setKeepsOutput(false);
+    m_omitted->setObjectName(QStringLiteral("test-run-omitted"));
+    ViewStyle::makeSmall(m_omitted);
+    m_omitted->hide();
+    return m_output;
+}
+
+QLayout *TestRunView::buildButtons()
+{
+    m_exitIcon->setObjectName(QStringLiteral("test-run-exit-icon"));
+    m_exitLabel->setObjectName(QStringLiteral("test-run-exit"));
+    auto *exitLayout = new QHBoxLayout(m_exitRow);
+    exitLayout->setContentsMargins(0, 0, 0, 0);
+    exitLayout->setSpacing(6);
+    exitLayout->addWidget(m_exitIcon);
+    exitLayout->addWidget(m_exitLabel);
+    exitLayout->addStretch();
+
+    m_stop->setObjectName(QStringLiteral("test-run-stop"));
+    m_stop->setAutoDefault(false);
+    ViewStyle::setTextColor(m_stop, ViewStyle::red());
+    m_close->setObjectName(QStringLiteral("test-run-close"));
+    m_close->setAutoDefault(false);
+    m_runAgain->setObjectName(QStringLiteral("test-run-again"));
+    m_runAgain->setDefault(true);
+
+    auto *buttons = new QHBoxLayout;
+    buttons->setSpacing(8);
+    buttons->addWidget(m_exitRow);
+    buttons->addStretch();
+    buttons->addWidget(m_stop);
+    buttons->addWidget(m_close);
+    buttons->addWidget(m_runAgain);
+    return buttons;
 }
 
 TestRunView::~TestRunView()
@@ -296,7 +305,7 @@ void TestRunView::updateState()
     m_exitRow->setVisible(settled);
     if (exitCode) {
         const bool success = *exitCode == 0;
-        m_exitIcon->setPixmap(FormStyle::statusSymbol(success, kStatusIconSize));
+        m_exitIcon->setPixmap(ViewStyle::statusSymbol(success, kStatusIconSize));
         m_exitIcon->setAccessibleName(success ? QStringLiteral("checkmark.circle.fill")
                                               : QStringLiteral("xmark.circle.fill"));
         m_exitLabel->setText(QString::asprintf("Exit: %d", *exitCode));

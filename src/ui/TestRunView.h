@@ -6,6 +6,7 @@
 #include <optional>
 
 class QLabel;
+class QLayout;
 class QPlainTextEdit;
 class QProgressBar;
 class QPushButton;
@@ -41,6 +42,10 @@ protected:
     void reject() override;
 
 private:
+    QLayout *buildHeader();
+    QWidget *buildRunningRow();
+    QWidget *buildOutput();
+    QLayout *buildButtons();
     void appendOutput(const QString &text);
     void flushOutput();
     void clearOutput();

@@ -3,13 +3,18 @@
 #include "ui/Icons.h"
 
 #include <QApplication>
-#include <QFrame>
-#include <QVBoxLayout>
 #include <QFontDatabase>
+#include <QFormLayout>
+#include <QFrame>
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QLabel>
+#include <QPainter>
 #include <QPalette>
+#include <QVBoxLayout>
 #include <QWidget>
+
+#include <algorithm>
 
 namespace {
 
@@ -114,9 +119,31 @@ QWidget *ViewStyle::sectionHeader(const QString &symbol, const QString &title, Q
     return header;
 }
 
+QString ViewStyle::expandTabs(const QString &text, int tabWidth)
+{
+    if (!text.contains(u'\t')) {
+        return text;
+    }
+    QString expanded;
+    expanded.reserve(text.size() + text.size() / 4);
+    qsizetype column = 0;
+    for (const QChar c : text) {
+        if (c == u'\t') {
+            const qsizetype spaces = tabWidth - column % tabWidth;
+            expanded.append(QString(spaces, u' '));
+            column += spaces;
+            continue;
+        }
+        expanded.append(c);
+        column = c == u'\n' ? 0 : column + 1;
+    }
+    return expanded;
+}
+
 QLabel *ViewStyle::codeLabel(const QString &text, QWidget *parent)
 {
-    auto *label = new QLabel(text, parent);
+    // A label cannot set its tab stops, and at eight columns nested keys start far right.
+    auto *label = new QLabel(expandTabs(text), parent);
     label->setTextFormat(Qt::PlainText);
     label->setFont(monospaceFont());
     label->setWordWrap(true);
@@ -149,4 +176,96 @@ QLabel *ViewStyle::iconLabel(const QString &symbol, const QColor &tint, int size
     label->setPixmap(Icons::symbol(symbol, tint).pixmap(QSize(size, size)));
     label->setFixedSize(size, size);
     return label;
+}
+
+QLabel *ViewStyle::sectionTitle(const QString &text, QWidget *parent)
+{
+    QLabel *label = captionLabel(text, parent);
+    QFont font = label->font();
+    font.setWeight(QFont::DemiBold);
+    label->setFont(font);
+    return label;
+}
+
+QLabel *ViewStyle::formCaption(const QString &text, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setWordWrap(true);
+    // As wide as the form allows; a wrapped label would otherwise settle on a narrow column.
+    label->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    makeSmall(label);
+    setTextColor(label, secondaryText());
+    return label;
+}
+
+QLabel *ViewStyle::sheetTitle(const QString &text, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    QFont font = label->font();
+    font.setBold(true);
+    font.setPointSizeF(font.pointSizeF() * 1.15);
+    label->setFont(font);
+    return label;
+}
+
+void ViewStyle::makeSmall(QWidget *widget, qreal factor)
+{
+    QFont font = widget->font();
+    font.setPointSizeF(font.pointSizeF() * factor);
+    widget->setFont(font);
+}
+
+QPixmap ViewStyle::tintedSymbol(const QString &name, const QColor &color, int size)
+{
+    const QIcon icon = Icons::symbol(name, color);
+    return icon.isNull() ? QPixmap() : icon.pixmap(size, size);
+}
+
+QPixmap ViewStyle::statusSymbol(bool success, int size)
+{
+    const QColor color = success ? green() : red();
+    QPixmap pixmap =
+        tintedSymbol(success ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"), color, size);
+    if (!pixmap.isNull()) {
+        return pixmap;
+    }
+    pixmap = QPixmap(size, size);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    painter.drawEllipse(QRectF(0.5, 0.5, size - 1.0, size - 1.0));
+    QPen pen(Qt::white, size / 8.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    painter.setPen(pen);
+    painter.setBrush(Qt::NoBrush);
+    const qreal s = size;
+    if (success) {
+        painter.drawPolyline(QPolygonF{{s * 0.28, s * 0.52}, {s * 0.44, s * 0.68}, {s * 0.72, s * 0.36}});
+    } else {
+        painter.drawLine(QPointF(s * 0.34, s * 0.34), QPointF(s * 0.66, s * 0.66));
+        painter.drawLine(QPointF(s * 0.66, s * 0.34), QPointF(s * 0.34, s * 0.66));
+    }
+    return pixmap;
+}
+
+void ViewStyle::alignLabelColumns(const QList<QFormLayout *> &forms)
+{
+    QList<QWidget *> labels;
+    int width = 0;
+    for (QFormLayout *form : forms) {
+        for (int row = 0; row < form->rowCount(); ++row) {
+            QLayoutItem *item = form->itemAt(row, QFormLayout::LabelRole);
+            if (item && item->widget()) {
+                labels << item->widget();
+                width = std::max(width, item->widget()->sizeHint().width());
+            }
+        }
+    }
+    for (QWidget *label : labels) {
+        label->setMinimumWidth(width);
+        if (auto *text = qobject_cast<QLabel *>(label)) {
+            text->setAlignment(Qt::AlignRight | (text->alignment() & Qt::AlignVertical_Mask));
+        }
+    }
 }

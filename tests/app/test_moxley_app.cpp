@@ -75,11 +75,11 @@ class MoxleyAppTest : public QObject
         QVERIFY(window->findChild<QWidget *>(u"toolbar-add-task"_s)->isVisible());
     }
 
-    void window_opensAt700By500_andKeepsTheContentsLimits()
+    void window_opensAt900By600_andKeepsTheContentsLimits()
     {
         MainWindow *window = world->open();
         QCOMPARE(window->windowTitle(), u"Moxley"_s);
-        QCOMPARE(window->size(), QSize(700, 500));
+        QCOMPARE(window->size(), QSize(900, 600));
         window->resize(200, 120);
         QTRY_VERIFY(window->width() >= window->contentView()->minimumSizeHint().width());
         QVERIFY(window->height() >= window->contentView()->minimumSizeHint().height());

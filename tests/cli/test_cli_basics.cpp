@@ -58,7 +58,7 @@ private Q_SLOTS:
                                         "Try 'moxley --help' for more information.\n"));
         result = sandbox.runCli({u"list"_s, u"--bogus"_s});
         QCOMPARE(result.exitCode, 2);
-        QCOMPARE(result.err, QByteArray("moxley: unknown option 'bogus'\n"
+        QCOMPARE(result.err, QByteArray("moxley: unknown option '--bogus'\n"
                                         "Try 'moxley list --help' for more information.\n"));
         result = sandbox.runCli({u"show"_s});
         QCOMPARE(result.exitCode, 2);
@@ -67,6 +67,101 @@ private Q_SLOTS:
         QVERIFY(result.err.startsWith("moxley: unexpected argument 'b'\n"));
         result = sandbox.runCli({});
         QCOMPARE(result.exitCode, 2);
+    }
+
+    void unknownOption_keepsTheDashesAsTyped_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QByteArray>("err");
+        QTest::newRow("long") << QStringList{u"list"_s, u"--bogus"_s}
+                              << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley list --help' for more information.\n");
+        QTest::newRow("long with value") << QStringList{u"list"_s, u"--bogus=3"_s}
+                                         << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley list --help' for more information.\n");
+        QTest::newRow("short") << QStringList{u"list"_s, u"-x"_s}
+                               << QByteArray("moxley: unknown option '-x'\nTry 'moxley list --help' for more information.\n");
+        QTest::newRow("before the command") << QStringList{u"--bogus=1"_s}
+                                            << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley --help' for more information.\n");
+    }
+
+    void unknownOption_keepsTheDashesAsTyped()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, err);
+        Sandbox sandbox;
+        const auto result = sandbox.runCli(arguments);
+        QCOMPARE(result.exitCode, 2);
+        QCOMPARE(result.err, err);
+        QCOMPARE(result.out, QByteArray());
+    }
+
+    void noCommand_oneLineErrorAndHint()
+    {
+        Sandbox sandbox;
+        const auto result = sandbox.runCli({});
+        QCOMPARE(result.exitCode, 2);
+        QCOMPARE(result.err, QByteArray("moxley: missing command\nTry 'moxley --help' for more information.\n"));
+        QCOMPARE(result.out, QByteArray());
+    }
+
+    void logsLinesMalformed_usageErrorBeforeLookup()
+    {
+        Sandbox sandbox;
+        sandbox.writeTasksFile(kTwoTasks);
+        for (const QString &task : {u"Backup"_s, u"nothing-like-this"_s}) {
+            const auto result = sandbox.runCli({u"logs"_s, task, u"--lines"_s, u"abc"_s});
+            QCOMPARE(result.exitCode, 2);
+            QCOMPARE(result.err, QByteArray("moxley: --lines needs a non-negative integer, not 'abc'\n"
+                                            "Try 'moxley logs --help' for more information.\n"));
+        }
+        // Blanks around a number are ignored, as for every option value.
+        const auto padded = sandbox.runCli({u"logs"_s, u"Backup"_s, u"--lines"_s, u" 5 "_s});
+        QCOMPARE(padded.exitCode, 0);
+    }
+
+    void templateShortcutEmptyName_saysItIsEmpty()
+    {
+        Sandbox sandbox;
+        for (const QString &name : {u""_s, u"  "_s}) {
+            const auto result = sandbox.runCli({u"template"_s, u"shortcut"_s, name});
+            QCOMPARE(result.exitCode, 2);
+            QCOMPARE(result.err, QByteArray("moxley: the shortcut NAME is empty\n"
+                                            "Try 'moxley template --help' for more information.\n"));
+        }
+        const auto missing = sandbox.runCli({u"template"_s, u"shortcut"_s});
+        QVERIFY(missing.err.startsWith("moxley: missing argument: template shortcut NAME"));
+    }
+
+    void ambiguousPrefix_idsThatCanBeToldApart()
+    {
+        Sandbox sandbox;
+        sandbox.writeTasksFile(R"({"version": 2, "tasks": [
+  {"id": "0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9", "name": "One", "command": "true", "useLoginShell": false,
+   "schedule": {"runAtLoad": {}}, "isEnabled": false, "logs": []},
+  {"id": "0A1B2C3D-4E00-6071-8293-A4B5C6D7E8F9", "name": "Two", "command": "true", "useLoginShell": false,
+   "schedule": {"runAtLoad": {}}, "isEnabled": false, "logs": []}]})");
+        const auto result = sandbox.runCli({u"show"_s, u"0a1b2c3d"_s});
+        QCOMPARE(result.exitCode, 1);
+        QCOMPARE(result.err, QByteArray("moxley: 0a1b2c3d matches several tasks: 0a1b2c3d-4e5, 0a1b2c3d-4e0\n"));
+        // Each id shown names its task.
+        const auto one = sandbox.runCli({u"show"_s, u"0a1b2c3d-4e5"_s, u"--json"_s});
+        QCOMPARE(one.exitCode, 0);
+        QCOMPARE(QJsonDocument::fromJson(one.out).object().value(u"name"_s).toString(), u"One"_s);
+    }
+
+    void argumentNotUtf8_refusedWithTheOptionNamed()
+    {
+        Sandbox sandbox;
+        const QStringList cases{u"exec \"$0\" add --name T --command $'echo \\xff\\xfe'"_s,
+                                u"exec \"$0\" add --name T --command=$'echo \\xff'"_s};
+        const QList<QByteArray> options{"--command", "--command"};
+        for (qsizetype i = 0; i < cases.size(); ++i) {
+            const auto result = sandbox.run(u"/bin/bash"_s, {u"-c"_s, cases.at(i), QStringLiteral(MOXLEY_CLI_PATH)});
+            QCOMPARE(result.exitCode, 2);
+            QCOMPARE(result.err, QByteArray("moxley: " + options.at(i) +
+                                            " is not valid UTF-8 text; the tasks file keeps text as UTF-8 only\n"
+                                            "Try 'moxley --help' for more information.\n"));
+            QVERIFY(!QFile::exists(sandbox.tasksFile()));
+        }
     }
 
     void list_noFileIsEmpty()

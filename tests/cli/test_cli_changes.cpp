@@ -56,6 +56,12 @@ private Q_SLOTS:
         QTest::newRow("at load") << L{"--at-load"} << TaskSchedule::runAtLoad();
         QTest::newRow("every") << L{"--every", "15"} << TaskSchedule::interval(15);
         QTest::newRow("every 1") << L{"--every", "1"} << TaskSchedule::interval(1);
+        // One rule for every value: blanks around it are ignored.
+        QTest::newRow("every, blanks") << L{"--every", " 5"} << TaskSchedule::interval(5);
+        QTest::newRow("at, blanks") << L{"--at", " 7:00 "} << TaskSchedule::daily({{7, 0}});
+        QTest::newRow("monthly, blanks") << L{"--monthly", "12 "} << TaskSchedule::monthly(12, {{7, 0}});
+        QTest::newRow("nth, blanks") << L{"--nth", " 2", "--weekday", " mon "}
+                                     << TaskSchedule::monthlyNthWeekday(2, 2, {{7, 0}});
         QTest::newRow("daily") << L{"--daily"} << TaskSchedule::daily({{7, 0}});
         QTest::newRow("daily sorted") << L{"--daily", "--at", "18:30,7:00,07:05"}
                                       << TaskSchedule::daily({{7, 0}, {7, 5}, {18, 30}});
@@ -113,7 +119,7 @@ private Q_SLOTS:
         QTest::newRow("at with every") << base + L{"--every", "5", "--at", "7:00"}
                                        << QByteArray("--at applies only to");
         QTest::newRow("at with at-load") << base + L{"--at-load", "--at", "7:00"} << QByteArray("--at applies only to");
-        QTest::newRow("unknown option") << base + L{"--hourly"} << QByteArray("unknown option 'hourly'");
+        QTest::newRow("unknown option") << base + L{"--hourly"} << QByteArray("unknown option '--hourly'");
         QTest::newRow("argument") << base + L{"extra"} << QByteArray("unexpected argument 'extra'");
     }
 
@@ -161,6 +167,17 @@ private Q_SLOTS:
         const ScheduledTask task = tasksIn(world).constFirst();
         QVERIFY(task.wakeBeforeRun);
         QCOMPARE(world.calls(), (QStringList{u"wake pmset repeat wakeorpoweron MF 08:55:00"_s, load(task)}));
+    }
+
+    void systemToolFailsOverSeveralLines_everyLinePrefixed()
+    {
+        StoreWorld world;
+        Sandbox::writeFile(world.osascript.path(), "#!/bin/sh\necho 'first line' >&2\necho 'second line' >&2\nexit 1\n",
+                           0755);
+        const auto result = world.sandbox.runCli(
+            {u"add"_s, u"--name"_s, u"W"_s, u"--command"_s, u"true"_s, u"--daily"_s, u"--wake"_s});
+        QCOMPARE(result.exitCode, 1);
+        QCOMPARE(result.err, QByteArray("moxley: pmset failed: first line\nmoxley: second line\n"));
     }
 
     void add_wakeFails_savedDisabledExit1()

@@ -152,7 +152,7 @@ private Q_SLOTS:
         QCOMPARE(result.exitCode, 2);
         result = sandbox.runCli({u"jobs"_s, u"--yaml"_s});
         QCOMPARE(result.exitCode, 2);
-        QCOMPARE(result.err, QByteArray("moxley: unknown option 'yaml'\nTry 'moxley jobs --help' for more information.\n"));
+        QCOMPARE(result.err, QByteArray("moxley: unknown option '--yaml'\nTry 'moxley jobs --help' for more information.\n"));
     }
 };
 

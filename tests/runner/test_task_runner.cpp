@@ -79,6 +79,46 @@ void endOrphanedChildren()
 #endif
 }
 
+// Puts a pipe in place of this process's standard input for as long as it lives.
+class StandardInputPipe
+{
+public:
+    StandardInputPipe()
+    {
+        int fds[2];
+        m_saved = ::dup(0);
+        if (m_saved < 0 || ::pipe(fds) != 0) {
+            return;
+        }
+        ::dup2(fds[0], 0);
+        ::close(fds[0]);
+        m_writeEnd = fds[1];
+    }
+    ~StandardInputPipe()
+    {
+        if (m_saved >= 0) {
+            ::dup2(m_saved, 0);
+            ::close(m_saved);
+        }
+        if (m_writeEnd >= 0) {
+            ::close(m_writeEnd);
+        }
+    }
+    StandardInputPipe(const StandardInputPipe &) = delete;
+    StandardInputPipe &operator=(const StandardInputPipe &) = delete;
+
+    bool isValid() const { return m_writeEnd >= 0; }
+    void write(const QByteArray &bytes) const
+    {
+        if (::write(m_writeEnd, bytes.constData(), size_t(bytes.size())) != bytes.size()) {
+            qFatal("cannot write to the input pipe");
+        }
+    }
+
+private:
+    int m_saved = -1;
+    int m_writeEnd = -1;
+};
 
 } // namespace
 
@@ -505,6 +545,62 @@ private Q_SLOTS:
         runner.run(u"echo fine"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
         QCOMPARE(runner.output(), u"fine\n"_s);
+    }
+
+    void terminate_commandIgnoringEverySignal_isKilledAfterAWhile_data()
+    {
+        QTest::addColumn<bool>("ownSession");
+        QTest::newRow("own session") << true;
+        QTest::newRow("caller's session") << false;
+    }
+    void terminate_commandIgnoringEverySignal_isKilledAfterAWhile()
+    {
+        QFETCH(bool, ownSession);
+        TaskRunner runner;
+        runner.setOwnSession(ownSession);
+        // Ignored signals stay ignored in the children too, so the sleep ignores them as well.
+        runner.run(u"trap '' TERM HUP INT; echo started; sleep 30; echo late"_s, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForOutput(runner, u"started\n"_s));
+        QElapsedTimer clock;
+        clock.start();
+        runner.terminate();
+        QVERIFY(waitForEnd(runner, 15000));
+        QVERIFY2(clock.elapsed() >= 2500, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(runner.exitCode(), std::optional<int>(128 + SIGKILL));
+        QVERIFY(!runner.output().contains(u"late"_s));
+    }
+
+    void run_ownSession_readsNothingFromTheAppsInput_data()
+    {
+        QTest::addColumn<bool>("loginShell");
+        QTest::newRow("sh") << false;
+        QTest::newRow("zsh") << true;
+    }
+    void run_ownSession_readsNothingFromTheAppsInput()
+    {
+        QFETCH(bool, loginShell);
+        // This process's standard input: a pipe that stays open, as a terminal would.
+        StandardInputPipe input;
+        QVERIFY(input.isValid());
+        input.write("from-the-app\n");
+        TaskRunner runner;
+        runner.run(u"cat; echo end"_s, std::nullopt, std::nullopt, loginShell);
+        QVERIFY(waitForEnd(runner, 10000));
+        QCOMPARE(runner.output(), u"end\n"_s);
+        QCOMPARE(runner.exitCode(), std::optional<int>(0));
+    }
+
+    void run_inTheCallersSession_readsItsInput()
+    {
+        // moxley run: the command is the terminal's, input and all.
+        StandardInputPipe input;
+        QVERIFY(input.isValid());
+        input.write("hello\n");
+        TaskRunner runner;
+        runner.setOwnSession(false);
+        runner.run(u"read line; echo \"got:$line\""_s, std::nullopt, std::nullopt, false);
+        QVERIFY(waitForEnd(runner, 10000));
+        QCOMPARE(runner.output(), u"got:hello\n"_s);
     }
 
     void destroyingTheRunnerWhileRunningEndsQuietly()

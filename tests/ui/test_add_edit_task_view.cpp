@@ -190,6 +190,38 @@ private Q_SLOTS:
         QVERIFY(world.store->tasks().isEmpty());
     }
 
+    void addSheet_intervalCaptionShowsWhateverKindCameBefore_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::newRow("run at load") << u"Run at load (login / reboot)"_s;
+        QTest::newRow("daily") << u"Daily"_s;
+        QTest::newRow("weekly") << u"Weekly"_s;
+        QTest::newRow("monthly") << u"Monthly"_s;
+    }
+    void addSheet_intervalCaptionShowsWhateverKindCameBefore()
+    {
+        QFETCH(QString, before);
+        World world;
+        AddSheet sheet(*world.store);
+        choose(sheet.type, before);
+        QCoreApplication::processEvents();
+        choose(sheet.type, u"Every N minutes"_s);
+        QCoreApplication::processEvents();
+        auto *caption = child<QLabel>(sheet.view, u"form-interval-caption"_s);
+        QVERIFY(caption->isVisible());
+        QCOMPARE(caption->text(), u"Starts when the task is enabled, then repeats at this interval."_s);
+        // Laid out with room for its text, below the interval picker, inside the form.
+        QEXPECT_FAIL("run at load", "not fixed yet: after Run at load the sheet's scroll area keeps the form's old "
+                                    "height and the caption gets none",
+                     Abort);
+        QTRY_VERIFY2(caption->height() >= caption->heightForWidth(caption->width()),
+                     qPrintable(u"%1 < %2"_s.arg(caption->height()).arg(caption->heightForWidth(caption->width()))));
+        auto *interval = child<QComboBox>(sheet.view, u"form-interval"_s);
+        const QWidget *box = caption->parentWidget();
+        QVERIFY(caption->mapTo(box, QPoint(0, 0)).y() >= interval->mapTo(box, QPoint(0, interval->height())).y());
+        QVERIFY(box->rect().contains(QRect(caption->mapTo(box, QPoint(0, 0)), caption->size())));
+    }
+
     void add_daily_timesSorted_installed()
     {
         World world;

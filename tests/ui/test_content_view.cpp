@@ -1,155 +1,15 @@
-#include "UiWorld.h"
-
-#include "launchd/LaunchdBrowser.h"
-#include "ui/AddTaskView.h"
-#include "ui/ContentView.h"
-#include "ui/DayTimelineView.h"
-#include "ui/EditTaskView.h"
-#include "ui/EmptyStateView.h"
-#include "ui/FileDialog.h"
-#include "ui/LaunchdJobDetailView.h"
-#include "ui/LaunchdJobRow.h"
-#include "ui/SidebarView.h"
-#include "ui/TaskDetailView.h"
-#include "ui/TaskRowView.h"
-
-#include <QAction>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
-#include <QMenu>
-#include <QPlainTextEdit>
-#include <QPushButton>
-#include <QScrollBar>
-#include <QToolBar>
-#include <QToolButton>
+#include "ContentViewHarness.h"
 
 using namespace Qt::StringLiterals;
+using namespace ContentViewHarness;
 
-namespace {
-
-QStringList sidebarTaskNames(const ContentView &view)
-{
-    QStringList names;
-    QListWidget *list = view.sidebar()->list();
-    for (int i = 0; i < list->count(); ++i) {
-        if (auto *row = qobject_cast<TaskRowView *>(list->itemWidget(list->item(i)))) {
-            names << row->task().name;
-        }
-    }
-    return names;
-}
-
-QStringList sidebarJobLabels(const ContentView &view)
-{
-    QStringList labels;
-    QListWidget *list = view.sidebar()->list();
-    for (int i = 0; i < list->count(); ++i) {
-        if (auto *row = qobject_cast<LaunchdJobRow *>(list->itemWidget(list->item(i)))) {
-            labels << row->job().label;
-        }
-    }
-    return labels;
-}
-
-void clickRow(const ContentView &view, const SidebarSection &section)
-{
-    QListWidget *list = view.sidebar()->list();
-    QListWidgetItem *item = view.sidebar()->item(section);
-    QVERIFY2(item, "row not listed");
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
-}
-
-// The rows of the list that have been given their widget so far.
-QList<TaskRowView *> taskRowsMade(const ContentView &view)
-{
-    QList<TaskRowView *> rows;
-    QListWidget *list = view.sidebar()->list();
-    for (int i = 0; i < list->count(); ++i) {
-        if (auto *row = qobject_cast<TaskRowView *>(list->itemWidget(list->item(i)))) {
-            rows << row;
-        }
-    }
-    return rows;
-}
-
-QStringList jobKeys(const QList<LaunchdJob> &jobs)
-{
-    QStringList keys;
-    for (const LaunchdJob &job : jobs) {
-        keys << job.id % u'|' % job.label % u'|' % LaunchdJob::sourceTitle(job.source) % u'|' % job.scheduleSummary();
-    }
-    return keys;
-}
-
-QStringList menuTexts(QMenu *menu)
-{
-    QStringList texts;
-    for (QAction *action : menu->actions()) {
-        texts << action->text();
-    }
-    return texts;
-}
-
-void triggerMenu(ContentView &view, const ScheduledTask &task, const QString &text)
-{
-    std::unique_ptr<QMenu> menu(view.createContextMenu(task, &view));
-    for (QAction *action : menu->actions()) {
-        if (action->text() == text) {
-            action->trigger();
-            return;
-        }
-    }
-    QFAIL(qPrintable(u"no menu item " % text));
-}
-
-QToolButton *toolButton(const ContentView &view, const QString &name)
-{
-    return view.toolBar()->findChild<QToolButton *>(name);
-}
-
-bool toolVisible(const ContentView &view, const QString &name)
-{
-    QCoreApplication::processEvents(); // the tool bar lays itself out on a posted request
-    return toolButton(view, name)->isVisibleTo(view.toolBar());
-}
-
-QString emptyStateTitle(const ContentView &view)
-{
-    auto *empty = qobject_cast<EmptyStateView *>(view.detailWidget());
-    return empty ? empty->title() : QStringLiteral("<no empty state>");
-}
-
-} // namespace
-
-class ContentViewTest : public QObject
+class ContentViewTest : public QObject, private Fixture
 {
     Q_OBJECT
 
-    std::unique_ptr<UiWorld> world;
-    std::unique_ptr<TaskStore> store;
-    std::unique_ptr<ContentView> view;
-
-    void open(const QList<ScheduledTask> &tasks = {})
-    {
-        world->writeTasks(tasks);
-        store = world->openStore();
-        view = std::make_unique<ContentView>(*store);
-        view->resize(900, 600);
-        view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-        flushDeletes();
-    }
-
 private Q_SLOTS:
-    void init() { world = std::make_unique<UiWorld>(); }
-    void cleanup()
-    {
-        view.reset();
-        store.reset();
-        flushDeletes();
-        world.reset();
-    }
+    void init() { setUp(); }
+    void cleanup() { tearDown(); }
 
     void identifiers_areObjectAndAccessibleNames()
     {
@@ -419,260 +279,73 @@ private Q_SLOTS:
                  std::optional(true));
     }
 
-    void selectMode_selectAllFollowsTheFilter()
+
+    void systemJobsHeaderClicked_foldsWithoutTouchingTheSelection()
     {
-        open({UiWorld::task(u"Build app"_s, u"make"_s), UiWorld::task(u"Build docs"_s, u"make docs"_s),
-              UiWorld::task(u"Backup"_s, u"tar"_s)});
-        clickRow(*view, SidebarSection::task(store->tasks().at(0).id));
-        QPushButton *select = view->sidebar()->selectButton();
-        QCOMPARE(select->text(), u"Select"_s);
-        QVERIFY(toolVisible(*view, u"toolbar-add-task"_s));
-        QVERIFY(!toolVisible(*view, u"toolbar-export"_s));
-
-        QTest::mouseClick(select, Qt::LeftButton);
-        QVERIFY(view->isSelectMode());
-        QVERIFY(!view->selection()); // entering select mode clears the selection
-        QVERIFY(view->selectedTaskIDs().isEmpty());
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_s);
-        QVERIFY(!toolVisible(*view, u"toolbar-add-task"_s));
-        QVERIFY(toolVisible(*view, u"toolbar-export"_s));
-        QVERIFY(toolVisible(*view, u"toolbar-delete"_s));
-        QVERIFY(toolVisible(*view, u"toolbar-done"_s));
-        QCOMPARE(toolButton(*view, u"toolbar-export"_s)->text(), u"Export"_s);
-        QCOMPARE(toolButton(*view, u"toolbar-delete"_s)->text(), u"Delete"_s);
-        QCOMPARE(toolButton(*view, u"toolbar-done"_s)->text(), u"Done"_s);
-        QVERIFY(!toolButton(*view, u"toolbar-export"_s)->isEnabled());
-        QVERIFY(!toolButton(*view, u"toolbar-delete"_s)->isEnabled());
-
-        QTest::keyClicks(view->sidebar()->filterField(), u"build"_s);
-        QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
-        const QSet<QUuid> builds{store->tasks().at(0).id, store->tasks().at(1).id};
-        QCOMPARE(view->selectedTaskIDs(), builds);
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Deselect All"_s);
-        QVERIFY(toolButton(*view, u"toolbar-export"_s)->isEnabled());
-        QVERIFY(toolButton(*view, u"toolbar-delete"_s)->isEnabled());
-
-        view->sidebar()->filterField()->clear();
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_s);
-        QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
-        QCOMPARE(view->selectedTaskIDs().size(), 3);
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Deselect All"_s);
-        QTest::mouseClick(view->sidebar()->selectButton(), Qt::LeftButton);
-        QVERIFY(view->selectedTaskIDs().isEmpty());
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select All"_s);
-
-        QTest::mouseClick(toolButton(*view, u"toolbar-done"_s), Qt::LeftButton);
-        QVERIFY(!view->isSelectMode());
-        QCOMPARE(view->sidebar()->selectButton()->text(), u"Select"_s);
-        QVERIFY(toolVisible(*view, u"toolbar-add-task"_s));
+        world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.agent"_s);
+        open({UiWorld::task(u"a"_s, u"true"_s)});
+        QTRY_COMPARE(view->systemJobs().size(), 1);
+        const SidebarSection task = SidebarSection::task(store->tasks().at(0).id);
+        clickRow(*view, task);
+        QCOMPARE(view->selection(), std::optional(task));
+        QListWidget *list = view->sidebar()->list();
+        const auto clickHeader = [&] {
+            // On the header's text, away from its disclosure button.
+            QListWidgetItem *header = nullptr;
+            for (int i = 0; i < list->count() && !header; ++i) {
+                if (auto *widget = list->itemWidget(list->item(i));
+                    widget && widget->isAncestorOf(view->sidebar()->systemJobsDisclosure())) {
+                    header = list->item(i);
+                }
+            }
+            QVERIFY(header);
+            const QRect rect = list->visualItemRect(header);
+            QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(rect.left() + rect.width() / 2, rect.center().y()));
+        };
+        clickHeader();
+        QVERIFY(view->showSystemJobs());
+        QCOMPARE(view->selection(), std::optional(task));
+        QVERIFY(qobject_cast<TaskDetailView *>(view->detailWidget()));
+        clickHeader();
+        QVERIFY(!view->showSystemJobs());
+        QCOMPARE(view->selection(), std::optional(task));
+        QVERIFY(qobject_cast<TaskDetailView *>(view->detailWidget()));
     }
 
-    void selectMode_clickingARowTogglesItsTick()
+    void rightClickOnARow_selectsNothing()
     {
         open({UiWorld::task(u"a"_s, u"true"_s), UiWorld::task(u"b"_s, u"true"_s)});
-        const QUuid a = store->tasks().at(0).id;
-        view->enterSelectMode();
-        auto tickOf = [this](const QUuid &id) {
-            return static_cast<TaskRowView *>(view->sidebar()->rowWidget(SidebarSection::task(id)))->tick();
-        };
-        QCOMPARE(tickOf(a), std::optional(false));
-        clickRow(*view, SidebarSection::task(a));
-        QCOMPARE(view->selectedTaskIDs(), QSet<QUuid>{a});
-        QCOMPARE(tickOf(a), std::optional(true));
-        QVERIFY(!view->selection()); // ticking selects nothing
-        clickRow(*view, SidebarSection::task(a));
-        QVERIFY(view->selectedTaskIDs().isEmpty());
-        QCOMPARE(tickOf(a), std::optional(false));
-        view->leaveSelectMode();
-        QCOMPARE(tickOf(a), std::nullopt);
+        const SidebarSection a = SidebarSection::task(store->tasks().at(0).id);
+        const SidebarSection b = SidebarSection::task(store->tasks().at(1).id);
+        clickRow(*view, a);
+        QListWidget *list = view->sidebar()->list();
+        QTest::mouseClick(list->viewport(), Qt::RightButton, {}, list->visualItemRect(view->sidebar()->item(b)).center());
+        QCOMPARE(view->selection(), std::optional(a));
+        QVERIFY(view->sidebar()->item(a)->isSelected());
+        QVERIFY(!view->sidebar()->item(b)->isSelected());
     }
 
-    void contextMenu_itemsInOrder_andEnableDisable()
+    void narrowestWindow_stillShowsTheSwitchAndEveryButtonOfTheDetail()
     {
-        const ScheduledTask on = UiWorld::task(u"on"_s, u"true"_s, TaskSchedule::daily({{9, 0}}), true);
-        const ScheduledTask off = UiWorld::task(u"off"_s, u"true"_s);
-        open({on, off});
-        std::unique_ptr<QMenu> onMenu(view->createContextMenu(on, view.get()));
-        QCOMPARE(menuTexts(onMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Disable"_s, u"Delete"_s}));
-        std::unique_ptr<QMenu> offMenu(view->createContextMenu(off, view.get()));
-        QCOMPARE(menuTexts(offMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Enable"_s, u"Delete"_s}));
-
-        triggerMenu(*view, off, u"Enable"_s);
-        QVERIFY(store->task(off.id)->isEnabled);
-        triggerMenu(*view, on, u"Disable"_s);
-        QVERIFY(!store->task(on.id)->isEnabled);
-
-        triggerMenu(*view, off, u"Edit..."_s);
-        auto *sheet = view->findChild<EditTaskView *>();
-        QVERIFY(sheet);
-        QCOMPARE(sheet->originalTask().id, off.id);
-    }
-
-    void duplicate_selectsTheCopy()
-    {
-        const ScheduledTask a = UiWorld::task(u"Alpha"_s, u"true"_s);
-        open({a});
-        triggerMenu(*view, a, u"Duplicate"_s);
-        QCOMPARE(store->tasks().size(), 2);
-        const ScheduledTask copy = store->tasks().at(1);
-        QCOMPARE(copy.name, u"Alpha (copy)"_s);
-        QCOMPARE(view->selection(), std::optional(SidebarSection::task(copy.id)));
-        QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().id, copy.id);
-
-        // The detail's own "Duplicate" does the same.
-        QTest::mouseClick(visibleChild<QPushButton>(view->detailWidget(), u"detail-duplicate"_s), Qt::LeftButton);
-        QCOMPARE(store->tasks().size(), 3);
-        QCOMPARE(view->selection(), std::optional(SidebarSection::task(store->tasks().at(2).id)));
-    }
-
-    void singleDelete_confirmationTexts_cancelKeeps_deleteRemoves()
-    {
-        const ScheduledTask quoted = UiWorld::task(u"Say \"hi\""_s, u"echo hi"_s, TaskSchedule::daily({{9, 0}}), true);
-        const ScheduledTask other = UiWorld::task(u"Other"_s, u"true"_s);
-        open({quoted, other});
-        view->setSelection(SidebarSection::task(quoted.id));
-
-        MessageBox::setNextAnswer(u"Cancel"_s);
-        triggerMenu(*view, quoted, u"Delete"_s);
-        QCOMPARE(MessageBox::history().size(), 1);
-        const MessageBox::Shown shown = MessageBox::history().last();
-        QCOMPARE(shown.title, u"Delete Task"_s);
-        QCOMPARE(shown.text, u"Are you sure you want to delete \"Say \"hi\"\"? This will also remove the launchd job."_s);
-        QCOMPARE(shown.buttons, (QStringList{u"Cancel"_s, u"Delete"_s}));
-        QCOMPARE(store->tasks().size(), 2);
-        QCOMPARE(view->selection(), std::optional(SidebarSection::task(quoted.id)));
-
-        world->launchctl.clearCalls();
-        MessageBox::setNextAnswer(u"Delete"_s);
-        QTest::mouseClick(visibleChild<QPushButton>(view->detailWidget(), u"detail-delete"_s), Qt::LeftButton);
-        QCOMPARE(store->tasks().size(), 1);
-        QVERIFY(!store->task(quoted.id));
-        QVERIFY(!view->selection());
-        QCOMPARE(emptyStateTitle(*view), u"No Selection"_s);
-        QVERIFY(!world->launchctl.calls().isEmpty());
-        QCOMPARE(world->launchctl.calls().first().value(0), u"unload"_s);
-    }
-
-    void deletingAnotherTask_keepsTheSelection()
-    {
-        const ScheduledTask a = UiWorld::task(u"a"_s, u"true"_s);
-        const ScheduledTask b = UiWorld::task(u"b"_s, u"true"_s);
-        open({a, b});
-        view->setSelection(SidebarSection::task(a.id));
-        MessageBox::setNextAnswer(u"Delete"_s);
-        triggerMenu(*view, b, u"Delete"_s);
-        QCOMPARE(store->tasks().size(), 1);
-        QCOMPARE(view->selection(), std::optional(SidebarSection::task(a.id)));
-        QCOMPARE(qobject_cast<TaskDetailView *>(view->detailWidget())->task().id, a.id);
-    }
-
-    void bulkDelete_ofOneTask_keepsThePlural()
-    {
-        const ScheduledTask a = UiWorld::task(u"a"_s, u"true"_s);
-        const ScheduledTask b = UiWorld::task(u"b"_s, u"true"_s);
-        open({a, b});
-        view->enterSelectMode();
-        view->setSelection(SidebarSection::timeline());
-        view->toggleTick(b.id);
-
-        MessageBox::setNextAnswer(u"Cancel"_s);
-        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_s), Qt::LeftButton);
-        QCOMPARE(MessageBox::history().last().title, u"Delete 1 Tasks"_s);
-        QCOMPARE(MessageBox::history().last().text,
-                 u"Are you sure you want to delete 1 tasks? This will also remove their launchd jobs."_s);
-        QCOMPARE(MessageBox::history().last().buttons, (QStringList{u"Cancel"_s, u"Delete"_s}));
-        QCOMPARE(store->tasks().size(), 2);
-        QVERIFY(view->isSelectMode());
-
-        MessageBox::setNextAnswer(u"Delete"_s);
-        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_s), Qt::LeftButton);
-        QCOMPARE(store->tasks().size(), 1);
-        QCOMPARE(store->tasks().first().id, a.id);
-        QVERIFY(!view->isSelectMode());
-        QVERIFY(view->selectedTaskIDs().isEmpty());
-        QCOMPARE(view->selection(), std::optional(SidebarSection::timeline())); // not a deleted task: kept
-        QVERIFY(toolVisible(*view, u"toolbar-add-task"_s));
-    }
-
-    void bulkDelete_ofSeveral_countsThem()
-    {
-        open({UiWorld::task(u"a"_s, u"true"_s), UiWorld::task(u"b"_s, u"true"_s), UiWorld::task(u"c"_s, u"true"_s)});
-        view->enterSelectMode();
-        view->selectAllOrNone();
-        MessageBox::setNextAnswer(u"Delete"_s);
-        QTest::mouseClick(toolButton(*view, u"toolbar-delete"_s), Qt::LeftButton);
-        QCOMPARE(MessageBox::history().last().title, u"Delete 3 Tasks"_s);
-        QCOMPARE(MessageBox::history().last().text,
-                 u"Are you sure you want to delete 3 tasks? This will also remove their launchd jobs."_s);
-        QVERIFY(store->tasks().isEmpty());
-        QCOMPARE(emptyStateTitle(*view), u"No Tasks"_s);
-        QCOMPARE(view->sidebar()->addButton()->text(), u"Add your first task"_s);
-    }
-
-    void exportOfTickedTasks_writesThemInStoreOrder_andStaysInSelectMode()
-    {
-        const ScheduledTask a = UiWorld::task(u"a"_s, u"true"_s);
-        const ScheduledTask b = UiWorld::task(u"b"_s, u"true"_s);
-        const ScheduledTask c = UiWorld::task(u"c"_s, u"true"_s);
-        open({a, b, c});
-        view->enterSelectMode();
-        view->toggleTick(c.id);
-        view->toggleTick(a.id);
-        const QString path = world->sandbox.root() % u"/out/chosen.json";
-        QDir().mkpath(world->sandbox.root() % u"/out");
-        FileDialog::setNextFileName(path);
-        QTest::mouseClick(toolButton(*view, u"toolbar-export"_s), Qt::LeftButton);
-        QCOMPARE(FileDialog::lastProposedName(), u"Moxley-tasks.json"_s);
-        QCOMPARE(Sandbox::readFile(path), TaskMigration::encode({store->tasks().at(0), store->tasks().at(2)}));
-        QVERIFY(view->isSelectMode());
-        QCOMPARE(view->selectedTaskIDs(), (QSet<QUuid>{a.id, c.id}));
-
-        // Cancelling the panel writes nothing.
-        QFile::remove(path);
-        FileDialog::setNextFileName(QString());
-        QTest::mouseClick(toolButton(*view, u"toolbar-export"_s), Qt::LeftButton);
-        QVERIFY(!QFile::exists(path));
-    }
-
-    void errorAlert_okClearsTheStoresError()
-    {
-        const ScheduledTask off = UiWorld::task(u"off"_s, u"true"_s);
-        open({off});
-        world->launchctl.setExitStatus(1, u"load"_s);
-        MessageBox::setNextAnswer(u"OK"_s);
-        triggerMenu(*view, off, u"Enable"_s);
-        QCOMPARE(store->lastError(), std::optional(u"launchctl load failed (exit code 1)"_s));
-        QTRY_VERIFY(!store->lastError());
-        QCOMPARE(MessageBox::history().size(), 1);
-        QCOMPARE(MessageBox::history().last().title, u"Error"_s);
-        QCOMPARE(MessageBox::history().last().text, u"launchctl load failed (exit code 1)"_s);
-        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_s});
-    }
-
-    void noticeAlert_okClearsTheStoresWarning()
-    {
-        const ScheduledTask a = UiWorld::task(u"a"_s, u"true"_s);
-        open({a});
-        MessageBox::setNextAnswer(u"OK"_s);
-        store->importTasks(TaskMigration::encode({a}));
-        QCOMPARE(store->lastWarning(), std::optional(u"Skipped 1 task with ID already present."_s));
-        QTRY_VERIFY(!store->lastWarning());
-        QCOMPARE(MessageBox::history().last().title, u"Notice"_s);
-        QCOMPARE(MessageBox::history().last().text, u"Skipped 1 task with ID already present."_s);
-        QCOMPARE(MessageBox::history().last().buttons, QStringList{u"OK"_s});
-    }
-
-    void errorFromStartUp_isShownOnceTheViewAppears()
-    {
-        world->sandbox.writeTasksFile("{ not json");
-        store = world->openStore();
-        QVERIFY(store->lastError());
-        view = std::make_unique<ContentView>(*store);
-        MessageBox::setNextAnswer(u"OK"_s);
-        view->show();
-        QTRY_VERIFY(!store->lastError());
-        QCOMPARE(MessageBox::history().last().title, u"Error"_s);
-        QVERIFY(MessageBox::history().last().text.startsWith(u"Failed to load tasks: "_s));
+        open({UiWorld::task(u"A task with a rather long name"_s, u"true"_s)});
+        clickRow(*view, SidebarSection::task(store->tasks().at(0).id));
+        auto *detail = qobject_cast<TaskDetailView *>(view->detailWidget());
+        QVERIFY(detail);
+        view->resize(1, 600);
+        QCoreApplication::processEvents();
+        QVERIFY(view->width() > 1);
+        QWidget *viewport = detail->viewport();
+        for (const QString &name : {u"detail-enabled-toggle"_s, u"detail-test-run"_s, u"detail-edit"_s,
+                                    u"detail-duplicate"_s, u"detail-delete"_s}) {
+            auto *widget = detail->findChild<QWidget *>(name);
+            QVERIFY2(widget && widget->isVisible(), qPrintable(name));
+            const QRect inViewport(widget->mapTo(viewport, QPoint(0, 0)), widget->size());
+            QVERIFY2(viewport->rect().contains(inViewport),
+                     qPrintable(u"%1 at %2,%3 %4x%5 in a viewport %6 wide"_s.arg(name)
+                                    .arg(inViewport.x()).arg(inViewport.y()).arg(inViewport.width())
+                                    .arg(inViewport.height()).arg(viewport->width())));
+            QVERIFY2(widget->width() >= widget->minimumSizeHint().width(), qPrintable(name));
+        }
     }
 };
 

@@ -339,6 +339,38 @@ private Q_SLOTS:
             }
         }
     }
+
+    void ruler_thinsItsLabelsWhenNarrow_andStaysInSight()
+    {
+        open({UiWorld::task(u"a"_s, u"true"_s)});
+        QWidget *ruler = visibleChild<QWidget>(view.get(), u"timeline-ruler"_s);
+        QVERIFY(ruler);
+        QFont font = ruler->font();
+        font.setPointSizeF(9);
+        font.setBold(true);
+        const double widest = QFontMetricsF(font).horizontalAdvance(u"23"_s);
+        int previousCount = 25;
+        for (int width : {2000, 660, 480, 320}) {
+            view->resize(width, 700);
+            QCoreApplication::processEvents();
+            const QStringList labels = ruler->accessibleDescription().split(u' ', Qt::SkipEmptyParts);
+            QVERIFY2(!labels.isEmpty(), qPrintable(QString::number(width)));
+            QVERIFY(labels.size() <= previousCount);
+            previousCount = int(labels.size());
+            const double cell = (ruler->width() - 138) / 24.0;
+            for (qsizetype i = 1; i < labels.size(); ++i) {
+                const int apart = labels.at(i).toInt() - labels.at(i - 1).toInt();
+                QVERIFY2(apart * cell >= widest + 2,
+                         qPrintable(u"at %1 px: %2 and %3 touch"_s.arg(width).arg(labels.at(i - 1), labels.at(i))));
+            }
+            // The whole ruler is in sight, none of it under the scroll bar.
+            const QWidget *viewport = ruler->parentWidget()->parentWidget();
+            QVERIFY(ruler->mapTo(viewport, QPoint(ruler->width(), 0)).x() <= viewport->width());
+        }
+        view->resize(2000, 700);
+        QCoreApplication::processEvents();
+        QCOMPARE(ruler->accessibleDescription().split(u' ').size(), 24);
+    }
 };
 
 QTEST_MAIN(DayTimelineViewTest)

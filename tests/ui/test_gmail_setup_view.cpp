@@ -262,6 +262,30 @@ private Q_SLOTS:
         QVERIFY(!setup.everythingOnDisk().contains("pw\n"));
     }
 
+    void keychainError_withHelpOpen_squeezesNothing()
+    {
+        Setup setup;
+        setup.keychain->failure = u"The user name or passphrase you entered is not correct. "
+                                  u"Check the keychain and try again; the item could not be written."_s;
+        click(child<QPushButton>(*setup.view, u"gmail-how-to"_s));
+        QTest::keyClicks(setup.address(), u"me@gmail.com"_s);
+        QTest::keyClicks(setup.password(), u"pw"_s);
+        QTest::keyClicks(setup.to(), u"you@x.org"_s);
+        click(setup.use());
+        auto *error = child<QLabel>(*setup.view, u"gmail-error"_s);
+        QVERIFY(error->isVisible());
+        QCoreApplication::processEvents();
+        // Every button and text keeps the height it asks for: nothing is clipped.
+        for (QPushButton *button : setup.view->findChildren<QPushButton *>()) {
+            if (button->isVisible()) {
+                QVERIFY2(button->height() >= button->minimumSizeHint().height(),
+                         qPrintable(u"%1: %2 < %3"_s.arg(button->text()).arg(button->height()).arg(button->minimumSizeHint().height())));
+            }
+        }
+        QVERIFY2(error->height() >= error->heightForWidth(error->width()),
+                 qPrintable(u"%1 < %2"_s.arg(error->height()).arg(error->heightForWidth(error->width()))));
+    }
+
     void cancel_closesWithoutEffect()
     {
         Setup setup;

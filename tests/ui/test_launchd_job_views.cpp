@@ -1,7 +1,9 @@
 #include "launchd/LaunchdJob.h"
+#include "ui/ElidedLabel.h"
 #include "ui/LaunchdJobDetailView.h"
 #include "ui/LaunchdJobRow.h"
 #include "ui/PathRow.h"
+#include "ui/ViewStyle.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -117,6 +119,39 @@ private Q_SLOTS:
         j.raw.insert(u"Odd"_s, QPoint(1, 2));
         LaunchdJobDetailView view(j);
         QCOMPARE(labelText(view, u"job-detail-raw"_s), u"(unable to display)"_s);
+    }
+
+    void row_longLabel_endsInEllipsis()
+    {
+        const QString label = u"com.example.a-very-long-label-that-cannot-fit-into-the-sidebar.agent"_s;
+        LaunchdJobRow row(job("<key>Label</key><string>" + label.toUtf8() + "</string>"));
+        row.resize(200, row.sizeHint().height());
+        row.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&row));
+        auto *shown = row.findChild<ElidedLabel *>(u"job-row-label"_s);
+        QVERIFY(shown);
+        QCOMPARE(shown->text(), label);
+        QVERIFY2(shown->shownText().endsWith(u"…"_s), qPrintable(shown->shownText()));
+        QVERIFY(label.startsWith(shown->shownText().chopped(1)));
+        QCOMPARE(row.toolTip(), label);
+        // A label that fits is shown whole.
+        row.resize(1200, row.height());
+        QTRY_COMPARE(shown->shownText(), label);
+    }
+
+    void detail_rawPlist_indentsWithFourColumnTabs()
+    {
+        LaunchdJobDetailView view(job("<key>Label</key><string>com.example.nested</string>"
+                                      "<key>StartCalendarInterval</key><dict><key>Hour</key><integer>6</integer></dict>"));
+        const QString raw = labelText(view, u"job-detail-raw"_s);
+        QVERIFY2(!raw.contains(u'\t'), qPrintable(raw));
+        QVERIFY2(raw.contains(u"\n    <key>StartCalendarInterval</key>\n    <dict>\n        <key>Hour</key>"_s), qPrintable(raw));
+    }
+
+    void expandTabs_stopsEveryFourColumns()
+    {
+        QCOMPARE(ViewStyle::expandTabs(u"\ta\n\t\tb\nab\tc\nabcd\te"_s), u"    a\n        b\nab  c\nabcd    e"_s);
+        QCOMPARE(ViewStyle::expandTabs(u"none"_s), u"none"_s);
     }
 
     void pathRow_showsLabelAndPath()

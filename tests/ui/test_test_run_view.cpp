@@ -1,6 +1,6 @@
 #include "Sandbox.h"
 #include "runner/TaskRunner.h"
-#include "ui/FormStyle.h"
+#include "ui/ViewStyle.h"
 #include "ui/TestRunView.h"
 
 #include <QElapsedTimer>
@@ -133,8 +133,8 @@ private Q_SLOTS:
         QCOMPARE(sheet.exitLabel->text(), QString::asprintf("Exit: %d", *sheet.view.runner().exitCode()));
         QVERIFY(*sheet.view.runner().exitCode() != 0);
         QCOMPARE(sheet.exitIcon->accessibleName(), u"xmark.circle.fill"_s);
-        QVERIFY(countPixels(sheet.exitIcon, FormStyle::kRed) > 10);
-        QCOMPARE(countPixels(sheet.exitIcon, FormStyle::kGreen), 0);
+        QVERIFY(countPixels(sheet.exitIcon, ViewStyle::red()) > 10);
+        QCOMPARE(countPixels(sheet.exitIcon, ViewStyle::green()), 0);
     }
 
     void stop_endsSleep()
@@ -158,8 +158,8 @@ private Q_SLOTS:
         QCOMPARE(sheet.output->toPlainText(), QString());
         QCOMPARE(sheet.exitLabel->text(), u"Exit: 0"_s);
         QCOMPARE(sheet.exitIcon->accessibleName(), u"checkmark.circle.fill"_s);
-        QVERIFY(countPixels(sheet.exitIcon, FormStyle::kGreen) > 10);
-        QCOMPARE(countPixels(sheet.exitIcon, FormStyle::kRed), 0);
+        QVERIFY(countPixels(sheet.exitIcon, ViewStyle::green()) > 10);
+        QCOMPARE(countPixels(sheet.exitIcon, ViewStyle::red()), 0);
     }
 
     void failingCommand_showsItsStatus()

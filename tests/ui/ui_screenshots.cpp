@@ -1,5 +1,6 @@
 // Renders the main window's views with sample data into PNG files, for a person to look at:
-//   xvfb-run -a ui_screenshots OUTPUT_FOLDER
+//   xvfb-run -a ui_screenshots OUTPUT_FOLDER [WIDTHxHEIGHT | min]
+// at the main window's default size (900x600), another size, or the narrowest the views allow.
 // Not a test: it checks nothing by itself.
 #include "UiWorld.h"
 
@@ -101,7 +102,12 @@ int main(int argc, char *argv[])
 
     ContentView view(*store);
     view.setWindowTitle(u"Moxley"_s);
-    view.resize(1040, 720);
+    const QString size = argc > 2 ? QString::fromLocal8Bit(argv[2]) : u"900x600"_s;
+    if (size == u"min") {
+        view.resize(1, 600);
+    } else {
+        view.resize(size.section(u'x', 0, 0).toInt(), size.section(u'x', 1, 1).toInt());
+    }
     view.show();
     settle();
 

@@ -1,0 +1,14 @@
+#pragma once
+
+class QDialog;
+class QPushButton;
+class TaskFormView;
+
+// What the add and edit sheets share: the form in a scroll area, a line, and a bar with Cancel
+// (which closes the sheet, also on Escape) and the confirming button (the default, on Return).
+namespace TaskSheet {
+
+// Lays `sheet` out; `leading` (the add sheet's Test Run) goes at the bar's start when given.
+void build(QDialog *sheet, TaskFormView *form, QPushButton *confirm, QPushButton *leading = nullptr);
+
+} // namespace TaskSheet
