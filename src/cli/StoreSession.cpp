@@ -15,6 +15,7 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     options.changeNotice = nullptr; // the tool posts, it does not listen
     options.cleanUpAfterFailedLoad = false;
     options.keepOutsideChanges = true;
+    options.scheduler = context.scheduler();
     // Blocks until no other tool holds it. Where the folder cannot be locked the session goes on
     // alone: the save itself would fail there anyway.
     const QString folder = QFileInfo(options.tasksFile).absolutePath();

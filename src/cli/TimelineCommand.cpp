@@ -4,6 +4,7 @@
 #include "cli/CliJson.h"
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
+#include "cli/LocalMinute.h"
 #include "launchd/LaunchdService.h"
 #include "store/RunHistory.h"
 
@@ -43,32 +44,6 @@ QString minutesText(double minutes)
     return QString::number(minutes, 'g', 6) + u" min";
 }
 
-// "2025-03-01T06:30" in the local zone, or the reason it cannot be taken.
-std::variant<QDateTime, QString> parseLocalMinute(const QString &text, const QTimeZone &zone)
-{
-    const QString malformed = u"--at needs a local time as YYYY-MM-DDTHH:MM, not '" + text + u'\'';
-    static const QString layout = QStringLiteral("dddd-dd-ddTdd:dd");
-    if (text.size() != layout.size()) {
-        return malformed;
-    }
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const bool digit = text.at(i) >= u'0' && text.at(i) <= u'9';
-        if (layout.at(i) == u'd' ? !digit : text.at(i) != layout.at(i)) {
-            return malformed;
-        }
-    }
-    const QDate date(text.mid(0, 4).toInt(), text.mid(5, 2).toInt(), text.mid(8, 2).toInt());
-    const QTime time(text.mid(11, 2).toInt(), text.mid(14, 2).toInt());
-    if (!date.isValid() || !time.isValid()) {
-        return malformed;
-    }
-    const QDateTime at(date, time, zone);
-    if (!at.isValid()) {
-        return u"--at " + text + u" does not exist in the local time zone (the clocks skip it)";
-    }
-    return at;
-}
-
 class TimelineCommand : public Command
 {
 public:
@@ -96,7 +71,7 @@ public:
         QDateTime now = QDateTime::currentDateTimeUtc();
         if (parser.isSet(QStringLiteral("at"))) {
             const QString text = parser.value(QStringLiteral("at"));
-            const auto at = parseLocalMinute(text, zone);
+            const auto at = LocalMinute::parse(text, zone);
             if (const auto *problem = std::get_if<QString>(&at)) {
                 return context.usageError(*problem);
             }
