@@ -8,6 +8,7 @@ debian_packages=(
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-tools-dev qt6-qpa-plugins
   libplist-dev libplist++-dev qtkeychain-qt6-dev libgl-dev
   zsh xvfb xauth dbus fonts-dejavu-core libsecret-tools
+  systemd
 )
 brew_packages=(cmake ninja pkg-config qt libplist qtkeychain)
 # `--fuzz` adds what the libFuzzer targets need.

@@ -2,7 +2,7 @@
 #include "cli/Command.h"
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
-#include "cli/LocalMinute.h"
+#include "cli/LocalTime.h"
 
 #include <QJsonArray>
 
@@ -44,15 +44,12 @@ public:
                 return context.usageError(u"--count needs a whole number of at least 1, not '" % parser.value(kCount) % u'\'');
             }
         }
-        const QTimeZone zone = LocalMinute::zone();
-        QDateTime now = QDateTime::currentDateTime().toTimeZone(zone);
-        if (parser.isSet(kAt)) {
-            const auto at = LocalMinute::parse(parser.value(kAt), zone);
-            if (const QString *problem = std::get_if<QString>(&at)) {
-                return context.usageError(*problem);
-            }
-            now = std::get<QDateTime>(at);
+        const QTimeZone zone = LocalTime::zone();
+        const auto at = LocalTime::now(parser, zone);
+        if (const QString *problem = std::get_if<QString>(&at)) {
+            return context.usageError(*problem);
         }
+        const QDateTime now = std::get<QDateTime>(at);
         QJsonArray texts;
         for (const QDateTime &when : context.scheduler()->nextRuns(task, now, count)) {
             texts.append(when.toTimeZone(zone).toString(u"yyyy-MM-dd HH:mm"));

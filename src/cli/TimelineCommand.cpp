@@ -4,7 +4,7 @@
 #include "cli/CliJson.h"
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
-#include "cli/LocalMinute.h"
+#include "cli/LocalTime.h"
 #include "launchd/LaunchdService.h"
 #include "store/RunHistory.h"
 
@@ -65,18 +65,12 @@ public:
 
     int execute(CommandContext &context, const QCommandLineParser &parser) override
     {
-        // An unknown TZ reads as UTC, as the C library takes it.
-        const QTimeZone system = QTimeZone::systemTimeZone();
-        const QTimeZone zone = system.isValid() ? system : QTimeZone::utc();
-        QDateTime now = QDateTime::currentDateTimeUtc();
-        if (parser.isSet(QStringLiteral("at"))) {
-            const QString text = parser.value(QStringLiteral("at"));
-            const auto at = LocalMinute::parse(text, zone);
-            if (const auto *problem = std::get_if<QString>(&at)) {
-                return context.usageError(*problem);
-            }
-            now = std::get<QDateTime>(at);
+        const QTimeZone zone = LocalTime::zone();
+        const auto at = LocalTime::now(parser, zone);
+        if (const auto *problem = std::get_if<QString>(&at)) {
+            return context.usageError(*problem);
         }
+        const QDateTime now = std::get<QDateTime>(at);
         const auto tasks = context.loadTasks();
         if (!tasks) {
             return 1;

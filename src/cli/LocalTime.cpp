@@ -1,12 +1,17 @@
-#include "cli/LocalMinute.h"
+#include "cli/LocalTime.h"
 
-#include <QDate>
-#include <QTime>
+using namespace Qt::StringLiterals;
 
-std::variant<QDateTime, QString> LocalMinute::parse(const QString &text, const QTimeZone &zone)
+QTimeZone LocalTime::zone()
+{
+    const QTimeZone system = QTimeZone::systemTimeZone();
+    return system.isValid() ? system : QTimeZone::utc();
+}
+
+std::variant<QDateTime, QString> LocalTime::parseMinute(const QString &text, const QTimeZone &zone)
 {
     const QString malformed = u"--at needs a local time as YYYY-MM-DDTHH:MM, not '" + text + u'\'';
-    static const QString layout = QStringLiteral("dddd-dd-ddTdd:dd");
+    static const QString layout = u"dddd-dd-ddTdd:dd"_s;
     if (text.size() != layout.size()) {
         return malformed;
     }
@@ -28,8 +33,10 @@ std::variant<QDateTime, QString> LocalMinute::parse(const QString &text, const Q
     return at;
 }
 
-QTimeZone LocalMinute::zone()
+std::variant<QDateTime, QString> LocalTime::now(const QCommandLineParser &parser, const QTimeZone &zone)
 {
-    const QTimeZone system = QTimeZone::systemTimeZone();
-    return system.isValid() ? system : QTimeZone::utc();
+    if (!parser.isSet(u"at"_s)) {
+        return QDateTime::currentDateTimeUtc();
+    }
+    return parseMinute(parser.value(u"at"_s), zone);
 }
