@@ -133,7 +133,25 @@ std::optional<QString> SystemdScheduler::install(const ScheduledTask &task)
         m_pendingStarts << started;
         return std::nullopt;
     }
-    return activate(units, started);
+    const auto failure = activate(units, started);
+    if (failure && task.wakeBeforeRun && SystemdUnits::hasTimer(task)) {
+        return withoutWake(task);
+    }
+    return failure;
+}
+
+std::optional<QString> SystemdScheduler::withoutWake(const ScheduledTask &task)
+{
+    // A user manager without CAP_WAKE_ALARM (systemd before 254, containers) refuses to start a
+    // timer with WakeSystem=true at all. The task then runs on time without waking the computer,
+    // and the detail shows the wake as not active.
+    ScheduledTask plain = task;
+    plain.wakeBeforeRun = false;
+    if (auto failure = saveFile(timerPath(task), SystemdUnits::timerText(plain))) {
+        return failure;
+    }
+    (void)systemctl({u"reset-failed"_s, SystemdUnits::timerName(task.id)});
+    return activate({SystemdUnits::timerName(task.id)}, {});
 }
 
 std::optional<QString> SystemdScheduler::activate(const QStringList &units, const QStringList &started)

@@ -47,6 +47,7 @@ class SystemdScheduler final : public JobScheduler
     std::optional<QString> writeUnits(const ScheduledTask &task) const;
     // daemon-reload, then enable --now (and start, for run-at-load services) the units given.
     std::optional<QString> activate(const QStringList &units, const QStringList &started);
+    std::optional<QString> withoutWake(const ScheduledTask &task);
     std::optional<QDateTime> managerNextElapse(const ScheduledTask &task) const;
 
     LaunchdService m_files;
