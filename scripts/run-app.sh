@@ -2,16 +2,21 @@
 # Starts the built app. Without a display (a server, a container) it runs under Xvfb so
 # that it still starts; set DISPLAY to see the window.
 #
-# Linux has no launchd. Unless MOXLEY_SYSROOT is already set, the app is pointed at a
-# development sysroot whose launchctl, pmset, osascript and shortcuts only record their calls
-# (in $build/dev-sysroot/calls.log): tasks, scripts and job files are written for real, but
-# nothing is scheduled.
+# Linux: where the session's systemd user instance answers (`systemctl --user`), the app
+# schedules tasks for real as systemd user timers. Only where it does not (a container, a
+# server without a user session), and unless MOXLEY_SYSROOT is already set, the app is pointed
+# at a development sysroot whose launchctl, pmset, osascript and shortcuts only record their
+# calls (in $build/dev-sysroot/calls.log): tasks, scripts and job files are written for real,
+# but nothing is scheduled.
 set -euo pipefail
 build=${1:-build}
 app="$build/bin/moxley-app"
 [ "$(uname -s)" = Darwin ] && app="$build/bin/moxley-app.app/Contents/MacOS/moxley-app"
 
-if [ "$(uname -s)" != Darwin ] && [ -z "${MOXLEY_SYSROOT:-}" ]; then
+if [ "$(uname -s)" != Darwin ] && [ -z "${MOXLEY_SYSROOT:-}" ] && [ -z "${MOXLEY_SCHEDULER:-}" ] &&
+  systemctl --user show-environment >/dev/null 2>&1; then
+  echo "run-app: using your systemd user instance: tasks run for real as systemd user timers (systemctl --user list-timers)"
+elif [ "$(uname -s)" != Darwin ] && [ -z "${MOXLEY_SYSROOT:-}" ]; then
   root="$(cd "$build" && pwd)/dev-sysroot"
   mkdir -p "$root/bin" "$root/usr/bin" "$root/usr/local/bin" "$root/Library/LaunchAgents" "$root/Library/LaunchDaemons"
   log="$root/calls.log"
@@ -25,7 +30,7 @@ if [ "$(uname -s)" != Darwin ] && [ -z "${MOXLEY_SYSROOT:-}" ]; then
     chmod 755 "$root/$tool"
   done
   export MOXLEY_SYSROOT="$root"
-  echo "run-app: Linux has no launchd; using the stand-in tools in $root (calls logged to calls.log)" >&2
+  echo "run-app: no systemd user instance answers here; using the stand-in tools in $root (calls logged to calls.log), nothing is scheduled" >&2
 fi
 
 if [ "$(uname -s)" = Darwin ] || [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then

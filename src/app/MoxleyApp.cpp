@@ -7,16 +7,25 @@
 #include "app/TasksFileWatcher.h"
 #include "ui/ContentView.h"
 #include "ui/MessageBox.h"
+#include "systemd/SchedulerChoice.h"
 #include "ui/UpdaterController.h"
 
 #include <QApplication>
 #include <QDesktopServices>
 #include <QMenuBar>
+#include <QTimer>
 
 MoxleyApp::Options MoxleyApp::defaultOptions(const QStringList &arguments)
 {
     Options options;
     options.store = TaskStore::defaultOptions(arguments);
+    const SchedulerChoice::Choice choice = SchedulerChoice::fromEnvironment();
+    options.schedulerError = choice.error;
+    // launchd is the store's own default, built from whatever wake service the options end up with.
+    if (choice.kind.value_or(SchedulerChoice::platformDefault()) == JobScheduler::Kind::systemd) {
+        options.store.scheduler =
+            SchedulerChoice::make(JobScheduler::Kind::systemd, options.store.launchdService, options.store.pmsetService);
+    }
     options.version = QStringLiteral(MOXLEY_VERSION);
     options.cliToolPath = CliInstaller::bundledToolPath();
     return options;
@@ -64,6 +73,14 @@ MainWindow *MoxleyApp::showMainWindow()
         connect(this, &MoxleyApp::addNewTask, m_window->contentView(), &ContentView::addNewTask);
         m_updater->setDialogParent(m_window);
         m_exportImport->setDialogParent(m_window);
+        if (m_options.schedulerError) {
+            const QString text = *m_options.schedulerError;
+            m_options.schedulerError.reset();
+            QTimer::singleShot(0, m_window, [window = m_window, text] {
+                MessageBox::show(window, MessageBox::Style::critical, QStringLiteral("Error"), text,
+                                 {{QStringLiteral("OK"), MessageBox::Role::accept}});
+            });
+        }
     }
     m_window->show();
     m_window->raise();

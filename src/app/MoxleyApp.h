@@ -8,6 +8,7 @@
 #include <QUrl>
 
 #include <functional>
+#include <optional>
 #include <memory>
 
 class ExportImportCommands;
@@ -32,6 +33,9 @@ class MoxleyApp : public QObject
         std::function<void(const QUrl &)> urlOpener;
         // Quiet time before a changed tasks file is looked at; negative: no file watching.
         int fileWatchDelayMs = 250;
+        // An unknown MOXLEY_SCHEDULER, shown in the Error alert once the window is up (the
+        // platform's default scheduler is used meanwhile).
+        std::optional<QString> schedulerError;
     };
     // The program's settings for these process arguments ("--reset-tasks" among them).
     static Options defaultOptions(const QStringList &arguments);

@@ -2,6 +2,7 @@
 
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
+#include "systemd/SchedulerChoice.h"
 
 #include <QStringDecoder>
 
@@ -74,7 +75,7 @@ const Command *Cli::find(const QString &name) const
 void Cli::printHelp(QTextStream &stream) const
 {
     stream << "Usage: moxley COMMAND [OPTIONS] [ARGS]\n\n"
-           << "Schedules shell commands as launchd jobs; shares its tasks with the Moxley app.\n\n"
+           << "Schedules shell commands as launchd jobs or systemd timers; shares its tasks with the Moxley app.\n\n"
            << "Commands:\n";
     qsizetype width = 0;
     for (const auto &command : m_commands) {
@@ -221,6 +222,10 @@ int Cli::run(const QStringList &arguments, QTextStream &out, QTextStream &err)
     if (command->maxArguments() >= 0 && count > command->maxArguments()) {
         return context.usageError(u"unexpected argument '" % parser.positionalArguments().at(command->maxArguments()) %
                                   u'\'');
+    }
+    if (const auto error = SchedulerChoice::fromEnvironment().error) {
+        err << "moxley: " << *error << Qt::endl;
+        return 2;
     }
     const int status = command->execute(context, parser);
     out.flush();

@@ -4,6 +4,7 @@
 #include "cli/TaskLookup.h"
 #include "model/TaskMigration.h"
 #include "platform/AppPaths.h"
+#include "systemd/SchedulerChoice.h"
 
 #include <QFile>
 
@@ -58,6 +59,15 @@ std::optional<QList<ScheduledTask>> CommandContext::loadTasks()
         return std::nullopt;
     }
     return result.tasks;
+}
+
+std::shared_ptr<JobScheduler> CommandContext::scheduler()
+{
+    if (!m_scheduler) {
+        const SchedulerChoice::Choice choice = SchedulerChoice::fromEnvironment();
+        m_scheduler = SchedulerChoice::make(choice.kind.value_or(JobScheduler::Kind::launchd), LaunchdService(), nullptr);
+    }
+    return m_scheduler;
 }
 
 std::optional<ScheduledTask> CommandContext::findTask(const QList<ScheduledTask> &tasks, const QString &query)

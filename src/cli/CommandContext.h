@@ -1,11 +1,13 @@
 #pragma once
 
+#include "model/JobScheduler.h"
 #include "model/ScheduledTask.h"
 
 #include <QList>
 #include <QString>
 #include <QTextStream>
 
+#include <memory>
 #include <optional>
 
 // What a command reads and writes through: the two output streams (tests swap them for
@@ -31,9 +33,16 @@ public:
     // be read prints "moxley: Failed to load tasks: DESCRIPTION" and gives nothing.
     std::optional<QList<ScheduledTask>> loadTasks();
 
+    // The scheduler chosen at start-up (SchedulerChoice), over the default folders; made on first use.
+    // Cli::run has already refused an unknown MOXLEY_SCHEDULER.
+    std::shared_ptr<JobScheduler> scheduler();
+
     // Finds TASK by full id, unique id prefix of 4 or more characters, or unique name; prints the
     // failure and gives nothing when there is no single match.
     std::optional<ScheduledTask> findTask(const QList<ScheduledTask> &tasks, const QString &query);
     // Both of the above: the one task that `query` names in the tasks file.
     std::optional<ScheduledTask> loadTask(const QString &query);
+
+private:
+    std::shared_ptr<JobScheduler> m_scheduler;
 };

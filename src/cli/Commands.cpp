@@ -13,10 +13,13 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeDelete());
     commands.push_back(makeDuplicate());
     commands.push_back(makeRun());
+    commands.push_back(makeStart());
+    commands.push_back(makeNext());
     commands.push_back(makeHistory());
     commands.push_back(makeLogs());
     commands.push_back(makeScript());
     commands.push_back(makePlist());
+    commands.push_back(makeUnits());
     commands.push_back(makeWakeCommand());
     commands.push_back(makeExport());
     commands.push_back(makeImport());

@@ -30,5 +30,8 @@ std::unique_ptr<Command> makeLogs();
 std::unique_ptr<Command> makeTimeline();
 std::unique_ptr<Command> makeTemplate();
 std::unique_ptr<Command> makeStatus();
+std::unique_ptr<Command> makeStart();
+std::unique_ptr<Command> makeNext();
+std::unique_ptr<Command> makeUnits();
 
 } // namespace Commands

@@ -16,6 +16,7 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     options.changeNotice = nullptr; // the tool posts, it does not listen
     options.cleanUpAfterFailedLoad = false;
     options.keepOutsideChanges = true;
+    options.scheduler = context.scheduler();
     // Nothing is done while another writer holds the file for longer than the wait: the lock is
     // tried once here, before anything is swept or installed, and let go at once.
     QDir().mkpath(QFileInfo(options.tasksFile).absolutePath());

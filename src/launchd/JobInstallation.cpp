@@ -98,7 +98,11 @@ void LaunchdService::removeOrphans(const QSet<QUuid> &keptIds) const
             removeItem(path);
         }
     }
+    removeOrphanScripts(keptIds);
+}
 
+void LaunchdService::removeOrphanScripts(const QSet<QUuid> &keptIds) const
+{
     const auto scripts = entriesOf(m_scriptsDir);
     if (!scripts) {
         return;

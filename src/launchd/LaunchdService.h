@@ -63,8 +63,16 @@ public:
     QString scriptText(const ScheduledTask &task) const;
     QString plistText(const ScheduledTask &task) const;
 
+    // The script for a scheduler whose calendar is exact (systemd): no day guards, and with a
+    // login shell it is `loginShell` (zsh or bash, with its profile; another or none: bash with
+    // ~/.profile) instead of zsh, which a stock Linux lacks.
+    QString exactCalendarScriptText(const ScheduledTask &task, const QString &loginShell) const;
+
     // Writes the script (mode 0700, creating the folders), fails with the system's text.
     std::optional<QString> writeScript(const ScheduledTask &task) const;
+    std::optional<QString> writeScript(const ScheduledTask &task, const QString &text) const;
+    // Removes scripts whose task id is not kept, and all scripts named by a full id.
+    void removeOrphanScripts(const QSet<QUuid> &keptIds) const;
 
     // launchctl with these arguments (no shell); output discarded.
     std::optional<JobControlError> runJobControl(const QStringList &arguments) const;
@@ -76,6 +84,10 @@ public:
     void removeOrphans(const QSet<QUuid> &keptIds) const;
 
 private:
+    static void appendDayGuard(const ScheduledTask &task, QStringList &lines);
+    // From the environment file to the runs line and the exit.
+    void appendBody(const ScheduledTask &task, QStringList &lines) const;
+
     QString m_launchAgentsDir;
     QString m_scriptsDir;
     QString m_logDir;

@@ -57,6 +57,36 @@ QString LaunchdService::scriptText(const ScheduledTask &task) const
 
     // launchd's calendar cannot say "last day" or "n-th weekday": the job fires on every
     // candidate day and the script lets only the right one through.
+    appendDayGuard(task, lines);
+    appendBody(task, lines);
+    return lines.join(u'\n') + u'\n';
+}
+
+QString LaunchdService::exactCalendarScriptText(const ScheduledTask &task, const QString &loginShell) const
+{
+    QStringList lines;
+    const QString name = loginShell.section(u'/', -1);
+    if (!task.useLoginShell) {
+        lines << QStringLiteral("#!/bin/bash") << scriptHeader();
+    } else if (name == u"zsh") {
+        lines << u"#!" % loginShell << scriptHeader();
+        lines << QStringLiteral("source ~/.zprofile 2>/dev/null") << QStringLiteral("source ~/.zshrc 2>/dev/null");
+    } else if (name == u"bash") {
+        // The first of the three that exists, as a bash login shell reads them.
+        lines << u"#!" % loginShell << scriptHeader();
+        lines << QStringLiteral("if [ -f ~/.bash_profile ]; then source ~/.bash_profile 2>/dev/null; "
+                                "elif [ -f ~/.bash_login ]; then source ~/.bash_login 2>/dev/null; "
+                                "else source ~/.profile 2>/dev/null; fi");
+    } else {
+        // The script is bash; a login shell of another language cannot run it.
+        lines << QStringLiteral("#!/bin/bash") << scriptHeader() << QStringLiteral("source ~/.profile 2>/dev/null");
+    }
+    appendBody(task, lines);
+    return lines.join(u'\n') + u'\n';
+}
+
+void LaunchdService::appendDayGuard(const ScheduledTask &task, QStringList &lines)
+{
     if (task.schedule.as<Schedule::MonthlyLastDay>()) {
         lines << QString() << QStringLiteral("# Guard: only run on the last day of the month")
               << QStringLiteral("[ \"$(date -v+1d +%d)\" != \"01\" ] && exit 0");
@@ -68,7 +98,10 @@ QString LaunchdService::scriptText(const ScheduledTask &task) const
               << QStringLiteral("_day=$(date +%d)")
               << u"[ \"$_day\" -lt " % first % u" ] || [ \"$_day\" -gt " % last % u" ] && exit 0";
     }
+}
 
+void LaunchdService::appendBody(const ScheduledTask &task, QStringList &lines) const
+{
     if (isPresent(task.envFilePath)) {
         lines << QStringLiteral("set -a") << u"source " % shellQuote(*task.envFilePath) << QStringLiteral("set +a");
     }
@@ -80,10 +113,14 @@ QString LaunchdService::scriptText(const ScheduledTask &task) const
     lines << QStringLiteral("_mx_exit=$?");
     lines << u"echo \"$_mx_start\t" % kUtcNow % u"\t$_mx_exit\" >> " % shellQuote(runsPath(task));
     lines << QStringLiteral("exit $_mx_exit");
-    return lines.join(u'\n') + u'\n';
 }
 
 std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task) const
+{
+    return writeScript(task, scriptText(task));
+}
+
+std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task, const QString &scriptText) const
 {
     if (auto failure = makeFolder(m_scriptsDir)) {
         return failure;
@@ -91,7 +128,7 @@ std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task) co
     if (auto failure = makeFolder(m_logDir)) {
         return failure;
     }
-    const QByteArray text = scriptText(task).toUtf8();
+    const QByteArray text = scriptText.toUtf8();
     const QString path = scriptPath(task);
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {

@@ -1,6 +1,10 @@
 #include "platform/AppPaths.h"
 
 #include <QDir>
+#include <QFileInfo>
+
+#include <pwd.h>
+#include <unistd.h>
 
 QString AppPaths::homeDir()
 {
@@ -24,3 +28,26 @@ QString AppPaths::tasksFile() { return dataDir() + QStringLiteral("/tasks.json")
 QString AppPaths::scriptsDir() { return dataDir() + QStringLiteral("/Scripts"); }
 QString AppPaths::logDir() { return dataDir() + QStringLiteral("/Logs"); }
 QString AppPaths::userLaunchAgentsDir() { return homeDir() + QStringLiteral("/Library/LaunchAgents"); }
+
+QString AppPaths::systemdUserUnitDir()
+{
+    const QString xdg = qEnvironmentVariable("XDG_CONFIG_HOME");
+    const QString base = xdg.startsWith(u'/') ? QDir::cleanPath(xdg) : homeDir() + QStringLiteral("/.config");
+    return base + QStringLiteral("/systemd/user");
+}
+
+QString AppPaths::loginShell()
+{
+    QStringList candidates;
+    if (const passwd *entry = ::getpwuid(::getuid()); entry && entry->pw_shell) {
+        candidates << QString::fromLocal8Bit(entry->pw_shell);
+    }
+    candidates << qEnvironmentVariable("SHELL");
+    for (const QString &path : std::as_const(candidates)) {
+        const QFileInfo info(path);
+        if (path.startsWith(u'/') && info.isFile() && info.isExecutable()) {
+            return path;
+        }
+    }
+    return {};
+}

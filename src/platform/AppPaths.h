@@ -14,5 +14,8 @@ QString tasksFile();          // dataDir()/tasks.json
 QString scriptsDir();         // dataDir()/Scripts
 QString logDir();             // dataDir()/Logs
 QString userLaunchAgentsDir(); // ~/Library/LaunchAgents
+QString systemdUserUnitDir();  // $XDG_CONFIG_HOME/systemd/user (~/.config/systemd/user by default)
+// The user's login shell (the password database's, else $SHELL) when it is an executable file; empty otherwise.
+QString loginShell();
 
 } // namespace AppPaths

@@ -4,6 +4,12 @@
 
 ChildProcess::Result ChildProcess::run(const QString &program, const QStringList &arguments, const Options &options)
 {
+    return run(program, arguments, options, {});
+}
+
+ChildProcess::Result ChildProcess::run(const QString &program, const QStringList &arguments, const Options &options,
+                                       const QStringList &environment)
+{
     QProcess process;
     if (options.output == Output::discard) {
         process.setStandardOutputFile(QProcess::nullDevice());
@@ -14,6 +20,13 @@ ChildProcess::Result ChildProcess::run(const QString &program, const QStringList
     }
     if (options.workingDirectory) {
         process.setWorkingDirectory(*options.workingDirectory);
+    }
+    if (!environment.isEmpty()) {
+        QProcessEnvironment changed = QProcessEnvironment::systemEnvironment();
+        for (const QString &entry : environment) {
+            changed.insert(entry.section(u'=', 0, 0), entry.section(u'=', 1));
+        }
+        process.setProcessEnvironment(changed);
     }
 
     Result result;

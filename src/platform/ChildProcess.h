@@ -38,5 +38,8 @@ struct Result {
 };
 
 Result run(const QString &program, const QStringList &arguments, const Options &options = {});
+// The same with "NAME=VALUE" entries set on top of the caller's environment.
+Result run(const QString &program, const QStringList &arguments, const Options &options,
+           const QStringList &environment);
 
 } // namespace ChildProcess

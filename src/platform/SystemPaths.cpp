@@ -1,6 +1,7 @@
 #include "platform/SystemPaths.h"
 
 #include <QDir>
+#include <QStandardPaths>
 
 QString SystemPaths::sysroot()
 {
@@ -24,3 +25,12 @@ QString SystemPaths::shortcuts() { return resolve(QStringLiteral("/usr/bin/short
 QString SystemPaths::globalAgentsDir() { return resolve(QStringLiteral("/Library/LaunchAgents")); }
 QString SystemPaths::globalDaemonsDir() { return resolve(QStringLiteral("/Library/LaunchDaemons")); }
 QString SystemPaths::cliLinkDir() { return resolve(QStringLiteral("/usr/local/bin")); }
+
+QString SystemPaths::systemctl()
+{
+    if (!sysroot().isEmpty()) {
+        return resolve(QStringLiteral("/usr/bin/systemctl"));
+    }
+    const QString found = QStandardPaths::findExecutable(QStringLiteral("systemctl"));
+    return found.isEmpty() ? QStringLiteral("systemctl") : found;
+}

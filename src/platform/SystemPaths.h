@@ -17,5 +17,7 @@ QString shortcuts();        // /usr/bin/shortcuts
 QString globalAgentsDir();  // /Library/LaunchAgents
 QString globalDaemonsDir(); // /Library/LaunchDaemons
 QString cliLinkDir();       // /usr/local/bin
+// $MOXLEY_SYSROOT/usr/bin/systemctl under a sysroot; else the one on the PATH ("systemctl" when none).
+QString systemctl();
 
 } // namespace SystemPaths

@@ -1,5 +1,6 @@
 #include "store/TaskStore.h"
 
+#include "launchd/LaunchdScheduler.h"
 #include "launchd/PmsetService.h"
 #include "model/TaskMigration.h"
 #include "platform/AppPaths.h"
@@ -70,6 +71,9 @@ TaskStore::TaskStore(Options options, QObject *parent) : QObject(parent), m_opti
     if (!m_options.pmsetService) {
         m_options.pmsetService = std::make_shared<PmsetService>();
     }
+    if (!m_options.scheduler) {
+        m_options.scheduler = std::make_shared<LaunchdScheduler>(m_options.launchdService, m_options.pmsetService);
+    }
     QDir().mkpath(QFileInfo(m_options.tasksFile).absolutePath());
     if (m_options.resetTasks) {
         QFile::remove(m_options.tasksFile);
@@ -128,15 +132,22 @@ void TaskStore::setLastWarning(const QString &text)
 
 void TaskStore::install(const ScheduledTask &task)
 {
-    if (const auto error = m_options.launchdService.install(task)) {
-        setLastError(error->description());
+    if (const auto error = m_options.scheduler->install(task)) {
+        setLastError(*error);
     }
 }
 
 void TaskStore::uninstall(const ScheduledTask &task)
 {
-    if (const auto error = m_options.launchdService.uninstall(task)) {
-        setLastError(error->description());
+    if (const auto error = m_options.scheduler->uninstall(task)) {
+        setLastError(*error);
+    }
+}
+
+void TaskStore::startNow(const ScheduledTask &task)
+{
+    if (const auto error = m_options.scheduler->startNow(task)) {
+        setLastError(*error);
     }
 }
 
@@ -179,7 +190,7 @@ void TaskStore::load()
         for (const ScheduledTask &task : std::as_const(m_tasks)) {
             kept.insert(task.id);
         }
-        m_options.launchdService.removeOrphans(kept);
+        m_options.scheduler->removeStrays(kept);
     }
     refreshOutdatedScripts();
     Q_EMIT tasksChanged();
@@ -188,6 +199,8 @@ void TaskStore::load()
 void TaskStore::refreshOutdatedScripts()
 {
     const QString header = LaunchdService::scriptHeader();
+    // One reload of the scheduler for the whole refresh, however many tasks it installs.
+    m_options.scheduler->beginBatch();
     for (const ScheduledTask &task : std::as_const(m_tasks)) {
         if (!task.isEnabled) {
             continue;
@@ -197,8 +210,9 @@ void TaskStore::refreshOutdatedScripts()
             continue;
         }
         // Best effort: the next change of the task installs it again anyway.
-        (void)m_options.launchdService.install(task);
+        (void)m_options.scheduler->install(task);
     }
+    m_options.scheduler->endBatch();
 }
 
 bool TaskStore::keepUnreadableFile()
@@ -312,7 +326,7 @@ bool TaskStore::rebaseOnFile(std::optional<QList<ScheduledTask>> &fresh)
 
 void TaskStore::settleJobs(const QList<ScheduledTask> &mine, const QList<ScheduledTask> &fresh)
 {
-    const LaunchdService &jobs = m_options.launchdService;
+    JobScheduler &jobs = *m_options.scheduler;
     QSet<QUuid> done;
     for (const Change &change : std::as_const(m_pending)) {
         if (done.contains(change.id)) {
@@ -398,12 +412,12 @@ bool TaskStore::syncWakeSchedule()
     if (waking.isEmpty()) {
         return true;
     }
-    const PmsetServiceProtocol &pmset = *m_options.pmsetService;
+    JobScheduler &scheduler = *m_options.scheduler;
     // The machine keeps a single repeating wake, so only the first repeating task gets it.
     for (const ScheduledTask &task : std::as_const(waking)) {
         if (isRepeatingWakeKind(task.schedule.kind())) {
-            if (const auto error = pmset.scheduleWake(task)) {
-                setLastError(error->description());
+            if (const auto error = scheduler.scheduleWake(task)) {
+                setLastError(*error);
                 return false;
             }
             break;
@@ -411,8 +425,8 @@ bool TaskStore::syncWakeSchedule()
     }
     for (const ScheduledTask &task : std::as_const(waking)) {
         if (task.schedule.kind() == TaskSchedule::Kind::monthly) {
-            if (const auto error = pmset.scheduleWake(task)) {
-                setLastError(error->description());
+            if (const auto error = scheduler.scheduleWake(task)) {
+                setLastError(*error);
                 return false;
             }
         }
@@ -607,6 +621,7 @@ TaskStore::ImportResult TaskStore::importTasks(const QByteArray &data)
         present.insert(task.id);
     }
     bool anyWake = false;
+    m_options.scheduler->beginBatch();
     for (const ScheduledTask &task : read.tasks) {
         if (present.contains(task.id)) {
             ++result.skipped;
@@ -616,10 +631,11 @@ TaskStore::ImportResult TaskStore::importTasks(const QByteArray &data)
         record(Change::Kind::add, task.id, task);
         ++result.added;
         if (task.isEnabled) {
-            (void)m_options.launchdService.install(task);
+            (void)m_options.scheduler->install(task);
         }
         anyWake = anyWake || task.wakeBeforeRun;
     }
+    m_options.scheduler->endBatch();
     if (result.added > 0) {
         if (anyWake) {
             syncWakeSchedule();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "launchd/LaunchdService.h"
+#include "model/JobScheduler.h"
 #include "model/ScheduledTask.h"
 #include "platform/ChangeNotice.h"
 #include "platform/TasksFileLock.h"
@@ -28,6 +29,9 @@ class TaskStore : public QObject
         LaunchdService launchdService; // the store's own
         LaunchdService launchdServiceForViews;
         std::shared_ptr<PmsetServiceProtocol> pmsetService; // null: the system's PmsetService
+        // null: launchd, through launchdService and pmsetService (see SchedulerChoice for the
+        // front ends' choice)
+        std::shared_ptr<JobScheduler> scheduler;
         std::shared_ptr<ChangeNotice> changeNotice;         // may be null: no notices observed
         bool resetTasks = false;                            // "--reset-tasks"
         // The app sweeps stray jobs and refreshes scripts even after a failed read (its list is then
@@ -62,6 +66,10 @@ class TaskStore : public QObject
     const LaunchdService &launchdService() const { return m_options.launchdService; }
     const LaunchdService &launchdServiceForViews() const { return m_options.launchdServiceForViews; }
     PmsetServiceProtocol &pmsetService() const { return *m_options.pmsetService; }
+    JobScheduler &scheduler() const { return *m_options.scheduler; }
+    // Starts the task's job now through the scheduler (recorded in the history); a failure
+    // becomes lastError.
+    void startNow(const ScheduledTask &task);
 
     void add(const ScheduledTask &task);
     void update(const ScheduledTask &task);

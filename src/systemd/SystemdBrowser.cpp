@@ -1,6 +1,6 @@
 #include "systemd/SystemdBrowser.h"
 
-#include "platform/SystemPaths.h"
+#include "systemd/SchedulerChoice.h"
 #include "systemd/SystemdTimerScanner.h"
 #include "systemd/TimerElapse.h"
 
@@ -15,16 +15,7 @@ SystemdJobs SystemdJobs::scan()
 
 bool browsesSystemdJobs()
 {
-#ifdef Q_OS_MACOS
-    return false;
-#else
-    const QString chosen = qEnvironmentVariable("MOXLEY_SCHEDULER");
-    if (chosen == u"systemd") {
-        return true;
-    }
-    if (chosen == u"launchd") {
-        return false;
-    }
-    return SystemPaths::sysroot().isEmpty();
-#endif
+    // The same choice as the scheduler's; an unknown MOXLEY_SCHEDULER has been reported by then.
+    const SchedulerChoice::Choice choice = SchedulerChoice::fromEnvironment();
+    return choice.kind.value_or(SchedulerChoice::platformDefault()) == JobScheduler::Kind::systemd;
 }

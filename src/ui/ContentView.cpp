@@ -402,6 +402,9 @@ QMenu *ContentView::createContextMenu(const ScheduledTask &task, QWidget *parent
     menu->setObjectName(QStringLiteral("task-context-menu"));
     connect(menu->addAction(QStringLiteral("Edit...")), &QAction::triggered, this, [this, task] { editTask(task); });
     connect(menu->addAction(QStringLiteral("Duplicate")), &QAction::triggered, this, [this, task] { duplicateTask(task); });
+    QAction *runNow = menu->addAction(QStringLiteral("Run Now"));
+    runNow->setEnabled(task.isEnabled);
+    connect(runNow, &QAction::triggered, this, [this, task] { m_store.startNow(task); });
     connect(menu->addAction(task.isEnabled ? QStringLiteral("Disable") : QStringLiteral("Enable")), &QAction::triggered,
             this, [this, task] { toggleEnabled(task); });
     connect(menu->addAction(QStringLiteral("Delete")), &QAction::triggered, this, [this, task] { deleteTask(task); });

@@ -191,6 +191,16 @@ QWidget *TaskDetailView::buildActions(QWidget *page)
     QPushButton *testRun = actionButton(QStringLiteral("play.fill"), QStringLiteral("Test Run"),
                                         QStringLiteral("detail-test-run"), row);
     connect(testRun, &QPushButton::clicked, this, &TaskDetailView::openTestRun);
+    // The real job, through the scheduler: recorded in the history, unlike a test run.
+    QPushButton *runNow = actionButton(QStringLiteral("play.fill"), QStringLiteral("Run Now"),
+                                       QStringLiteral("detail-run-now"), row);
+    runNow->setEnabled(m_task.isEnabled);
+    runNow->setToolTip(m_task.isEnabled ? QStringLiteral("Start the scheduled job now; the run is recorded.")
+                                        : QStringLiteral("Enable the task to run its job."));
+    connect(runNow, &QPushButton::clicked, this, [this] {
+        m_store.startNow(m_task);
+        QTimer::singleShot(1500, this, &TaskDetailView::refresh);
+    });
     QPushButton *edit = actionButton(QStringLiteral("pencil"), QStringLiteral("Edit"), QStringLiteral("detail-edit"), row);
     connect(edit, &QPushButton::clicked, this, &TaskDetailView::editRequested);
     QPushButton *duplicate = actionButton(QStringLiteral("doc.on.doc"), QStringLiteral("Duplicate"),
@@ -198,7 +208,7 @@ QWidget *TaskDetailView::buildActions(QWidget *page)
     connect(duplicate, &QPushButton::clicked, this, &TaskDetailView::duplicateRequested);
     QPushButton *remove = actionButton(QStringLiteral("trash"), QStringLiteral("Delete"), QStringLiteral("detail-delete"), row);
     connect(remove, &QPushButton::clicked, this, &TaskDetailView::deleteRequested);
-    for (QPushButton *button : {testRun, edit, duplicate, remove}) {
+    for (QPushButton *button : {testRun, runNow, edit, duplicate, remove}) {
         layout->addWidget(button);
     }
     layout->addStretch(1);
@@ -261,7 +271,8 @@ QString TaskDetailView::detectShell(const std::optional<QString> &scriptText)
     }
     const QString interpreter = firstLine.mid(2);
     QString name = interpreter.section(u'/', -1);
-    if (scriptText->contains(u"source ~/.zprofile") || scriptText->contains(u"source ~/.zshrc")) {
+    if (scriptText->contains(u"source ~/.zprofile") || scriptText->contains(u"source ~/.zshrc") ||
+        scriptText->contains(u"source ~/.profile") || scriptText->contains(u"source ~/.bash_profile")) {
         name += u" (with shell profile)";
     }
     return name;
@@ -303,14 +314,24 @@ QWidget *TaskDetailView::buildSchedule(QWidget *page)
     QVBoxLayout *body = nullptr;
     QWidget *box = section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), page, &body);
     body->addWidget(plainLabel(m_task.schedule.description(), QStringLiteral("detail-schedule"), box));
+    const QList<QDateTime> next = m_store.scheduler().nextRuns(m_task, QDateTime::currentDateTime(), 1);
+    QLabel *nextRun = plainLabel(next.isEmpty() ? QStringLiteral("Next run: not scheduled")
+                                                : u"Next run: " % QLocale::c().toString(next.first().toLocalTime(),
+                                                                                        u"ddd d MMM yyyy, H:mm"),
+                                 QStringLiteral("detail-next-run"), box);
+    nextRun->setFont(ViewStyle::captionFont());
+    ViewStyle::setTextColor(nextRun, ViewStyle::secondaryText());
+    body->addWidget(nextRun);
     if (m_task.wakeBeforeRun) {
-        const bool active = m_store.pmsetService().isWakeActive(m_task);
+        const bool active = m_store.scheduler().isWakeActive(m_task);
         auto *row = new QHBoxLayout;
         row->setSpacing(6);
         const QColor tint = active ? QColor() : ViewStyle::orange();
         row->addWidget(ViewStyle::iconLabel(active ? QStringLiteral("power") : QStringLiteral("exclamationmark.triangle"),
                                             tint, 14, box));
-        QLabel *text = plainLabel(active ? QStringLiteral("Wakes Mac 5 min before")
+        const bool mac = m_store.scheduler().kind() == JobScheduler::Kind::launchd;
+        QLabel *text = plainLabel(active ? (mac ? QStringLiteral("Wakes Mac 5 min before")
+                                                : QStringLiteral("Wakes the computer for the run"))
                                          : QStringLiteral("Wake requested but not active in system"),
                                   QStringLiteral("detail-wake-status"), box);
         text->setFont(ViewStyle::captionFont());

@@ -85,9 +85,9 @@ private Q_SLOTS:
         const ScheduledTask off = UiWorld::task(u"off"_s, u"true"_s);
         open({on, off});
         std::unique_ptr<QMenu> onMenu(view->createContextMenu(on, view.get()));
-        QCOMPARE(menuTexts(onMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Disable"_s, u"Delete"_s}));
+        QCOMPARE(menuTexts(onMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Run Now"_s, u"Disable"_s, u"Delete"_s}));
         std::unique_ptr<QMenu> offMenu(view->createContextMenu(off, view.get()));
-        QCOMPARE(menuTexts(offMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Enable"_s, u"Delete"_s}));
+        QCOMPARE(menuTexts(offMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Run Now"_s, u"Enable"_s, u"Delete"_s}));
 
         triggerMenu(*view, off, u"Enable"_s);
         QVERIFY(store->task(off.id)->isEnabled);

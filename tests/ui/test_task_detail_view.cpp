@@ -12,6 +12,8 @@
 #include <QSignalSpy>
 #include <QToolButton>
 
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -338,6 +340,42 @@ private Q_SLOTS:
         refresh();
         QCOMPARE(count(u"detail-run-row"_s), 2);
         QVERIFY(!has(u"detail-no-runs"_s));
+    }
+    void runNow_startsTheRealJobThroughTheScheduler()
+    {
+        ScheduledTask task = UiWorld::task(u"job"_s, u"true"_s, TaskSchedule::daily({{9, 0}}), true);
+        open(task);
+        auto *runNow = visibleChild<QPushButton>(view.get(), u"detail-run-now"_s);
+        QVERIFY(runNow);
+        QCOMPARE(runNow->text(), u"Run Now"_s);
+        QVERIFY(runNow->isEnabled());
+        world->launchctl.clearCalls();
+        QTest::mouseClick(runNow, Qt::LeftButton);
+        const QString target = u"gui/"_s + QString::number(::getuid()) + u"/com.moxley.task."_s + ScheduledTask::fullId(task.id);
+        QCOMPARE(world->launchctl.calls(), (QList<QStringList>{{u"kickstart"_s, target}}));
+        QVERIFY(!store->lastError());
+
+        // The scheduler's failure reaches the Error alert through the store.
+        world->launchctl.setExitStatus(113, u"kickstart"_s);
+        QTest::mouseClick(runNow, Qt::LeftButton);
+        QCOMPARE(store->lastError(), std::optional(u"launchctl kickstart failed (exit code 113)"_s));
+    }
+
+    void runNow_disabledTask_cannotStart()
+    {
+        open(UiWorld::task(u"off"_s, u"true"_s));
+        QVERIFY(!visibleChild<QPushButton>(view.get(), u"detail-run-now"_s)->isEnabled());
+        QCOMPARE(text(u"detail-next-run"_s), u"Next run: not scheduled"_s);
+    }
+
+    void nextRun_dailyTask_showsTheComingTime()
+    {
+        open(UiWorld::task(u"job"_s, u"true"_s, TaskSchedule::daily({{9, 0}}), true));
+        QDateTime expected(QDate::currentDate(), QTime(9, 0));
+        if (expected <= QDateTime::currentDateTime()) {
+            expected = expected.addDays(1);
+        }
+        QCOMPARE(text(u"detail-next-run"_s), u"Next run: "_s + QLocale::c().toString(expected, u"ddd d MMM yyyy, H:mm"_s));
     }
 };
 

@@ -1,0 +1,323 @@
+#include "systemd/SystemdScheduler.h"
+
+#include "model/NextRuns.h"
+#include "platform/AppPaths.h"
+#include "platform/ChildProcess.h"
+#include "platform/SystemPaths.h"
+#include "systemd/SystemdUnits.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QTimeZone>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// Another writer (the app and the tool run side by side) may be installing a unit it has just
+// written; the sweep leaves files this young alone, as the launchd sweep does its job files.
+constexpr int kSweepGraceSeconds = 10;
+
+std::optional<QString> saveFile(const QString &path, const QString &text)
+{
+    const QByteArray bytes = text.toUtf8();
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
+        return u"Failed to install task: The file “" % path % u"” could not be saved: " % file.errorString();
+    }
+    return std::nullopt;
+}
+
+QString firstWord(const QStringList &arguments)
+{
+    for (const QString &argument : arguments) {
+        if (!argument.startsWith(u'-')) {
+            return argument;
+        }
+    }
+    return {};
+}
+
+// "Tue 2026-11-24 10:00:00 UTC", as systemctl prints times with TZ=UTC.
+std::optional<QDateTime> parseUtcTimestamp(const QString &text)
+{
+    const QStringList words = text.simplified().split(u' ');
+    if (words.size() < 4 || words.at(3) != u"UTC") {
+        return std::nullopt;
+    }
+    QDateTime when = QDateTime::fromString(words.at(1) % u' ' % words.at(2), u"yyyy-MM-dd HH:mm:ss"_s);
+    if (!when.isValid()) {
+        return std::nullopt;
+    }
+    when.setTimeZone(QTimeZone::utc());
+    return when;
+}
+
+} // namespace
+
+SystemdScheduler::SystemdScheduler(LaunchdService files, QString unitDir, QString loginShell)
+    : m_files(std::move(files)), m_unitDir(unitDir.isEmpty() ? AppPaths::systemdUserUnitDir() : std::move(unitDir)),
+      m_loginShell(loginShell.isEmpty() ? AppPaths::loginShell() : std::move(loginShell))
+{
+}
+
+SystemdScheduler::Reply SystemdScheduler::systemctl(const QStringList &arguments) const
+{
+    ChildProcess::Options options;
+    options.output = ChildProcess::Output::capture;
+    // Times in a form that reads back without knowing the zone's abbreviations.
+    const QStringList environment{u"TZ=UTC"_s, u"SYSTEMD_PAGER="_s, u"SYSTEMD_COLORS=0"_s};
+    const ChildProcess::Result result =
+        ChildProcess::run(SystemPaths::systemctl(), QStringList{u"--user"_s} + arguments, options, environment);
+    Reply reply;
+    reply.output = QString::fromUtf8(result.standardOutput);
+    if (result.succeeded()) {
+        return reply;
+    }
+    const QString message = result.started ? QString::fromUtf8(result.standardError).trimmed() : result.errorText;
+    if (message.contains(u"Failed to connect to bus") || message.contains(u"XDG_RUNTIME_DIR not defined")) {
+        reply.error = u"No systemd user instance is running (systemctl --user: " % message.section(u'\n', 0, 0) % u')';
+        return reply;
+    }
+    QString text = u"systemctl " % firstWord(arguments) % u" failed (exit code " %
+                   QString::number(result.started ? result.exitStatus : -1) % u')';
+    if (!message.isEmpty()) {
+        text += u'\n' % message;
+    }
+    reply.error = text;
+    return reply;
+}
+
+QString SystemdScheduler::servicePath(const ScheduledTask &task) const
+{
+    return m_unitDir % u'/' % SystemdUnits::serviceName(task.id);
+}
+
+QString SystemdScheduler::timerPath(const ScheduledTask &task) const
+{
+    return m_unitDir % u'/' % SystemdUnits::timerName(task.id);
+}
+
+std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task) const
+{
+    if (auto failure = m_files.writeScript(task, scriptText(task))) {
+        return u"Failed to install task: " % *failure;
+    }
+    if (!QDir().mkpath(m_unitDir)) {
+        return u"Failed to install task: The folder “" % m_unitDir % u"” could not be created.";
+    }
+    for (const JobFile &file : jobFiles(task)) {
+        if (auto failure = saveFile(file.path, file.text)) {
+            return failure;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<QString> SystemdScheduler::install(const ScheduledTask &task)
+{
+    if (auto failure = writeUnits(task)) {
+        return failure;
+    }
+    QStringList units;
+    QStringList started;
+    if (SystemdUnits::hasTimer(task)) {
+        units << SystemdUnits::timerName(task.id);
+    } else {
+        started << SystemdUnits::serviceName(task.id);
+    }
+    if (m_batching) {
+        m_pendingUnits << units;
+        m_pendingStarts << started;
+        return std::nullopt;
+    }
+    const auto failure = activate(units, started);
+    if (failure && task.wakeBeforeRun && SystemdUnits::hasTimer(task)) {
+        return withoutWake(task);
+    }
+    return failure;
+}
+
+std::optional<QString> SystemdScheduler::withoutWake(const ScheduledTask &task)
+{
+    // A user manager without CAP_WAKE_ALARM (systemd before 254, containers) refuses to start a
+    // timer with WakeSystem=true at all. The task then runs on time without waking the computer,
+    // and the detail shows the wake as not active.
+    ScheduledTask plain = task;
+    plain.wakeBeforeRun = false;
+    if (auto failure = saveFile(timerPath(task), SystemdUnits::timerText(plain))) {
+        return failure;
+    }
+    (void)systemctl({u"reset-failed"_s, SystemdUnits::timerName(task.id)});
+    return activate({SystemdUnits::timerName(task.id)}, {});
+}
+
+std::optional<QString> SystemdScheduler::activate(const QStringList &units, const QStringList &started)
+{
+    if (auto failure = systemctl({u"daemon-reload"_s}).error) {
+        return failure;
+    }
+    if (!units.isEmpty()) {
+        // A timer that was already running takes its new calendar from the restart.
+        if (auto failure = systemctl(QStringList{u"enable"_s} + units).error) {
+            return failure;
+        }
+        if (auto failure = systemctl(QStringList{u"restart"_s} + units).error) {
+            return failure;
+        }
+    }
+    if (!started.isEmpty()) {
+        // A run-at-load task runs now as well as at every login; installing does not wait for it.
+        if (auto failure = systemctl(QStringList{u"enable"_s, u"--now"_s, u"--no-block"_s} + started).error) {
+            return failure;
+        }
+    }
+    return std::nullopt;
+}
+
+void SystemdScheduler::beginBatch()
+{
+    m_batching = true;
+    m_pendingUnits.clear();
+    m_pendingStarts.clear();
+}
+
+void SystemdScheduler::endBatch()
+{
+    m_batching = false;
+    if (!m_pendingUnits.isEmpty() || !m_pendingStarts.isEmpty()) {
+        (void)activate(m_pendingUnits, m_pendingStarts);
+    }
+    m_pendingUnits.clear();
+    m_pendingStarts.clear();
+}
+
+std::optional<QString> SystemdScheduler::uninstall(const ScheduledTask &task)
+{
+    const QString service = servicePath(task);
+    const QString timer = timerPath(task);
+    std::optional<QString> result;
+    if (QFileInfo::exists(service) || QFileInfo::exists(timer)) {
+        result = systemctl({u"disable"_s, u"--now"_s, SystemdUnits::timerName(task.id), SystemdUnits::serviceName(task.id)})
+                     .error;
+        QFile::remove(timer);
+        QFile::remove(service);
+        if (auto failure = systemctl({u"daemon-reload"_s}).error; failure && !result) {
+            result = failure;
+        }
+        // A unit that failed would otherwise stay listed, file or no file.
+        (void)systemctl({u"reset-failed"_s, SystemdUnits::timerName(task.id), SystemdUnits::serviceName(task.id)});
+    }
+    // The runs file and the logs stay: a re-enabled task continues its history.
+    QFile::remove(m_files.scriptPath(task));
+    QFile::remove(m_files.legacyScriptPath(task.id));
+    return result;
+}
+
+void SystemdScheduler::removeStrays(const QSet<QUuid> &keptIds)
+{
+    const QDir dir(m_unitDir);
+    QStringList names;
+    QStringList paths;
+    const QDateTime graceStart = QDateTime::currentDateTimeUtc().addSecs(-kSweepGraceSeconds);
+    const auto entries = dir.entryInfoList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name);
+    for (const QFileInfo &info : entries) {
+        const auto id = SystemdUnits::taskIdOfUnit(info.fileName());
+        if (!id || keptIds.contains(*id) || info.lastModified().toUTC() > graceStart) {
+            continue; // other programs' units are none of our business
+        }
+        names << info.fileName();
+        paths << info.absoluteFilePath();
+    }
+    if (!names.isEmpty()) {
+        (void)systemctl(QStringList{u"disable"_s, u"--now"_s} + names);
+        for (const QString &path : std::as_const(paths)) {
+            QFile::remove(path);
+        }
+        (void)systemctl({u"daemon-reload"_s});
+        (void)systemctl(QStringList{u"reset-failed"_s} + names);
+    }
+    m_files.removeOrphanScripts(keptIds);
+}
+
+std::optional<QString> SystemdScheduler::startNow(const ScheduledTask &task)
+{
+    // The job runs as a scheduled run would; waiting for its end is not this call's business.
+    return systemctl({u"start"_s, u"--no-block"_s, SystemdUnits::serviceName(task.id)}).error;
+}
+
+std::optional<QDateTime> SystemdScheduler::managerNextElapse(const ScheduledTask &task) const
+{
+    const Reply reply = systemctl({u"list-timers"_s, u"--all"_s, u"--no-legend"_s, SystemdUnits::timerName(task.id)});
+    if (reply.error) {
+        return std::nullopt;
+    }
+    // NEXT is the first column; "n/a" when the timer has no elapse planned.
+    return parseUtcTimestamp(reply.output.section(u'\n', 0, 0));
+}
+
+QList<QDateTime> SystemdScheduler::nextRuns(const ScheduledTask &task, const QDateTime &after, int count) const
+{
+    if (!task.isEnabled || count <= 0) {
+        return {};
+    }
+    if (const auto *interval = task.schedule.as<Schedule::Interval>()) {
+        const auto next = managerNextElapse(task);
+        if (!next) {
+            return {};
+        }
+        QList<QDateTime> runs;
+        for (QDateTime when = next->toLocalTime(); runs.size() < count; when = when.addSecs(qint64(interval->minutes) * 60)) {
+            if (when > after) {
+                runs << when;
+            }
+        }
+        return runs;
+    }
+    return ::nextRuns(task.schedule, after, count, QTimeZone::systemTimeZone());
+}
+
+std::optional<QString> SystemdScheduler::scheduleWake(const ScheduledTask &)
+{
+    return std::nullopt;
+}
+
+bool SystemdScheduler::isWakeActive(const ScheduledTask &task) const
+{
+    QFile timer(timerPath(task));
+    return timer.open(QIODevice::ReadOnly) && timer.readAll().contains("\nWakeSystem=true\n");
+}
+
+QString SystemdScheduler::jobFilePath(const ScheduledTask &task) const
+{
+    return SystemdUnits::hasTimer(task) ? timerPath(task) : servicePath(task);
+}
+
+bool SystemdScheduler::isLoaded(const ScheduledTask &task) const
+{
+    const QString unit = SystemdUnits::hasTimer(task) ? SystemdUnits::timerName(task.id) : SystemdUnits::serviceName(task.id);
+    return !systemctl({u"is-enabled"_s, u"--quiet"_s, unit}).error;
+}
+
+QList<JobScheduler::JobFile> SystemdScheduler::jobFiles(const ScheduledTask &task) const
+{
+    const SystemdUnits::Paths paths{m_files.scriptPath(task), m_files.stdoutLogPath(task), m_files.stderrLogPath(task)};
+    QList<JobFile> files{{servicePath(task), SystemdUnits::serviceText(task, paths)}};
+    if (SystemdUnits::hasTimer(task)) {
+        files.append({timerPath(task), SystemdUnits::timerText(task)});
+    }
+    return files;
+}
+
+QString SystemdScheduler::scriptText(const ScheduledTask &task) const
+{
+    return m_files.exactCalendarScriptText(task, m_loginShell);
+}
+
+QString SystemdScheduler::shellName(const ScheduledTask &task) const
+{
+    const QString firstLine = scriptText(task).section(u'\n', 0, 0);
+    return firstLine.section(u'/', -1);
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "launchd/LaunchdService.h"
+#include "model/JobScheduler.h"
+
+#include <QStringList>
+
+// The tasks as units of the user's systemd instance, through `systemctl --user`. The wrapper
+// script, runs file and logs are LaunchdService's (same paths, same runs line); the units live in
+// $XDG_CONFIG_HOME/systemd/user. Failures read "systemctl SUB failed (exit code N)" followed by
+// systemctl's own message, or say that no user instance answers.
+class SystemdScheduler final : public JobScheduler
+{
+  public:
+    // `unitDir` empty: AppPaths::systemdUserUnitDir(); `loginShell` empty: AppPaths::loginShell().
+    explicit SystemdScheduler(LaunchdService files, QString unitDir = {}, QString loginShell = {});
+
+    const QString &unitDir() const { return m_unitDir; }
+
+    Kind kind() const override { return Kind::systemd; }
+    std::optional<QString> install(const ScheduledTask &task) override;
+    std::optional<QString> uninstall(const ScheduledTask &task) override;
+    void removeStrays(const QSet<QUuid> &keptIds) override;
+    void beginBatch() override;
+    void endBatch() override;
+    std::optional<QString> startNow(const ScheduledTask &task) override;
+    // Calendar: the schedule's true times in local time; interval: the manager's next elapse.
+    QList<QDateTime> nextRuns(const ScheduledTask &task, const QDateTime &after, int count) const override;
+    std::optional<QString> scheduleWake(const ScheduledTask &task) override;
+    bool isWakeActive(const ScheduledTask &task) const override;
+    QString jobFilePath(const ScheduledTask &task) const override;
+    bool isLoaded(const ScheduledTask &task) const override;
+    QList<JobFile> jobFiles(const ScheduledTask &task) const override;
+    QString scriptText(const ScheduledTask &task) const override;
+    QString shellName(const ScheduledTask &task) const override;
+
+    struct Reply {
+        std::optional<QString> error;
+        QString output;
+    };
+    // systemctl --user with these arguments; the error as described above.
+    Reply systemctl(const QStringList &arguments) const;
+
+  private:
+    QString servicePath(const ScheduledTask &task) const;
+    QString timerPath(const ScheduledTask &task) const;
+    std::optional<QString> writeUnits(const ScheduledTask &task) const;
+    // daemon-reload, then enable --now (and start, for run-at-load services) the units given.
+    std::optional<QString> activate(const QStringList &units, const QStringList &started);
+    std::optional<QString> withoutWake(const ScheduledTask &task);
+    std::optional<QDateTime> managerNextElapse(const ScheduledTask &task) const;
+
+    LaunchdService m_files;
+    QString m_unitDir;
+    QString m_loginShell;
+    bool m_batching = false;
+    QStringList m_pendingUnits;
+    QStringList m_pendingStarts;
+};
