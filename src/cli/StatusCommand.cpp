@@ -3,6 +3,7 @@
 #include "cli/Commands.h"
 #include "cli/LocalTime.h"
 #include "cli/TextTable.h"
+#include "model/JobScheduler.h"
 #include "launchd/LaunchdService.h"
 #include "store/RunHistory.h"
 #include "timeline/TaskStatus.h"
@@ -18,39 +19,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// Whether the jobs are systemd timers (or launchd property lists), by the tool's MOXLEY_SCHEDULER rule;
-// a text when the variable names neither.
-std::variant<bool, QString> usesSystemd()
-{
-#ifdef Q_OS_MACOS
-    return false;
-#else
-    const QString scheduler = qEnvironmentVariable("MOXLEY_SCHEDULER");
-    if (scheduler.isEmpty()) {
-        return !qEnvironmentVariableIsSet("MOXLEY_SYSROOT");
-    }
-    if (scheduler != u"systemd"_s && scheduler != u"launchd"_s) {
-        return u"MOXLEY_SCHEDULER must be systemd or launchd, not '"_s + scheduler + u'\'';
-    }
-    return scheduler == u"systemd"_s;
-#endif
-}
-
-// The file whose modification time says when the task's job was last installed: the timer unit with
-// systemd, the property list with launchd. Stands in for the scheduler's own answer until the store's
-// scheduler interface offers it.
-QString jobFilePath(const ScheduledTask &task, bool systemd)
-{
-    if (!systemd) {
-        return LaunchdService().plistPath(task);
-    }
-    QString config = qEnvironmentVariable("XDG_CONFIG_HOME");
-    if (config.isEmpty()) {
-        config = QDir::homePath() + u"/.config"_s;
-    }
-    return config + u"/systemd/user/com.moxley.task."_s + task.fullId() + u".timer"_s;
-}
 
 QString localMinute(const QDateTime &time, const QTimeZone &zone)
 {
@@ -166,10 +134,6 @@ class StatusCommand : public Command
         if (const auto *problem = std::get_if<QString>(&at)) {
             return context.usageError(*problem);
         }
-        const auto systemd = usesSystemd();
-        if (const auto *problem = std::get_if<QString>(&systemd)) {
-            return context.usageError(*problem);
-        }
         const auto tasks = context.loadTasks();
         if (!tasks) {
             return 1;
@@ -177,9 +141,14 @@ class StatusCommand : public Command
         const LaunchdService files;
         TaskStatus::Inputs inputs;
         inputs.runsOf = [&](const ScheduledTask &task) { return RunHistory::readRuns(files.runsPath(task)); };
+        const std::shared_ptr<JobScheduler> scheduler = context.scheduler();
         inputs.installedAt = [&](const ScheduledTask &task) -> std::optional<QDateTime> {
-            const QFileInfo job(jobFilePath(task, std::get<bool>(systemd)));
+            const QFileInfo job(scheduler->jobFilePath(task));
             return job.exists() ? std::optional(job.lastModified().toUTC()) : std::nullopt;
+        };
+        inputs.intervalNextRun = [&](const ScheduledTask &task) -> std::optional<QDateTime> {
+            const QList<QDateTime> next = scheduler->nextRuns(task, std::get<QDateTime>(at), 1);
+            return next.isEmpty() ? std::nullopt : std::optional(next.first());
         };
         const QList<TaskStatus::Status> statuses = TaskStatus::compute(*tasks, inputs, std::get<QDateTime>(at), zone);
         if (parser.isSet(u"json"_s)) {
