@@ -69,7 +69,7 @@ class AppWorld
             start();
         }
         MainWindow *window = app->showMainWindow();
-        QApplication::setActiveWindow(window);
+        window->activateWindow();
         if (!QTest::qWaitForWindowActive(window)) {
             qWarning("main window never became active");
         }
