@@ -1,6 +1,7 @@
 #include "ui/TaskFormFields.h"
 
 #include "model/Weekdays.h"
+#include "systemd/SchedulerChoice.h"
 
 #include <QFileInfo>
 
@@ -83,8 +84,24 @@ QString TaskFormText::intervalLabel(int minutes)
     return u"Every " % QString::number(hours) % u"h " % QString::number(rest) % u'm';
 }
 
+bool TaskFormText::wakesThroughLaunchd()
+{
+    return SchedulerChoice::fromEnvironment().kind.value_or(SchedulerChoice::platformDefault()) ==
+           JobScheduler::Kind::launchd;
+}
+
+QString TaskFormText::wakeCheckboxText()
+{
+    return wakesThroughLaunchd() ? QStringLiteral("Wake Mac for this task")
+                                 : QStringLiteral("Wake the computer for this task");
+}
+
 QString TaskFormText::wakeExplanation(ScheduleType type, MonthlyType monthlyType, int nthWeek, int nthWeekday)
 {
+    if (!wakesThroughLaunchd()) {
+        // The systemd timer itself wakes the computer, at the run's own time and only on its days.
+        return QStringLiteral("Wakes the computer at the scheduled time so the task can run even during sleep.");
+    }
     if (type == ScheduleType::monthly && monthlyType == MonthlyType::lastDay) {
         return QStringLiteral("Wakes your Mac every day from the 28th to the 31st, 5 minutes before the scheduled "
                               "time. The task only runs on the actual last day.");

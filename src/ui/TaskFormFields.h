@@ -28,6 +28,9 @@ QList<int> intervalChoices();
 QString intervalLabel(int minutes);
 
 // "Wakes your Mac ..." for the chosen kind.
+// The texts of the wake option: the macOS ones with launchd, the computer's with systemd.
+bool wakesThroughLaunchd();
+QString wakeCheckboxText();
 QString wakeExplanation(ScheduleType type, MonthlyType monthlyType, int nthWeek, int nthWeekday);
 // "This task won't run in months with fewer than N days." for days above 28, else nothing.
 std::optional<QString> shortMonthCaption(int dayOfMonth);

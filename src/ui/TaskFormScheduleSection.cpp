@@ -92,7 +92,7 @@ QWidget *TaskFormView::buildScheduleSection()
     timesLabel->setContentsMargins(0, 4, 0, 0);
     form->addRow(timesLabel, m_timesEditor);
 
-    m_wake = new QCheckBox(QStringLiteral("Wake Mac for this task"));
+    m_wake = new QCheckBox(TaskFormText::wakeCheckboxText());
     m_wake->setObjectName(QStringLiteral("form-wake"));
     onToggle(m_wake, [this](bool on) { m_fields.wakeBeforeRun = on; });
     m_wakeExplanation = caption(u"form-wake-explanation"_s, {});

@@ -19,6 +19,7 @@
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QToolButton>
+#include <QScopeGuard>
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
@@ -430,6 +431,24 @@ private Q_SLOTS:
 
         click(wake);
         QVERIFY(!explanation->isVisible());
+    }
+
+    void wakeTexts_withSystemd_speakOfTheComputer()
+    {
+        qputenv("MOXLEY_SCHEDULER", "systemd");
+        const auto restore = qScopeGuard([] { qunsetenv("MOXLEY_SCHEDULER"); });
+        ShownForm shown;
+        TaskFormView &form = shown.form;
+        auto *wake = child<QCheckBox>(form, u"form-wake"_s);
+        QCOMPARE(wake->text(), u"Wake the computer for this task"_s);
+        click(wake);
+        auto *explanation = child<QLabel>(form, u"form-wake-explanation"_s);
+        const QString text = u"Wakes the computer at the scheduled time so the task can run even during sleep."_s;
+        QCOMPARE(explanation->text(), text);
+        choose(child<QComboBox>(form, u"form-schedule-type"_s), u"Monthly"_s);
+        choose(child<QComboBox>(form, u"form-monthly-type"_s), u"Last day of month"_s);
+        QCOMPARE(explanation->text(), text);
+        QVERIFY(!explanation->text().contains(u"Mac"_s));
     }
 
     void loginShellCaption()
