@@ -5,6 +5,7 @@
 #include "store/TaskStore.h"
 #include "ui/AddTaskView.h"
 #include "ui/DayTimelineView.h"
+#include "ui/TaskGlance.h"
 #include "ui/EditTaskView.h"
 #include "ui/EmptyStateView.h"
 #include "ui/FileDialog.h"
@@ -282,6 +283,9 @@ void ContentView::rebuildSidebar()
     state.selectMode = m_selectMode;
     state.ticked = m_ticked;
     state.showSystemJobs = m_showSystemJobs;
+    state.glance = [&store = m_store](const ScheduledTask &task) {
+        return TaskGlance::status(store, task, QDateTime::currentDateTimeUtc(), QTimeZone::systemTimeZone());
+    };
     m_sidebar->setState(state);
 }
 

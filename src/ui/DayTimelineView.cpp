@@ -5,10 +5,13 @@
 #include "timeline/SystemdLane.h"
 #include "ui/Icons.h"
 #include "ui/SystemJobTimelineItemView.h"
+#include "ui/TaskGlance.h"
 #include "ui/TimelineItemView.h"
 #include "ui/ViewStyle.h"
 
 #include <QCheckBox>
+#include <algorithm>
+#include <QTime>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -199,6 +202,8 @@ void DayTimelineView::reload()
 {
     const TaskStore &store = m_store;
     const QDateTime now = m_clock();
+    m_now = now;
+    m_power.reset();
     const Timeline::RunWindow window = Timeline::runWindow(now, m_zone);
     m_day = Timeline::compute(
         store.tasks(),
@@ -270,12 +275,43 @@ void DayTimelineView::placeLanesInSight()
             if (slot.system) {
                 slot.widget = new SystemJobTimelineItemView(m_day.systemJobs.at(slot.index), Timeline::kTotalMinutes, m_lanes);
             } else {
-                slot.widget = new TimelineItemView(m_day.tasks.at(slot.index), Timeline::kTotalMinutes, m_lanes);
+                auto *lane = new TimelineItemView(m_day.tasks.at(slot.index), Timeline::kTotalMinutes, m_lanes);
+                lane->setMissed(missedToday(m_day.tasks.at(slot.index)));
+                slot.widget = lane;
             }
             slot.widget->setGeometry(0, slot.top, m_lanes->width(), kRowHeight);
             slot.widget->show();
         }
     }
+}
+
+QList<TimelineItemView::Missed> DayTimelineView::missedToday(const Timeline::TaskRow &row)
+{
+    const QDateTime local = m_now.toTimeZone(m_zone);
+    const int nowMinute = local.time().hour() * 60 + local.time().minute();
+    const bool anyPastWithoutRun = std::any_of(row.occurrences.cbegin(), row.occurrences.cend(), [&](const auto &o) {
+        return !o.ran && o.minute + TaskStatus::kGraceMinutes <= nowMinute;
+    });
+    if (!anyPastWithoutRun) {
+        return {};
+    }
+    const Timeline::RunWindow window = Timeline::runWindow(m_now, m_zone);
+    const QList<TaskRunRecord> runs =
+        m_runs.runsStartingBetween(m_store.launchdService().runsPath(row.task), window.from, window.to);
+    QList<TimelineItemView::Missed> missed;
+    for (const QDateTime &due :
+         TaskStatus::missedRuns(row.task, runs, TaskGlance::installedAt(m_store, row.task), m_now, m_zone)) {
+        const QDateTime dueLocal = due.toTimeZone(m_zone);
+        if (dueLocal.date() != local.date()) {
+            continue;
+        }
+        if (!m_power) {
+            m_power = PowerHistory::read(local.addDays(-1), m_zone);
+        }
+        missed.append({dueLocal.time().hour() * 60 + dueLocal.time().minute(),
+                       PowerHistory::reasonText(PowerHistory::reasonFor(due, *m_power))});
+    }
+    return missed;
 }
 
 bool DayTimelineView::eventFilter(QObject *watched, QEvent *event)

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "launchd/LaunchdJob.h"
+#include "platform/PowerHistory.h"
 #include "store/RunHistoryCache.h"
 #include "systemd/SystemdBrowser.h"
 #include "timeline/DayTimeline.h"
+#include "ui/TimelineItemView.h"
 
 #include <QDateTime>
 #include <QList>
@@ -11,6 +13,7 @@
 #include <QWidget>
 
 #include <functional>
+#include <optional>
 
 class QCheckBox;
 class QScrollArea;
@@ -49,6 +52,8 @@ protected:
 private:
     // Gives the lanes in and near the scroll area's sight their widgets.
     void placeLanesInSight();
+    // Today's occurrences of the row's task that went without a run, with why.
+    QList<TimelineItemView::Missed> missedToday(const Timeline::TaskRow &row);
 
     // One lane: where it goes, which row it draws, and its widget once it has been in sight.
     struct LaneSlot {
@@ -67,6 +72,9 @@ private:
     Timeline::Day m_day;
     // Each runs file is read whole once, then only where it grew.
     RunHistoryCache m_runs;
+    QDateTime m_now;
+    // When the computer was off or asleep, read once per reload and only when a lane needs it.
+    std::optional<QList<PowerHistory::Interval>> m_power;
 
     QCheckBox *m_toggle = nullptr;
     QWidget *m_ruler = nullptr;

@@ -158,6 +158,10 @@ QWidget *SidebarView::widgetFor(QListWidgetItem *item)
     if (item->data(kKindRole).toInt() == int(SidebarSection::Kind::task)) {
         const ScheduledTask &task = m_state.tasks.at(index.toInt());
         auto *row = new TaskRowView(task);
+        if (m_state.glance) {
+            const TaskStatus::Status status = m_state.glance(task);
+            row->setGlance(status.lastRun, status.missed.size());
+        }
         if (m_state.selectMode) {
             row->setTick(m_state.ticked.contains(task.id));
         }

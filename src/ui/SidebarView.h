@@ -3,11 +3,14 @@
 #include "launchd/LaunchdJob.h"
 #include "model/ScheduledTask.h"
 #include "systemd/SystemdBrowser.h"
+#include "timeline/TaskStatus.h"
 #include "ui/SidebarSection.h"
 
 #include <QList>
 #include <QSet>
 #include <QWidget>
+
+#include <functional>
 
 #include <optional>
 
@@ -41,6 +44,9 @@ public:
         bool selectMode = false;
         QSet<QUuid> ticked;
         bool showSystemJobs = false;
+        // A task's last run and missed runs for its row's marks, asked for when the row comes into
+        // sight; none: no marks.
+        std::function<TaskStatus::Status(const ScheduledTask &)> glance;
     };
 
     explicit SidebarView(QWidget *parent = nullptr);

@@ -4,6 +4,7 @@
 #include "store/RunHistory.h"
 #include "ui/FullLogView.h"
 #include "ui/Icons.h"
+#include "ui/TaskGlanceSection.h"
 #include "ui/TestRunView.h"
 #include "ui/ToggleSwitch.h"
 #include "ui/ViewStyle.h"
@@ -135,6 +136,7 @@ void TaskDetailView::rebuild()
     layout->addWidget(buildCommand(page));
     layout->addWidget(buildEnvironment(page));
     layout->addWidget(buildSchedule(page));
+    layout->addWidget(TaskGlanceSection::forTask(m_store, m_task, page));
     layout->addWidget(buildHistory(page));
     layout->addWidget(buildOutput(page));
     const LaunchdService &service = m_store.launchdServiceForViews();

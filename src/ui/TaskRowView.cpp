@@ -4,6 +4,7 @@
 #include "ui/ViewStyle.h"
 
 #include <QHBoxLayout>
+#include <QLocale>
 #include <QLabel>
 #include <QPainter>
 #include <QVBoxLayout>
@@ -47,6 +48,14 @@ TaskRowView::TaskRowView(const ScheduledTask &task, QWidget *parent) : QWidget(p
     auto *dot = new StatusDot(task.isEnabled ? ViewStyle::green() : ViewStyle::grey(), this);
     dot->setObjectName(QStringLiteral("task-row-dot"));
     layout->addWidget(dot, 0, Qt::AlignVCenter);
+    m_failedMark = ViewStyle::iconLabel(QStringLiteral("xmark.octagon.fill"), ViewStyle::red(), 12, this);
+    m_failedMark->setObjectName(QStringLiteral("task-row-failed"));
+    m_failedMark->hide();
+    layout->addWidget(m_failedMark, 0, Qt::AlignVCenter);
+    m_missedMark = ViewStyle::iconLabel(QStringLiteral("clock.badge.exclamationmark"), ViewStyle::orange(), 12, this);
+    m_missedMark->setObjectName(QStringLiteral("task-row-missed"));
+    m_missedMark->hide();
+    layout->addWidget(m_missedMark, 0, Qt::AlignVCenter);
 
     auto *texts = new QVBoxLayout;
     texts->setContentsMargins(0, 0, 0, 0);
@@ -73,5 +82,23 @@ void TaskRowView::setTick(std::optional<bool> ticked)
                                    : Icons::symbol(QStringLiteral("circle"), ViewStyle::secondaryText());
         m_tickLabel->setPixmap(icon.pixmap(QSize(16, 16)));
         m_tickLabel->setAccessibleName(*ticked ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("circle"));
+    }
+}
+
+void TaskRowView::setGlance(const std::optional<TaskRunRecord> &lastRun, qsizetype missedCount)
+{
+    const bool failed = lastRun && lastRun->exitCode != 0;
+    m_failedMark->setVisible(failed);
+    if (failed) {
+        const QDateTime started = runDateTime(lastRun->startedAt).toLocalTime();
+        const QLocale locale;
+        m_failedMark->setToolTip(u"Last run failed: " % locale.toString(started.date(), QLocale::ShortFormat) % u' ' %
+                                 locale.toString(started.time(), QLocale::ShortFormat) % u", exit status " %
+                                 QString::number(lastRun->exitCode));
+    }
+    m_missedMark->setVisible(missedCount > 0);
+    if (missedCount > 0) {
+        m_missedMark->setToolTip(QString::number(missedCount) % (missedCount == 1 ? QStringLiteral(" run") : QStringLiteral(" runs")) %
+                                 u" missed in the last 7 days");
     }
 }

@@ -4,6 +4,7 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <QTime>
 
 #include <algorithm>
 
@@ -54,6 +55,19 @@ QColor TimelineItemView::kindColor(TaskSchedule::Kind kind)
     default:
         return QColor::fromRgbF(0.29f, 0.49f, 0.34f, 1.0f);
     }
+}
+
+QColor TimelineItemView::missedColor() { return ViewStyle::red(); }
+
+void TimelineItemView::setMissed(const QList<Missed> &missed)
+{
+    m_missed = missed;
+    QString tip = m_row.task.name % u"\n" % m_row.task.schedule.description();
+    for (const Missed &one : missed) {
+        tip += u"\nMissed " % QTime(0, 0).addSecs(one.minute * 60).toString(QStringLiteral("HH:mm")) % u": " % one.reason;
+    }
+    setToolTip(tip);
+    update();
 }
 
 QRectF TimelineItemView::timeArea() const { return TimelineRowPainting::timeArea(this); }
@@ -111,9 +125,24 @@ void TimelineItemView::paintEvent(QPaintEvent *)
     }
 
     painter.setBrush(kind);
+    const auto isMissed = [this](int minute) {
+        return std::any_of(m_missed.cbegin(), m_missed.cend(), [minute](const Missed &one) { return one.minute == minute; });
+    };
     for (const Timeline::Occurrence &occurrence : m_row.occurrences) {
-        if (!occurrence.ran) {
+        if (!occurrence.ran && !isMissed(occurrence.minute)) {
             painter.drawRoundedRect(bar(occurrence.minute, 3), 1, 1);
         }
+    }
+
+    // Hollow, so a missed time never reads as one still to come.
+    painter.setPen(QPen(missedColor(), 1.5));
+    QColor missedFill = missedColor();
+    missedFill.setAlphaF(0.2);
+    painter.setBrush(missedFill);
+    for (const Missed &one : m_missed) {
+        const QRectF rect = bar(one.minute, 3);
+        painter.drawRoundedRect(QRectF(rect.left(), rect.top(), std::max(rect.width(), 5.0), rect.height())
+                                    .adjusted(0.75, 0.75, -0.75, -0.75),
+                                1, 1);
     }
 }

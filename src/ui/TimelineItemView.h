@@ -17,17 +17,27 @@ inline constexpr int kTimeAreaHeight = 20;
 inline constexpr int kRowHeight = 26;
 } // namespace TimelineRowGeometry
 
-// One task's lane on the day timeline: its wake windows, today's runs and the occurrences still to come.
+// One task's lane on the day timeline: its wake windows, today's runs, the occurrences still to come
+// and those that went without a run.
 class TimelineItemView : public QWidget
 {
     Q_OBJECT
 
 public:
+    struct Missed {
+        int minute = 0;
+        QString reason; // "the computer was off", ...
+    };
+
     explicit TimelineItemView(const Timeline::TaskRow &row, double totalMinutes = Timeline::kTotalMinutes,
                               QWidget *parent = nullptr);
 
     // Purple for the monthly kinds, blue for weekly, a muted green for the rest.
     static QColor kindColor(TaskSchedule::Kind kind);
+    // Missed occurrences: an outlined red mark instead of the pending one, the reason in the tooltip.
+    static QColor missedColor();
+    void setMissed(const QList<Missed> &missed);
+    const QList<Missed> &missed() const { return m_missed; }
 
     const Timeline::TaskRow &row() const { return m_row; }
     // The time area in this widget's coordinates, and where minute `t` falls in it.
@@ -43,6 +53,7 @@ protected:
 private:
     Timeline::TaskRow m_row;
     double m_totalMinutes;
+    QList<Missed> m_missed;
 };
 
 // Shared by both row kinds: the name column and the faint track of the time area.

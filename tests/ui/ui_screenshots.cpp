@@ -9,6 +9,7 @@
 #include "ui/SidebarView.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QListWidget>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -94,6 +95,11 @@ int main(int argc, char *argv[])
         backupRuns += runLine(QDateTime(now.date(), QTime(7, 1)), 600, 0);
     }
     Sandbox::writeFile(files.runsPath(backup), backupRuns.toUtf8());
+    // Installed ten days ago, so its due times of the past week without a run show as missed.
+    QFile backupJob(store->launchdService().plistPath(backup));
+    if (backupJob.open(QIODevice::ReadWrite)) {
+        backupJob.setFileTime(now.addDays(-10), QFileDevice::FileModificationTime);
+    }
     QString pollRuns;
     for (int minute = 0; minute < now.time().hour() * 60 + now.time().minute() - 90; minute += 90) {
         pollRuns += runLine(QDateTime(now.date(), QTime(minute / 60, minute % 60, 5)), 2, minute == 540 ? 7 : 0);
@@ -123,6 +129,8 @@ int main(int argc, char *argv[])
         detail->verticalScrollBar()->setValue(620);
     }
     shoot(u"task-detail-output.png"_s);
+    view.setSelection(SidebarSection::task(backup.id));
+    shoot(u"task-glance.png"_s);
     view.setShowSystemJobs(true);
     view.setSelection(SidebarSection::systemJob(world.sandbox.launchAgentsDir() % u"/com.example.sync-agent.plist"));
     shoot(u"system-job.png"_s);
