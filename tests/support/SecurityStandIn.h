@@ -51,14 +51,14 @@ run_command() {
   case $cmd in
     add-generic-password)
       if [ -f "$file.password" ] && ((!update)); then
-        echo "security: SecKeychainItemCreateFromContent (<default>): The specified item already exists in the keychain."
+        echo "security: SecKeychainItemCreateFromContent (<default>): The item already exists in the keychain."
         return 45
       fi
       printf '%s' "$w" > "$file.password"
       printf '%s\n' "${trusted[@]}" > "$file.trusted" ;;
     find-generic-password)
       if [ ! -f "$file.password" ]; then
-        echo "security: SecKeychainSearchCopyNext: The specified item could not be found in the keychain." >&2
+        echo "security: SecKeychainSearchCopyNext: The item could not be found in the keychain." >&2
         return 44
       fi
       if ((print)); then cat "$file.password"; echo; else printf 'keychain: "login.keychain-db"\n'; fi ;;
