@@ -81,7 +81,7 @@ LaunchdJobDetailView::LaunchdJobDetailView(const LaunchdJob &job, QWidget *paren
     layout->addWidget(section(QString(), QStringLiteral("Paths"), paths, page));
 
     const std::optional<QString> xml = LaunchdBrowser::rawXml(job.raw);
-    QLabel *raw = ViewStyle::codeLabel(xml.value_or(QStringLiteral("(unable to display)")), page);
+    QLabel *raw = ViewStyle::fileTextLabel(xml.value_or(QStringLiteral("(unable to display)")), page);
     raw->setObjectName(QStringLiteral("job-detail-raw"));
     layout->addWidget(section(QStringLiteral("doc.text"), QStringLiteral("Raw Plist"), raw, page));
 

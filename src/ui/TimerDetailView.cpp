@@ -72,7 +72,7 @@ TimerDetailView::TimerDetailView(const TimerUnit &timer, QWidget *parent) : QScr
     if (!timer.serviceText.isEmpty()) {
         text += u'\n' + timer.serviceText;
     }
-    QLabel *units = ViewStyle::codeLabel(text.trimmed(), page);
+    QLabel *units = ViewStyle::fileTextLabel(text.trimmed(), page);
     units->setObjectName(QStringLiteral("timer-detail-units"));
     layout->addWidget(section(QStringLiteral("doc.text"), QStringLiteral("Unit Files"), units, page));
 

@@ -140,10 +140,15 @@ QString ViewStyle::expandTabs(const QString &text, int tabWidth)
     return expanded;
 }
 
-QLabel *ViewStyle::codeLabel(const QString &text, QWidget *parent)
+QLabel *ViewStyle::fileTextLabel(const QString &text, QWidget *parent)
 {
     // A label cannot set its tab stops, and at eight columns nested keys start far right.
-    auto *label = new QLabel(expandTabs(text), parent);
+    return codeLabel(expandTabs(text), parent);
+}
+
+QLabel *ViewStyle::codeLabel(const QString &text, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
     label->setTextFormat(Qt::PlainText);
     label->setFont(monospaceFont());
     label->setWordWrap(true);

@@ -56,8 +56,11 @@ void alignLabelColumns(const QList<QFormLayout *> &forms);
 QWidget *sectionHeader(const QString &symbol, const QString &title, QWidget *parent = nullptr);
 // Tabs as blanks up to the next stop of `tabWidth` columns.
 QString expandTabs(const QString &text, int tabWidth = 4);
-// A selectable monospaced text block that wraps anywhere; tab stops every 4 columns.
+// A selectable monospaced text block that wraps anywhere, showing the text exactly as it is
+// (a command, a script or a log is copied from here).
 QLabel *codeLabel(const QString &text, QWidget *parent = nullptr);
+// The same for a system's own file (a property list, unit files): tab stops every 4 columns.
+QLabel *fileTextLabel(const QString &text, QWidget *parent = nullptr);
 // The label on a faintly tinted, rounded background, as code and logs are shown.
 QWidget *codeBlock(QLabel *label, QWidget *parent = nullptr);
 // A label showing one symbol, `size` points square.

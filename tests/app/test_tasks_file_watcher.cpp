@@ -81,13 +81,14 @@ class TasksFileWatcherTest : public QObject
         world->writeTasks({AppWorld::task(u"First"_s)});
         openWatching(300);
         QSignalSpy reloaded(world->app->fileWatcher(), &TasksFileWatcher::reloaded);
-        // An outside write, then the app's own change before the watcher looks: the store's save
-        // is what the file now holds, so there is nothing to load.
+        // An outside write, then the app's own change before the watcher looks: the save puts the
+        // app's change on top of the outside one (First was removed there), and what it wrote is
+        // what the file now holds, so there is nothing to load.
         world->writeTasks({AppWorld::task(u"Outside"_s)});
         store().add(AppWorld::task(u"Mine"_s));
         QTest::qWait(800);
         QCOMPARE(reloaded.size(), 0);
-        QCOMPARE(names(), (QStringList{u"First"_s, u"Mine"_s}));
+        QCOMPARE(names(), (QStringList{u"Outside"_s, u"Mine"_s}));
         QCOMPARE(world->sandbox.readTasksFile(), store().fileContents());
     }
 

@@ -146,7 +146,7 @@ private Q_SLOTS:
         const auto off = world.sandbox.runCli({u"start"_s, u"Off"_s});
         QCOMPARE(off.exitCode, 1);
         QVERIFY2(off.err.startsWith("moxley: systemctl start failed (exit code "), off.err.constData());
-        QVERIFY2(off.err.contains("\nFailed to start com.moxley.task."), off.err.constData());
+        QVERIFY2(off.err.contains("\nmoxley: Failed to start com.moxley.task."), off.err.constData());
     }
 
     void runAtLoad_enabledForLoginAndRunOnInstall()

@@ -5,6 +5,7 @@
 #include "systemd/SystemdUnits.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTimeZone>
@@ -236,6 +237,25 @@ private Q_SLOTS:
         QCOMPARE(systemd.exitCode, 0);
         QVERIFY(!systemd.out.contains("Guard"));
         QVERIFY(systemd.out.startsWith("#!/bin/bash\n# Moxley script v3\n_mx_start="));
+    }
+
+    void noUserInstance_changeKept_clearMessage()
+    {
+        Sandbox sandbox;
+        // The real systemctl, with a runtime folder where no user manager listens.
+        QDir().mkpath(sandbox.sysroot() + u"/usr/bin"_s);
+        QVERIFY(QFile::link(u"/usr/bin/systemctl"_s, sandbox.sysroot() + u"/usr/bin/systemctl"_s));
+        const QString runtime = sandbox.root() + u"/empty-runtime"_s;
+        QVERIFY(QDir().mkpath(runtime));
+        const QStringList env{u"MOXLEY_SCHEDULER=systemd"_s, u"XDG_RUNTIME_DIR="_s + runtime,
+                              u"XDG_CONFIG_HOME="_s + sandbox.root() + u"/config"_s};
+        const auto added = runWith(sandbox, {u"add"_s, u"--name"_s, u"Kept"_s, u"--command"_s, u"true"_s, u"--daily"_s}, env);
+        QCOMPARE(added.exitCode, 1);
+        QVERIFY2(added.err.startsWith("moxley: No systemd user instance is running (systemctl --user: "), added.err.constData());
+        QVERIFY2(added.err.endsWith(")\n"), added.err.constData());
+        const auto listed = runWith(sandbox, {u"list"_s}, env);
+        QCOMPARE(listed.exitCode, 0);
+        QVERIFY2(listed.out.contains("Kept"), listed.out.constData());
     }
 
     void unknownScheduler_exitsTwoWithOneLine()

@@ -122,7 +122,12 @@ class TaskFormViewTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { qputenv("SHELL", "/usr/bin/zsh"); }
+    void init()
+    {
+        qputenv("SHELL", "/usr/bin/zsh");
+        // The macOS texts: the launchd scheduler (on Linux without a sysroot systemd is the default).
+        qputenv("MOXLEY_SCHEDULER", "launchd");
+    }
 
     void sectionsAndBasicFields()
     {
@@ -436,7 +441,7 @@ private Q_SLOTS:
     void wakeTexts_withSystemd_speakOfTheComputer()
     {
         qputenv("MOXLEY_SCHEDULER", "systemd");
-        const auto restore = qScopeGuard([] { qunsetenv("MOXLEY_SCHEDULER"); });
+        const auto restore = qScopeGuard([] { qputenv("MOXLEY_SCHEDULER", "launchd"); });
         ShownForm shown;
         TaskFormView &form = shown.form;
         auto *wake = child<QCheckBox>(form, u"form-wake"_s);
