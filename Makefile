@@ -33,7 +33,7 @@ test-asan: deps
 	cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # The newest toolchain (Debian 13: clang 19, Qt 6.8, libplist 2.6) in a chroot kept in
-# build-newest/root: builds with -Werror and runs the whole suite there. Needs root.
+# /var/cache/moxley/newest/root (NEWEST_DIR): builds with -Werror and runs the whole suite there. Needs root.
 check-newest:
 	JOBS=$(JOBS) bash scripts/check-newest.sh
 

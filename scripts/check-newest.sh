@@ -7,7 +7,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 src=$PWD
-dir=$(realpath -m "${NEWEST_DIR:-build-newest}")
+# Kept outside the work tree, so a fresh clone on the same machine reuses the chroot and its caches.
+dir=$(realpath -m "${NEWEST_DIR:-/var/cache/moxley/newest}")
 root=$dir/root
 suite=${NEWEST_SUITE:-trixie}
 mirror=${NEWEST_MIRROR:-http://deb.debian.org/debian}
