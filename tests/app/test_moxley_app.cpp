@@ -99,7 +99,7 @@ class MoxleyAppTest : public QObject
         QTRY_VERIFY(!window->findChild<AddTaskView *>());
 
         window->contentView()->setSelection(SidebarSection::task(task.id));
-        QApplication::setActiveWindow(window);
+        window->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(window));
         QTest::keyClick(window, Qt::Key_N, Qt::ControlModifier);
         QTRY_VERIFY(openAddSheet());

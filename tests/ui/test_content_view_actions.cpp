@@ -270,7 +270,7 @@ private Q_SLOTS:
     void enteringSelectMode_keepsFocusOutOfTheFilter()
     {
         open({UiWorld::task(u"a"_s, u"true"_s)});
-        QApplication::setActiveWindow(view.get());
+        view->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(view.get()));
         QLineEdit *filter = view->sidebar()->filterField();
         filter->setText(u"a"_s);
