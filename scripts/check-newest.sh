@@ -20,7 +20,8 @@ command -v mmdebstrap >/dev/null || {
     { apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends mmdebstrap; }
 }
 
-mapfile -t packages < <(grep -v '^#' scripts/debian-packages.txt | grep .)
+# The chroot is Debian 13, which has every package of the list, "name?" ones too.
+mapfile -t packages < <(grep -v '^#' scripts/debian-packages.txt | grep . | sed 's/?$//')
 packages+=(clang ccache)
 
 # The marker is written last: a chroot without it was cut short and is made again. One that has

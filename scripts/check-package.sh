@@ -43,8 +43,9 @@ for file in ./usr/bin/moxley ./usr/bin/moxley-app ./usr/share/man/man1/moxley.1.
   grep -qx -- "$file" <<<"$contents" || fail "the package lacks $file"
 done
 depends=$(dpkg-deb --field "$deb" Depends)
-for library in libqt6core6 libqt6widgets6 libplist; do
-  grep -q "$library" <<<"$depends" || fail "Depends lacks $library (shlibdeps): $depends"
+# The libraries come from shlibdeps; the two plugin packages from DebianPackage.cmake.
+for library in libqt6core6 libqt6widgets6 libplist qt6-qpa-plugins "qt6-svg-plugins | libqt6svg6"; do
+  grep -qF "$library" <<<"$depends" || fail "Depends lacks $library: $depends"
 done
 [ "$(dpkg-deb --field "$deb" Section)" = utils ] || fail "section is not utils"
 

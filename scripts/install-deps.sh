@@ -26,15 +26,32 @@ if [ "$(uname -s)" = Darwin ]; then
 fi
 
 command -v dpkg-query >/dev/null || { echo "install-deps: only Debian-like systems and macOS are supported" >&2; exit 1; }
+installed() { dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
 missing=()
+optional=() # "name?" lines: wanted only where the suite has the package
 for p in "${debian_packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+  if [ "${p%\?}" != "$p" ]; then
+    installed "${p%\?}" || optional+=("${p%\?}")
+  else
+    installed "$p" || missing+=("$p")
+  fi
 done
-[ ${#missing[@]} -eq 0 ] && exit 0
+# A package the suite has shows a candidate version; one it lacks shows "(none)" or nothing.
+available() {
+  local candidate
+  candidate=$(apt-cache policy "$1" 2>/dev/null | sed -n 's/^ *Candidate: //p')
+  [ -n "$candidate" ] && [ "$candidate" != "(none)" ]
+}
+wanted=()
+for p in "${optional[@]}"; do available "$p" && wanted+=("$p") || true; done
+[ ${#missing[@]} -eq 0 ] && [ ${#wanted[@]} -eq 0 ] && exit 0
 
 sudo=()
 [ "$(id -u)" -eq 0 ] || sudo=(sudo)
-echo "install-deps: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 "${sudo[@]}" apt-get update -qq
+# Fresh package lists may know an optional package the old ones did not.
+for p in "${optional[@]}"; do available "$p" && missing+=("$p") || true; done
+[ ${#missing[@]} -eq 0 ] && exit 0
+echo "install-deps: installing ${missing[*]}"
 "${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

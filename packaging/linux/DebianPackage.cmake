@@ -41,7 +41,8 @@ shares the same tasks.")
 # platform plugins (X11, Wayland) are loaded at run time, so shlibdeps
 # cannot see them; systemd runs the tasks.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins")
+# The SVG icon engine (every icon is an SVG) left libqt6svg6 for a package of its own after Debian 12.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, qt6-svg-plugins | libqt6svg6 (<< 6.5)")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "systemd, qt6-wayland")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS

@@ -27,7 +27,8 @@ std::variant<QDateTime, QString> LocalTime::parseMinute(const QString &text, con
         return malformed;
     }
     const QDateTime at(date, time, zone);
-    if (!at.isValid()) {
+    // Qt before 6.7 makes a skipped time invalid; later ones move it past the gap.
+    if (!at.isValid() || at.date() != date || at.time() != time) {
         return u"--at " + text + u" does not exist in the local time zone (the clocks skip it)";
     }
     return at;

@@ -86,8 +86,7 @@ PlistPtr toPlist(const QVariant &value)
     case QMetaType::Long:
     case QMetaType::LongLong:
     case QMetaType::Short:
-        // Stored unsigned; the XML writer prints it back as signed.
-        return PlistPtr(plist_new_uint(static_cast<uint64_t>(value.toLongLong())));
+        return PlistPtr(plistcompat::newInt(value.toLongLong()));
     case QMetaType::UInt:
     case QMetaType::ULong:
     case QMetaType::ULongLong:

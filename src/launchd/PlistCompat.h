@@ -46,6 +46,17 @@ inline void fromMemory(const char *data, uint32_t length, plist_t *plist)
 #endif
 }
 
+// A signed integer. Before 2.3 every integer was stored unsigned and written back as signed; from
+// 2.3 on an unsigned node is written unsigned, so -42 would come out as 18446744073709551574.
+inline plist_t newInt(int64_t value)
+{
+#if MOXLEY_PLIST_VERSION >= 20300
+    return plist_new_int(value);
+#else
+    return plist_new_uint(static_cast<uint64_t>(value));
+#endif
+}
+
 // A date as seconds and microseconds from 2001-01-01 UTC, the form property lists store.
 // From 2.7 on, libplist's public date functions take whole seconds only: the microseconds are
 // dropped there (XML property lists hold whole seconds anyway).

@@ -48,7 +48,8 @@ QList<QDateTime> CalendarMarks::parseElapses(const QByteArray &output)
     const QStringList lines = QString::fromUtf8(output).split(u'\n');
     for (qsizetype i = 0; i < lines.size(); ++i) {
         const QString line = lines.at(i).trimmed();
-        if (!line.startsWith(u"Next elapse:") && !line.startsWith(u"Iter. #")) {
+        // systemd before 257 writes "Iter. #2:", from 257 on "Iteration #2:".
+        if (!line.startsWith(u"Next elapse:") && !line.startsWith(u"Iter. #") && !line.startsWith(u"Iteration #")) {
             continue;
         }
         // Outside UTC the local time comes first and its UTC form on the next line; in UTC only the one.

@@ -77,7 +77,9 @@ SystemdScheduler::Reply SystemdScheduler::systemctl(const QStringList &arguments
         return reply;
     }
     const QString message = result.started ? QString::fromUtf8(result.standardError).trimmed() : result.errorText;
-    if (message.contains(u"Failed to connect to bus") || message.contains(u"XDG_RUNTIME_DIR not defined")) {
+    // systemd 252 says "Failed to connect to bus", 257 "Failed to connect to user scope bus".
+    if (message.contains(u"Failed to connect to bus") || message.contains(u"Failed to connect to user scope bus") ||
+        message.contains(u"XDG_RUNTIME_DIR not defined")) {
         reply.error = u"No systemd user instance is running (systemctl --user: " % message.section(u'\n', 0, 0) % u')';
         return reply;
     }

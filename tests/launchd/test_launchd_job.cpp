@@ -22,7 +22,7 @@ namespace {
 enum class Form { xml, binary };
 
 plist_t str(const char *text) { return plist_new_string(text); }
-plist_t integer(qint64 value) { return plist_new_uint(static_cast<uint64_t>(value)); }
+plist_t integer(qint64 value) { return plistcompat::newInt(value); }
 plist_t real(double value) { return plist_new_real(value); }
 plist_t boolean(bool value) { return plist_new_bool(value ? 1 : 0); }
 

@@ -127,10 +127,12 @@ void TestCalendarMarks::analyzeOutput_inUtcAndElsewhere_givesUtcTimes()
     QCOMPARE(times.at(1), QDateTime(QDate(2026, 11, 24), QTime(17, 0), QTimeZone::utc()));
     const QByteArray utc = "    Next elapse: Tue 2026-11-24 00:00:00 UTC\n"
                            "       From now: 7h ago\n"
-                           "       Iter. #2: Wed 2026-11-25 00:00:00 UTC\n";
+                           "       Iter. #2: Wed 2026-11-25 00:00:00 UTC\n"
+                           "   Iteration #3: Thu 2026-11-26 00:00:00 UTC\n";
     QCOMPARE(CalendarMarks::parseElapses(utc),
              (QList<QDateTime>{QDateTime(QDate(2026, 11, 24), QTime(0, 0), QTimeZone::utc()),
-                               QDateTime(QDate(2026, 11, 25), QTime(0, 0), QTimeZone::utc())}));
+                               QDateTime(QDate(2026, 11, 25), QTime(0, 0), QTimeZone::utc()),
+                               QDateTime(QDate(2026, 11, 26), QTime(0, 0), QTimeZone::utc())}));
     QVERIFY(CalendarMarks::parseElapses("Failed to parse 'x': Invalid argument\n").isEmpty());
 }
 

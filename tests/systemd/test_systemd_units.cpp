@@ -56,7 +56,7 @@ QList<QDateTime> analyzeCalendar(const QStringList &expressions, const QDateTime
     QList<QDateTime> times;
     for (const QString &line : QString::fromUtf8(process.readAllStandardOutput()).split(u'\n')) {
         const QString trimmed = line.trimmed();
-        if (!trimmed.startsWith(u"Next elapse:") && !trimmed.startsWith(u"Iter.")) {
+        if (!trimmed.startsWith(u"Next elapse:") && !trimmed.startsWith(u"Iter")) {
             continue;
         }
         const QStringList words = trimmed.section(u':', 1).simplified().split(u' ');
