@@ -1,4 +1,6 @@
 #include "store/RunsFileReader.h"
+
+#include "store/ReadFully.h"
 #include "store/RunLineParser.h"
 #include "store/Utf8Validator.h"
 
@@ -97,19 +99,7 @@ BlockFile::~BlockFile()
 
 bool BlockFile::readAt(qint64 offset, char *into, qint64 size) const
 {
-    while (size > 0) {
-        const ssize_t got = ::pread(m_fd, into, size_t(size), off_t(offset));
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            return false;
-        }
-        into += got;
-        offset += got;
-        size -= got;
-    }
-    return true;
+    return readFully(m_fd, offset, into, size);
 }
 
 const char *BlockFile::gather(qint64 begin, qint64 end)

@@ -1,5 +1,7 @@
 #include "store/Utf8Validator.h"
 
+#include "store/ReadFully.h"
+
 #include <QByteArray>
 
 #include <algorithm>
@@ -299,28 +301,6 @@ bool Utf8Validator::complete() const
     check(end, last, 1);
     return !end.error;
 }
-
-namespace {
-
-// Reads exactly `size` bytes at `offset`; false on an error or a file that ends first.
-bool readFully(int fd, qint64 offset, char *into, qint64 size)
-{
-    while (size > 0) {
-        const ssize_t got = ::pread(fd, into, size_t(size), off_t(offset));
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            return false;
-        }
-        into += got;
-        offset += got;
-        size -= got;
-    }
-    return true;
-}
-
-} // namespace
 
 bool isUtf8(int fd, qint64 begin, qint64 end, const Utf8FileCheck &how)
 {

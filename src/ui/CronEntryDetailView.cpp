@@ -13,14 +13,8 @@ using JobDetailParts::section;
 
 CronEntryDetailView::CronEntryDetailView(const CronEntry &entry, QWidget *parent) : QScrollArea(parent), m_entry(entry)
 {
-    setObjectName(QStringLiteral("cron-detail"));
-    setWidgetResizable(true);
-    setFrameShape(QFrame::NoFrame);
-
-    auto *page = new QWidget;
-    auto *layout = new QVBoxLayout(page);
-    layout->setContentsMargins(20, 20, 20, 20);
-    layout->setSpacing(18);
+    QVBoxLayout *layout = JobDetailParts::scrollPage(this, QStringLiteral("cron-detail"));
+    QWidget *page = layout->parentWidget();
 
     auto *title = new QLabel(entry.label(), page);
     title->setObjectName(QStringLiteral("job-detail-title"));
@@ -66,5 +60,4 @@ CronEntryDetailView::CronEntryDetailView(const CronEntry &entry, QWidget *parent
         section(QStringLiteral("doc.text"), QStringLiteral("Line %1 as Written").arg(entry.line), line, page));
 
     layout->addStretch(1);
-    setWidget(page);
 }

@@ -4,6 +4,7 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QScrollArea>
 #include <QVBoxLayout>
 
 QWidget *JobDetailParts::badge(const QString &symbol, const QString &text, const QColor &tint, const QString &name,
@@ -40,4 +41,17 @@ QWidget *JobDetailParts::section(const QString &symbol, const QString &title, QW
     content->setParent(box);
     layout->addWidget(content);
     return box;
+}
+
+QVBoxLayout *JobDetailParts::scrollPage(QScrollArea *area, const QString &name)
+{
+    area->setObjectName(name);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    auto *page = new QWidget;
+    auto *layout = new QVBoxLayout(page);
+    layout->setContentsMargins(20, 20, 20, 20);
+    layout->setSpacing(18);
+    area->setWidget(page);
+    return layout;
 }

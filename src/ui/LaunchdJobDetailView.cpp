@@ -14,14 +14,8 @@ using JobDetailParts::section;
 
 LaunchdJobDetailView::LaunchdJobDetailView(const LaunchdJob &job, QWidget *parent) : QScrollArea(parent), m_job(job)
 {
-    setObjectName(QStringLiteral("job-detail"));
-    setWidgetResizable(true);
-    setFrameShape(QFrame::NoFrame);
-
-    auto *page = new QWidget;
-    auto *layout = new QVBoxLayout(page);
-    layout->setContentsMargins(20, 20, 20, 20);
-    layout->setSpacing(18);
+    QVBoxLayout *layout = JobDetailParts::scrollPage(this, QStringLiteral("job-detail"));
+    QWidget *page = layout->parentWidget();
 
     auto *title = new QLabel(job.label, page);
     title->setObjectName(QStringLiteral("job-detail-title"));
@@ -86,5 +80,4 @@ LaunchdJobDetailView::LaunchdJobDetailView(const LaunchdJob &job, QWidget *paren
     layout->addWidget(section(QStringLiteral("doc.text"), QStringLiteral("Raw Plist"), raw, page));
 
     layout->addStretch(1);
-    setWidget(page);
 }

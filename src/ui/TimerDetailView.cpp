@@ -32,14 +32,8 @@ QLabel *plainLabel(const QString &text, const QString &name, QWidget *parent)
 
 TimerDetailView::TimerDetailView(const TimerUnit &timer, QWidget *parent) : QScrollArea(parent), m_timer(timer)
 {
-    setObjectName(QStringLiteral("timer-detail"));
-    setWidgetResizable(true);
-    setFrameShape(QFrame::NoFrame);
-
-    auto *page = new QWidget;
-    auto *layout = new QVBoxLayout(page);
-    layout->setContentsMargins(20, 20, 20, 20);
-    layout->setSpacing(18);
+    QVBoxLayout *layout = JobDetailParts::scrollPage(this, QStringLiteral("timer-detail"));
+    QWidget *page = layout->parentWidget();
 
     auto *header = new QVBoxLayout;
     header->setSpacing(8);
@@ -77,7 +71,6 @@ TimerDetailView::TimerDetailView(const TimerUnit &timer, QWidget *parent) : QScr
     layout->addWidget(section(QStringLiteral("doc.text"), QStringLiteral("Unit Files"), units, page));
 
     layout->addStretch(1);
-    setWidget(page);
 }
 
 QWidget *TimerDetailView::badges(QWidget *page) const

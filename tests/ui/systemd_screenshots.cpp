@@ -4,6 +4,7 @@
 // A user timer of its own is started in a private `systemd --user`, so that its next run shows.
 // Not a test: it checks nothing by itself.
 #include "PrivateUserManager.h"
+#include "ScreenshotRun.h"
 #include "UiWorld.h"
 
 #include "ui/ContentView.h"
@@ -11,29 +12,13 @@
 #include "ui/SidebarView.h"
 
 #include <QApplication>
-#include <QStyleFactory>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-void settle()
-{
-    for (int i = 0; i < 5; ++i) {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents();
-        QTest::qWait(30);
-    }
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    QApplication::setStyle(QStyleFactory::create(u"Fusion"_s));
-    const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : u"."_s;
-    QDir().mkpath(out);
+    const QString out = ScreenshotRun::start(argc, argv);
 
     UiWorld world;
     world.writeTasks({UiWorld::task(u"Nightly build"_s, u"cd ~/src/app && make"_s, TaskSchedule::daily({{2, 30}}),
@@ -63,10 +48,10 @@ int main(int argc, char *argv[])
     view.show();
     QSignalSpy scanned(&view, &ContentView::systemJobsScanned);
     scanned.wait(10000);
-    settle();
+    ScreenshotRun::settle();
 
     auto shoot = [&](const QString &name) {
-        settle();
+        ScreenshotRun::settle();
         view.grab().save(out % u'/' % name);
     };
     view.setShowSystemJobs(true);

@@ -2,6 +2,7 @@
 //   xvfb-run -a ui_screenshots OUTPUT_FOLDER [WIDTHxHEIGHT | min]
 // at the main window's default size (900x600), another size, or the narrowest the views allow.
 // Not a test: it checks nothing by itself.
+#include "ScreenshotRun.h"
 #include "UiWorld.h"
 
 #include "ui/ContentView.h"
@@ -13,7 +14,6 @@
 #include <QListWidget>
 #include <QScrollArea>
 #include <QScrollBar>
-#include <QStyleFactory>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
@@ -27,23 +27,12 @@ QString runLine(const QDateTime &start, int seconds, int exitCode)
            QString::number(exitCode) % u'\n';
 }
 
-void settle()
-{
-    for (int i = 0; i < 5; ++i) {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents();
-        QTest::qWait(30);
-    }
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    QApplication::setStyle(QStyleFactory::create(u"Fusion"_s));
-    const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : u"."_s;
-    QDir().mkpath(out);
+    const QString out = ScreenshotRun::start(argc, argv);
 
     UiWorld world;
     const QDateTime now = QDateTime::currentDateTime();
@@ -115,10 +104,10 @@ int main(int argc, char *argv[])
         view.resize(size.section(u'x', 0, 0).toInt(), size.section(u'x', 1, 1).toInt());
     }
     view.show();
-    settle();
+    ScreenshotRun::settle();
 
     auto shoot = [&](const QString &name) {
-        settle();
+        ScreenshotRun::settle();
         view.grab().save(out % u'/' % name);
     };
     view.setSelection(std::nullopt);
