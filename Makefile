@@ -27,10 +27,11 @@ run: build
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# ASAN_TARGETS / ASAN_TESTS (a ctest -R pattern) narrow it to a few tests.
 test-asan: deps
 	cmake -S . -B $(ASAN_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug -DMOXLEY_SANITIZE=ON $(CMAKE_FLAGS)
-	cmake --build $(ASAN_BUILD) -j $(JOBS)
-	cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS)
+	cmake --build $(ASAN_BUILD) -j $(JOBS) $(if $(ASAN_TARGETS),--target $(ASAN_TARGETS))
+	cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) $(if $(ASAN_TESTS),-R '$(ASAN_TESTS)')
 
 # The newest toolchain (Debian 13: clang 19, Qt 6.8, libplist 2.6) in a chroot kept in
 # /var/cache/moxley/newest/root (NEWEST_DIR): builds with -Werror and runs the whole suite there. Needs root.
