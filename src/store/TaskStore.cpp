@@ -259,6 +259,18 @@ const ScheduledTask *findTask(const QList<ScheduledTask> &tasks, const QUuid &id
     return nullptr;
 }
 
+// What the wake schedule is made from: the enabled wake tasks' schedules, in list order.
+QList<TaskSchedule> wakeTasks(const QList<ScheduledTask> &tasks)
+{
+    QList<TaskSchedule> schedules;
+    for (const ScheduledTask &task : tasks) {
+        if (task.isEnabled && task.wakeBeforeRun) {
+            schedules.append(task.schedule);
+        }
+    }
+    return schedules;
+}
+
 } // namespace
 
 QList<ScheduledTask> TaskStore::replayOn(QList<ScheduledTask> list) const
@@ -353,6 +365,11 @@ void TaskStore::settleJobs(const QList<ScheduledTask> &mine, const QList<Schedul
             }
         }
     }
+    // The wake times handed over before the save came from this store's own view; when another
+    // writer changed a waking task meanwhile, they follow the list as written.
+    if (m_wakeSynced && wakeTasks(mine) != wakeTasks(m_tasks)) {
+        (void)syncWakeSchedule();
+    }
 }
 
 bool TaskStore::writeFile(const QByteArray &bytes)
@@ -395,6 +412,7 @@ bool TaskStore::save()
         settleJobs(mine, *fresh);
     }
     m_pending.clear();
+    m_wakeSynced = false;
     m_fileTasks = m_tasks;
     Q_EMIT saved();
     return true;
@@ -402,6 +420,7 @@ bool TaskStore::save()
 
 bool TaskStore::syncWakeSchedule()
 {
+    m_wakeSynced = true;
     QList<ScheduledTask> waking;
     for (const ScheduledTask &task : std::as_const(m_tasks)) {
         if (task.isEnabled && task.wakeBeforeRun) {

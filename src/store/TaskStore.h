@@ -141,6 +141,9 @@ class TaskStore : public QObject
     QList<ScheduledTask> m_fileTasks;
     // This store's changes since then, oldest first.
     QList<Change> m_pending;
+    // Whether this store handed wake times to the wake service since then: from its own view of the
+    // list, which another writer may have changed meanwhile.
+    bool m_wakeSynced = false;
     // Declared last: it goes first, so no notice reaches a store being destroyed.
     std::unique_ptr<ChangeNotice::Observation> m_observation;
 };

@@ -258,6 +258,24 @@ private Q_SLOTS:
         QCOMPARE(world.calls(), (QStringList{unload(first), StoreWorld::daily(9, 0)}));
     }
 
+    // The app wakes the machine from its own view of the list; when another writer moved a waking
+    // task meanwhile, the save that takes that change in hands over the times as written.
+    void setEnabled_offWakeTask_otherWriterMovedTheWakingTask_wakeFollowsTheFile()
+    {
+        StoreWorld world;
+        ScheduledTask first = StoreWorld::task(u"A"_s, TaskSchedule::daily({seven}), true, true);
+        const ScheduledTask other = StoreWorld::task(u"B"_s, TaskSchedule::daily({{9, 0}}), true, true);
+        world.writeTasks({first, other});
+        auto app = world.open();
+        first.schedule = TaskSchedule::daily({{8, 0}});
+        world.open()->update(first);
+        world.mark();
+        app->setEnabled(false, other.id);
+        QCOMPARE(world.calls(), (QStringList{unload(other), StoreWorld::daily(7, 0), StoreWorld::daily(8, 0)}));
+        QCOMPARE(world.savedTasks().at(0).schedule, first.schedule);
+        QVERIFY(!world.savedTasks().at(1).isEnabled);
+    }
+
     void setEnabled_offLastWakeTask_wakeScheduleUntouched()
     {
         StoreWorld world;
