@@ -140,7 +140,10 @@ class StatusCommand : public Command
         }
         const LaunchdService files;
         TaskStatus::Inputs inputs;
-        inputs.runsOf = [&](const ScheduledTask &task) { return RunHistory::readRuns(files.runsPath(task)); };
+        inputs.runsOf = [&](const ScheduledTask &task, const QDateTime &since) {
+            return RunHistory::runsSince(files.runsPath(task),
+                                         std::chrono::sys_seconds(std::chrono::seconds(since.toSecsSinceEpoch())));
+        };
         const std::shared_ptr<JobScheduler> scheduler = context.scheduler();
         inputs.installedAt = [&](const ScheduledTask &task) -> std::optional<QDateTime> {
             const QFileInfo job(scheduler->jobFilePath(task));

@@ -248,6 +248,17 @@ QList<TaskRunRecord> RunHistory::runsStartingBetween(const QString &runsPath, st
         .value_or(QList<TaskRunRecord>());
 }
 
+QList<TaskRunRecord> RunHistory::runsSince(const QString &runsPath, std::chrono::sys_seconds since)
+{
+    QList<TaskRunRecord> runs = runsStartingBetween(runsPath, since, std::chrono::sys_seconds::max());
+    if (runs.isEmpty()) {
+        if (std::optional<TaskRunRecord> last = lastRun(runsPath)) {
+            runs.append(*last);
+        }
+    }
+    return runs;
+}
+
 std::optional<QList<TaskRunRecord>> RunHistoryDetail::runsStartingIn(BlockFile &file, qint64 end, qint64 from,
                                                                      qint64 to)
 {

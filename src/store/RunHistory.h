@@ -48,6 +48,11 @@ RecentRuns lastRuns(const QString &runsPath, int count);
 QList<TaskRunRecord> runsStartingBetween(const QString &runsPath, std::chrono::sys_seconds from,
                                          std::chrono::sys_seconds to);
 
+// The records whose start is `since` or later, in file order; when there are none, the last record
+// alone (the run that started last, in a file in time order). What a task's status needs: its last
+// run and its recent ones, without reading a long history.
+QList<TaskRunRecord> runsSince(const QString &runsPath, std::chrono::sys_seconds since);
+
 // A runs file handed out line by line in fixed blocks, for printing as it is read.
 class RunsStream
 {

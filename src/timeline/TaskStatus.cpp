@@ -24,6 +24,12 @@ std::optional<TaskRunRecord> latestRun(const QList<TaskRunRecord> &runs)
     return latest;
 }
 
+// Calendar days in the local zone, as people count "the last 7 days"; the first moment counts.
+QDateTime windowStart(const QDateTime &now, const QTimeZone &zone)
+{
+    return now.toTimeZone(zone).addDays(-TaskStatus::kMissedWindowDays).addMSecs(-1);
+}
+
 } // namespace
 
 QList<QDateTime> TaskStatus::missedRuns(const ScheduledTask &task, const QList<TaskRunRecord> &runs,
@@ -33,9 +39,7 @@ QList<QDateTime> TaskStatus::missedRuns(const ScheduledTask &task, const QList<T
     if (!task.isEnabled || !isCalendar(task.schedule) || !installedAt || !now.isValid()) {
         return {};
     }
-    // Calendar days in the local zone, as people count "the last 7 days"; the first moment counts.
-    const QDateTime windowStart = now.toTimeZone(zone).addDays(-kMissedWindowDays).addMSecs(-1);
-    const QDateTime from = std::max(windowStart, *installedAt);
+    const QDateTime from = std::max(windowStart(now, zone), *installedAt);
     const QDateTime lastDue = now.addSecs(-60 * kGraceMinutes);
     const QList<QDateTime> due = runsBetween(task.schedule, from, lastDue, zone);
     if (due.isEmpty()) {
@@ -66,7 +70,7 @@ TaskStatus::Status TaskStatus::compute(const ScheduledTask &task, const Inputs &
 {
     Status status;
     status.task = task;
-    const QList<TaskRunRecord> runs = inputs.runsOf ? inputs.runsOf(task) : QList<TaskRunRecord>{};
+    const QList<TaskRunRecord> runs = inputs.runsOf ? inputs.runsOf(task, windowStart(now, zone)) : QList<TaskRunRecord>{};
     status.lastRun = latestRun(runs);
     if (task.isEnabled) {
         if (isCalendar(task.schedule)) {

@@ -27,7 +27,9 @@ struct Status {
 };
 
 struct Inputs {
-    std::function<QList<TaskRunRecord>(const ScheduledTask &)> runsOf;
+    // The task's runs that started at `since` or later, and at least the one that started last
+    // (RunHistory::runsSince); all of them will do too.
+    std::function<QList<TaskRunRecord>(const ScheduledTask &, const QDateTime &since)> runsOf;
     // When the task's job was last installed (its job file's modification time); nothing when it has none.
     std::function<std::optional<QDateTime>(const ScheduledTask &)> installedAt;
     // The scheduler's own next time for an interval task, where it can tell; may be empty.

@@ -1,5 +1,7 @@
 #include "ui/TaskGlance.h"
 
+#include "store/RunHistory.h"
+
 #include <QFileInfo>
 #include <QLocale>
 
@@ -9,7 +11,10 @@ TaskStatus::Status TaskGlance::status(const TaskStore &store, const ScheduledTas
                                       const QTimeZone &zone)
 {
     TaskStatus::Inputs inputs;
-    inputs.runsOf = [&store](const ScheduledTask &t) { return store.runRecords(t); };
+    inputs.runsOf = [&store](const ScheduledTask &t, const QDateTime &since) {
+        return RunHistory::runsSince(store.launchdService().runsPath(t),
+                                     std::chrono::sys_seconds(std::chrono::seconds(since.toSecsSinceEpoch())));
+    };
     inputs.installedAt = [&store](const ScheduledTask &t) { return installedAt(store, t); };
     return TaskStatus::compute(task, inputs, now, zone);
 }

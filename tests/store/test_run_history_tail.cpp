@@ -141,6 +141,12 @@ private:
             expected.removeIf([&](const TaskRunRecord &run) { return startOf(run) < from || startOf(run) >= to; });
             const auto found = RunHistory::runsStartingBetween(path, sys_seconds(seconds(from)), sys_seconds(seconds(to)));
             QVERIFY2(sameRuns(found, expected), qPrintable(u"%1 expected, %2 found"_s.arg(expected.size()).arg(found.size())));
+            QList<TaskRunRecord> since = whole;
+            since.removeIf([&](const TaskRunRecord &run) { return startOf(run) < from; });
+            if (since.isEmpty()) {
+                since.append(whole.last());
+            }
+            QVERIFY(sameRuns(RunHistory::runsSince(path, sys_seconds(seconds(from))), since));
             // Whether a run of the answer comes before a later run that started before `from`: then
             // reading back to the first earlier run is not enough.
             qsizetype lastEarly = -1;
@@ -201,6 +207,22 @@ private Q_SLOTS:
         QCOMPARE(runs.size(), 2);
         QCOMPARE(runs[0].exitCode, 3);
         QCOMPARE(runs[1].exitCode, 4);
+    }
+
+    void runsSince_aLongQuietHistory_givesTheLastRunAlone()
+    {
+        QByteArray bytes;
+        const qint64 today = 1767225600; // 2026-01-01T00:00:00Z
+        for (qint64 t = today - 86400 * 300; t < today - 86400 * 30; t += 3600) {
+            bytes += zulu(t) + '\t' + zulu(t + 5) + "\t0\n";
+        }
+        bytes += zulu(today - 86400 * 30) + '\t' + zulu(today - 86400 * 30 + 5) + "\t7\n";
+        const QString path = write(bytes);
+        const auto quiet = RunHistory::runsSince(path, sys_seconds(seconds(today - 86400 * 7)));
+        QCOMPARE(quiet.size(), 1);
+        QCOMPARE(quiet[0].exitCode, 7);
+        QCOMPARE(RunHistory::runsSince(path, sys_seconds(seconds(today - 86400 * 31))).size(), 1 + 24);
+        QVERIFY(RunHistory::runsSince(path + u".missing"_s, sys_seconds(seconds(today))).isEmpty());
     }
 
     // A bad byte at the very start empties every answer, as it empties the whole file's.

@@ -149,7 +149,9 @@ private Q_SLOTS:
         const ScheduledTask off = makeTask(TaskSchedule::daily({{7, 0}}), false);
         const ScheduledTask every = makeTask(TaskSchedule::interval(15));
         TaskStatus::Inputs inputs;
-        inputs.runsOf = [&](const ScheduledTask &task) {
+        QList<QDateTime> asked;
+        inputs.runsOf = [&](const ScheduledTask &task, const QDateTime &since) {
+            asked.append(since);
             if (task.id != daily.id) {
                 return QList<TaskRunRecord>{};
             }
@@ -160,6 +162,8 @@ private Q_SLOTS:
         const QList<TaskStatus::Status> statuses =
             TaskStatus::compute({daily, off, every}, inputs, berlin(2025, 3, 8, 12, 0), kBerlin);
         QCOMPARE(statuses.size(), 3);
+        // Only the week the missed runs look at is asked for (and the last run).
+        QCOMPARE(asked, QList<QDateTime>(3, berlin(2025, 3, 1, 12, 0).addMSecs(-1)));
         QCOMPARE(statuses[0].task.id, daily.id);
         QVERIFY(statuses[0].lastRun);
         QCOMPARE(statuses[0].lastRun->exitCode, 3);
