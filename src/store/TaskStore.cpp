@@ -191,8 +191,10 @@ void TaskStore::load()
             kept.insert(task.id);
         }
         m_options.scheduler->removeStrays(kept);
+        // Under the same lock: a writer deleting or disabling a task read above may already have
+        // removed its job and script, and installing it again would leave a job without a task.
+        refreshOutdatedScripts();
     }
-    refreshOutdatedScripts();
     Q_EMIT tasksChanged();
 }
 

@@ -1,4 +1,5 @@
 #include "StoreWorld.h"
+#include "platform/TasksFileLock.h"
 
 #include <QDir>
 #include <QSignalSpy>
@@ -294,6 +295,26 @@ private Q_SLOTS:
         QCOMPARE(Sandbox::readFile(LaunchdService().scriptPath(disabled)),
                  QByteArray("#!/bin/bash\n# Moxley script v1\n"));
         QVERIFY(Sandbox::readFile(LaunchdService().scriptPath(current)).contains("# Moxley script v3"));
+    }
+
+    // A writer mid-change may be deleting a task read here, its job and script already gone:
+    // installing that task again would leave a job without a task. The next load refreshes it.
+    void scriptRefresh_anotherWriterMidChange_waitsForTheNextLoad()
+    {
+        StoreWorld world;
+        const ScheduledTask missing = StoreWorld::task(u"Missing"_s, TaskSchedule::daily({seven}));
+        world.writeTasks({missing});
+        world.mark();
+        {
+            const TasksFileLock changing = TasksFileLock::take(TasksFileLock::Kind::change, world.sandbox.tasksFile());
+            QVERIFY(changing.held());
+            auto store = world.open();
+            QCOMPARE(world.calls(), QStringList{});
+            QVERIFY(!world.scriptExists(missing));
+        }
+        auto store = world.open();
+        QCOMPARE(world.calls(), QStringList{load(missing)});
+        QVERIFY(world.scriptExists(missing));
     }
 
     void scriptRefresh_installErrorDroppedSilently()
