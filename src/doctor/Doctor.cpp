@@ -24,9 +24,11 @@ QString defaultNote(const JobScheduler &scheduler, const QString &reason)
            scheduler.defaultEnvironment().join(u", "_s) % u", working folder " % scheduler.defaultWorkingDirectory();
 }
 
-DoctorProblem probeFailed(const QString &where, const QString &why)
+DoctorProblem probeFailed(const QString &where, const QString &failure, int timeoutSeconds)
 {
-    return {u"probe-failed"_s, u"The probe " % where % u" gave no answer (" % why %
+    const QString why =
+        failure.isEmpty() ? u"no answer within "_s % QString::number(timeoutSeconds) % u" seconds" : failure;
+    return {u"probe-failed"_s, u"The probe " % where % u" failed (" % why %
                                    u"), so that side could not be compared; try again, and run the task with "
                                    "Test Run or `moxley start` to see what stops it"};
 }
@@ -56,7 +58,7 @@ Doctor::Result Doctor::check(const ScheduledTask &task, JobScheduler &scheduler,
     const auto interactive = ProbeRun::asTestRun(task, words, QDeadlineTimer(timeoutSeconds * 1000));
     facts.interactive = interactive.answer;
     if (!interactive.answer) {
-        failures << probeFailed(u"in a Test Run's shell"_s, interactive.failure);
+        failures << probeFailed(u"in a Test Run's shell"_s, interactive.failure, timeoutSeconds);
     }
     // A wrapper whose shell is missing cannot answer; shell-missing says so.
     if (facts.wrapperShell.isEmpty() || QFileInfo(facts.wrapperShell).isExecutable()) {
@@ -72,7 +74,7 @@ Doctor::Result Doctor::check(const ScheduledTask &task, JobScheduler &scheduler,
         facts.scheduled = scheduled.answer;
         if (!scheduled.answer) {
             failures << probeFailed(reason.isEmpty() ? u"through the scheduler"_s : u"in the default environment"_s,
-                                    scheduled.failure);
+                                    scheduled.failure, timeoutSeconds);
         }
     }
     result.problems = DoctorReport::problems(task, words, facts) + failures;

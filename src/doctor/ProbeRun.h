@@ -14,7 +14,7 @@ namespace ProbeRun {
 
 struct Outcome {
     std::optional<ProbeScript::Answer> answer;
-    QString failure; // why there is no answer
+    QString failure; // why there is no answer; empty when the time ran out
 };
 
 // A copy of `task` that runs once, at once, with the probe as its command: the same shell, profile,

@@ -42,7 +42,13 @@ void SystemdScheduler::removeRunOnce(const ScheduledTask &task)
 QString SystemdScheduler::unavailableReason() const
 {
     const Reply reply = systemctl({u"show-environment"_s});
-    return reply.error ? reply.error->section(u'\n', 0, 0) : QString();
+    if (!reply.error) {
+        return {};
+    }
+    if (reply.error->startsWith(u"No systemd user instance is running"_s)) {
+        return u"no systemd user instance is running"_s;
+    }
+    return reply.error->section(u'\n', 0, 0);
 }
 
 QStringList SystemdScheduler::defaultEnvironment() const

@@ -4,9 +4,13 @@
 #include "model/TaskMigration.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QScopeGuard>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
@@ -150,6 +154,44 @@ private Q_SLOTS:
         }
         QCOMPARE(kinds, (QStringList{u"missing-working-directory"_s, u"missing-env-file"_s, u"script-missing"_s,
                                      u"script-missing"_s}));
+        QCOMPARE(result.exitCode, 1);
+    }
+
+    void noSystemdUserInstance_systemdsDefaultWithTheNote()
+    {
+        World world;
+        QTemporaryDir runtime;
+        const QByteArray savedRuntime = qgetenv("XDG_RUNTIME_DIR");
+        qputenv("XDG_RUNTIME_DIR", runtime.path().toUtf8());
+        qputenv("MOXLEY_SCHEDULER", "systemd");
+        qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+        const auto restore = qScopeGuard([&] {
+            qputenv("XDG_RUNTIME_DIR", savedRuntime);
+            qunsetenv("MOXLEY_SCHEDULER");
+        });
+        QDir().mkpath(world.sandbox.sysroot() + u"/usr/bin"_s);
+        for (const QString &tool : {u"systemctl"_s, u"systemd-path"_s}) {
+            const QString found = QStandardPaths::findExecutable(tool);
+            if (found.isEmpty()) {
+                QSKIP(qPrintable(tool + u" is not installed"_s));
+            }
+            QFile::link(found, world.sandbox.sysroot() + u"/usr/bin/"_s + tool);
+        }
+        QProcess systemdPath;
+        systemdPath.start(u"systemd-path"_s, {u"search-binaries-default"_s});
+        QVERIFY(systemdPath.waitForFinished(10000));
+        const QByteArray defaultPath = systemdPath.readAllStandardOutput().trimmed();
+        QVERIFY(defaultPath.startsWith('/'));
+
+        // Saved, though no manager takes the units.
+        world.sandbox.runCli({u"add"_s, u"--name"_s, u"Offline"_s, u"--command"_s, u"only-mine"_s,
+                              u"--no-login-shell"_s, u"--daily"_s});
+        const auto result = world.sandbox.runCli({u"doctor"_s, u"Offline"_s});
+        const QByteArray note = "moxley: notice: The scheduler could not be asked (no systemd user instance is "
+                                "running), so the scheduled side is its documented default environment: PATH=" +
+                                defaultPath + ", working folder " + world.sandbox.home().toUtf8() + "\n";
+        QCOMPARE(result.err, note);
+        QVERIFY(result.out.startsWith(QByteArray("command-not-found: `only-mine` is found in your terminal")));
         QCOMPARE(result.exitCode, 1);
     }
 
