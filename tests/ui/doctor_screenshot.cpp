@@ -30,10 +30,11 @@ int main(int argc, char *argv[])
     if (!manager.failure().isEmpty()) {
         qWarning("no private systemd --user (%s): launchd's stand-ins instead", qPrintable(manager.failure()));
     }
-    // A node of a version manager, on the terminal's PATH only.
-    const QString nodeBin = home + u"/.nvm/versions/node/v20.11.0/bin"_s;
-    Sandbox::writeFile(nodeBin + u"/node"_s, "#!/bin/sh\n", 0755);
-    qputenv("PATH", nodeBin.toUtf8() + ':' + qgetenv("PATH"));
+    // A tool installed under the home folder, on the terminal's PATH only (a plain PATH besides, so
+    // the picture shows nothing of this machine's own).
+    const QString toolBin = home + u"/.local/share/pnpm"_s;
+    Sandbox::writeFile(toolBin + u"/pnpm"_s, "#!/bin/sh\n", 0755);
+    qputenv("PATH", toolBin.toUtf8() + ":/usr/local/bin:/usr/bin:/bin");
     Sandbox::writeFile(home + u"/reports/publish.sh"_s, "#!/bin/sh\n", 0644);
 
     TaskStore::Options options;
@@ -43,7 +44,7 @@ int main(int argc, char *argv[])
         options.scheduler = std::make_shared<SystemdScheduler>(LaunchdService(), manager.unitDir());
     }
     TaskStore store(std::move(options));
-    ScheduledTask task = UiWorld::task(u"Nightly report"_s, u"node build-report.js && ./publish.sh"_s,
+    ScheduledTask task = UiWorld::task(u"Nightly report"_s, u"pnpm run build-report && ./publish.sh"_s,
                                        TaskSchedule::daily({{6, 0}}), true);
     task.useLoginShell = false;
     task.workingDirectory = home + u"/reports"_s;
