@@ -15,6 +15,7 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeRun());
     commands.push_back(makeStart());
     commands.push_back(makeNext());
+    commands.push_back(makeDoctor());
     commands.push_back(makeHistory());
     commands.push_back(makeLogs());
     commands.push_back(makeScript());

@@ -31,6 +31,7 @@ std::unique_ptr<Command> makeTimeline();
 std::unique_ptr<Command> makeTemplate();
 std::unique_ptr<Command> makeStatus();
 std::unique_ptr<Command> makeStart();
+std::unique_ptr<Command> makeDoctor();
 std::unique_ptr<Command> makeNext();
 std::unique_ptr<Command> makeUnits();
 

@@ -43,30 +43,49 @@ void checkFiles(const ScheduledTask &task, const DoctorReport::Facts &facts, QLi
     }
 }
 
+// Where a path word is looked for: the folder the scheduled command starts in.
+QString startFolder(const ScheduledTask &task, const DoctorReport::Facts &facts)
+{
+    if (facts.scheduled && !facts.scheduled->cwd.isEmpty()) {
+        return facts.scheduled->cwd;
+    }
+    return isPresent(task.workingDirectory) ? *task.workingDirectory : facts.home;
+}
+
+void checkPathWord(const QString &word, const QString &folder, const QString &home, QList<DoctorProblem> &out)
+{
+    const QFileInfo file(pathOf(word, folder, home));
+    if (!file.exists()) {
+        out.append({u"script-missing"_s, u"`" % word % u"` does not exist (looked for " % file.filePath() %
+                                             u"); check the path, or give the full path"});
+    } else if (!file.isExecutable() || file.isDir()) {
+        out.append({u"script-not-executable"_s, u"`" % word % u"` is not executable; run chmod +x " % file.filePath()});
+    }
+}
+
 void checkWord(const QString &word, const DoctorReport::Facts &facts, QList<DoctorProblem> &out)
 {
-    if (word.contains(u'/')) {
-        const QFileInfo file(pathOf(word, facts.scheduled.cwd, facts.home));
-        if (!file.exists()) {
-            out.append({u"script-missing"_s, u"`" % word % u"` does not exist (looked for " % file.filePath() %
-                                                 u"); check the path, or give the full path"});
-        } else if (!file.isExecutable() || file.isDir()) {
-            out.append({u"script-not-executable"_s,
-                        u"`" % word % u"` is not executable; run chmod +x " % file.filePath()});
-        }
-        return;
-    }
-    const QString here = facts.interactive.resolved.value(word);
-    const QString there = facts.scheduled.resolved.value(word);
+    const QString here = facts.interactive->resolved.value(word);
+    const QString there = facts.scheduled->resolved.value(word);
     if (!here.isEmpty() && there.isEmpty()) {
         out.append({u"command-not-found"_s, u"`" % word % u"` is found in your terminal (" % here %
                                                 u") but not when scheduled; add its folder to PATH in the "
                                                 "task's .env file or use the full path"});
-    } else if (here.startsWith(u'/') && there.startsWith(u'/') && here != there) {
+        return;
+    }
+    if (!here.startsWith(u'/') || !there.startsWith(u'/') || here == there) {
+        return;
+    }
+    const QString folder = QFileInfo(here).path();
+    const QStringList scheduledPath = facts.scheduled->path.split(u':');
+    if (!scheduledPath.contains(folder)) {
         out.append({u"path-only-interactive"_s,
-                    u"`" % word % u"` is " % here % u" in your terminal but " % there %
-                        u" when scheduled, because " % QFileInfo(here).path() %
-                        u" is only on your terminal's PATH; add it to PATH in the task's .env file"});
+                    u"`" % word % u"` is " % here % u" in your terminal but " % there % u" when scheduled, because " %
+                        folder % u" is only on your terminal's PATH; add it to PATH in the task's .env file"});
+    } else {
+        out.append({u"path-only-interactive"_s,
+                    u"`" % word % u"` is " % here % u" in your terminal but " % there % u" when scheduled, because " %
+                        folder % u" comes later on the scheduled PATH; put it first in PATH in the task's .env file"});
     }
 }
 
@@ -77,7 +96,11 @@ QList<DoctorProblem> DoctorReport::problems(const ScheduledTask &task, const QSt
     QList<DoctorProblem> out;
     checkFiles(task, facts, out);
     for (const QString &word : words) {
-        checkWord(word, facts, out);
+        if (word.contains(u'/')) {
+            checkPathWord(word, startFolder(task, facts), facts.home, out);
+        } else if (facts.interactive && facts.scheduled) {
+            checkWord(word, facts, out);
+        }
     }
     return out;
 }

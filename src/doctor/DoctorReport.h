@@ -6,6 +6,8 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
+
 // What stands between a task that works in a Test Run and the same task run by the scheduler:
 // each problem a kind (as `doctor --json` names it) and a sentence that says how to fix it.
 struct DoctorProblem {
@@ -16,8 +18,9 @@ struct DoctorProblem {
 
 namespace DoctorReport {
 struct Facts {
-    ProbeScript::Answer interactive;
-    ProbeScript::Answer scheduled;
+    // Either side may be missing (its probe did not answer); the commands are then not compared.
+    std::optional<ProbeScript::Answer> interactive;
+    std::optional<ProbeScript::Answer> scheduled;
     QString wrapperShell;  // the wrapper's first line without "#!"
     bool jobLoaded = true; // only asked of enabled tasks
     QString home;

@@ -14,8 +14,10 @@ QString ProbeScript::probeLines(const QStringList &words, const QString &resultP
     QStringList lines;
     lines << u"{"_s;
     lines << u"printf 'path\\t%s\\n' \"$PATH\""_s;
-    // $0 of a script is its path: the running shell is the one the kernel started for it.
-    lines << u"printf 'shell\\t%s\\n' \"$(ps -o comm= -p $$ 2>/dev/null || echo \"$0\")\""_s;
+    // A script's process is named after the script, not its shell: the shells say who they are.
+    lines << u"if [ -n \"$ZSH_VERSION\" ]; then _mx_shell=zsh; elif [ -n \"$BASH_VERSION\" ]; then _mx_shell=bash; "
+             "else _mx_shell=$(ps -o comm= -p $$ 2>/dev/null); fi"_s;
+    lines << u"printf 'shell\\t%s\\n' \"$_mx_shell\""_s;
     lines << u"printf 'cwd\\t%s\\n' \"$PWD\""_s;
     for (const QString &word : words) {
         const QString quoted = shellQuote(word);
@@ -24,18 +26,6 @@ QString ProbeScript::probeLines(const QStringList &words, const QString &resultP
     lines << u"echo "_s % kEnd;
     lines << u"} > "_s % partial % u" && mv "_s % partial % u" "_s % shellQuote(resultPath);
     return lines.join(u'\n') + u'\n';
-}
-
-QString ProbeScript::fromWrapper(const QString &wrapperText, const QStringList &words, const QString &resultPath)
-{
-    QStringList kept;
-    for (const QString &line : wrapperText.split(u'\n')) {
-        if (line.startsWith(u"_mx_start="_s)) {
-            break;
-        }
-        kept << line;
-    }
-    return kept.join(u'\n') + u'\n' + probeLines(words, resultPath);
 }
 
 std::optional<ProbeScript::Answer> ProbeScript::parse(const QString &text)

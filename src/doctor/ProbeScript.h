@@ -6,13 +6,12 @@
 
 #include <optional>
 
-// The probe that stands in for a task's command: the task's wrapper up to the command (shell,
-// profile, .env file, working folder) and, instead of the command, lines that write what the
-// environment looks like to `resultPath` (whole or not at all, so a half-written answer is never read).
+// The probe that stands in for a task's command: lines that write what the environment looks like
+// to `resultPath` (whole or not at all, so a half-written answer is never read). The scheduled side
+// runs them as the command of a one-off copy of the task's job, so that the wrapper (shell, profile,
+// .env file, working folder) is the one the task gets; the interactive side runs them as Test Run
+// runs a command.
 namespace ProbeScript {
-// `wrapperText` is the task's wrapper script; everything from its run-recording start is replaced.
-QString fromWrapper(const QString &wrapperText, const QStringList &words, const QString &resultPath);
-// The probe lines alone, for the interactive side (run as Test Run runs a command).
 QString probeLines(const QStringList &words, const QString &resultPath);
 
 struct Answer {

@@ -2,6 +2,7 @@
 
 #include "launchd/PmsetService.h"
 #include "model/NextRuns.h"
+#include "platform/SystemPaths.h"
 
 #include <QTimeZone>
 
@@ -88,4 +89,34 @@ QString LaunchdScheduler::scriptText(const ScheduledTask &task) const
 QString LaunchdScheduler::shellName(const ScheduledTask &task) const
 {
     return task.useLoginShell ? u"zsh"_s : u"bash"_s;
+}
+
+std::optional<QString> LaunchdScheduler::runOnce(const ScheduledTask &task)
+{
+    return install(task);
+}
+
+void LaunchdScheduler::removeRunOnce(const ScheduledTask &task)
+{
+    (void)m_service.uninstall(task);
+}
+
+QString LaunchdScheduler::unavailableReason() const
+{
+#ifdef Q_OS_MACOS
+    if (SystemPaths::sysroot().isEmpty()) {
+        return {};
+    }
+#endif
+    return u"launchctl is a stand-in here"_s;
+}
+
+QStringList LaunchdScheduler::defaultEnvironment() const
+{
+    return {u"PATH=/usr/bin:/bin:/usr/sbin:/sbin"_s};
+}
+
+QString LaunchdScheduler::defaultWorkingDirectory() const
+{
+    return u"/"_s;
 }

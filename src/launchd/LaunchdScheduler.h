@@ -30,6 +30,14 @@ class LaunchdScheduler final : public JobScheduler
     QList<JobFile> jobFiles(const ScheduledTask &task) const override;
     QString scriptText(const ScheduledTask &task) const override;
     QString shellName(const ScheduledTask &task) const override;
+    // The run-at-load job runs as launchctl loads it; unloading stops it.
+    std::optional<QString> runOnce(const ScheduledTask &task) override;
+    void removeRunOnce(const ScheduledTask &task) override;
+    // Off macOS, and under MOXLEY_SYSROOT, launchctl is a stand-in that runs nothing.
+    QString unavailableReason() const override;
+    // PATH=/usr/bin:/bin:/usr/sbin:/sbin, and the root folder.
+    QStringList defaultEnvironment() const override;
+    QString defaultWorkingDirectory() const override;
 
   private:
     LaunchdService m_service;

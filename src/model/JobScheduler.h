@@ -6,6 +6,7 @@
 #include <QList>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 #include <QUuid>
 
 #include <optional>
@@ -60,4 +61,16 @@ class JobScheduler
     virtual QString scriptText(const ScheduledTask &task) const = 0;
     // The shell the wrapper script runs in, for the detail's "Shell:" line ("zsh", "bash").
     virtual QString shellName(const ScheduledTask &task) const = 0;
+
+    // For the doctor's probe. A run-at-load task's job written as installing writes it, never
+    // enabled, run once now; removeRunOnce stops it and deletes its script and job files.
+    virtual std::optional<QString> runOnce(const ScheduledTask &task) = 0;
+    virtual void removeRunOnce(const ScheduledTask &task) = 0;
+    // Why no job can run through it on this computer (launchd's stand-in tools, no systemd user
+    // instance); empty when jobs can.
+    virtual QString unavailableReason() const = 0;
+    // What a job meets when nothing else sets it, as the scheduler documents it: "NAME=VALUE"
+    // entries beyond HOME, USER, LOGNAME and SHELL, and the working folder.
+    virtual QStringList defaultEnvironment() const = 0;
+    virtual QString defaultWorkingDirectory() const = 0;
 };

@@ -67,6 +67,8 @@ class TaskStore : public QObject
     const LaunchdService &launchdServiceForViews() const { return m_options.launchdServiceForViews; }
     PmsetServiceProtocol &pmsetService() const { return *m_options.pmsetService; }
     JobScheduler &scheduler() const { return *m_options.scheduler; }
+    // For work off the main thread that must keep the scheduler alive (the doctor's checks).
+    std::shared_ptr<JobScheduler> sharedScheduler() const { return m_options.scheduler; }
     // Starts the task's job now through the scheduler (recorded in the history); a failure
     // becomes lastError.
     void startNow(const ScheduledTask &task);

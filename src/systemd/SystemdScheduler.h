@@ -33,6 +33,14 @@ class SystemdScheduler final : public JobScheduler
     QList<JobFile> jobFiles(const ScheduledTask &task) const override;
     QString scriptText(const ScheduledTask &task) const override;
     QString shellName(const ScheduledTask &task) const override;
+    // The service alone, started with `systemctl --user start`; never enabled (SystemdRunOnce.cpp).
+    std::optional<QString> runOnce(const ScheduledTask &task) override;
+    void removeRunOnce(const ScheduledTask &task) override;
+    // The manager does not answer (or systemctl is missing): its message.
+    QString unavailableReason() const override;
+    // `systemd-path search-binaries-default`, the PATH systemd gives units; HOME as the folder.
+    QStringList defaultEnvironment() const override;
+    QString defaultWorkingDirectory() const override;
 
     struct Reply {
         std::optional<QString> error;

@@ -6,12 +6,13 @@
 
 #include <functional>
 
+class DoctorSheet;
 class QPushButton;
 class TaskFormView;
 class TaskStore;
 class TestRunView;
 
-// The sheet that creates a task: the form, then "Test Run", "Cancel" (Escape) and "Add Task"
+// The sheet that creates a task: the form, then "Test Run", "Check", "Cancel" (Escape) and "Add Task"
 // (Return). "Add Task" hands the new task to the store and then to `onCreated`.
 class AddTaskView : public QDialog
 {
@@ -30,6 +31,8 @@ public:
     void addTask();
     // "Test Run" with the form's command and environment.
     TestRunView *openTestRun();
+    // "Check" of the task the form describes, before it is added (so no job is asked about).
+    DoctorSheet *openCheck();
 
 private:
     void updateButtons();
@@ -38,5 +41,6 @@ private:
     std::function<void(const ScheduledTask &)> m_onCreated;
     TaskFormView *m_form;
     QPushButton *m_testRun;
+    QPushButton *m_check;
     QPushButton *m_add;
 };

@@ -1,7 +1,9 @@
 #include "ui/TaskDetailView.h"
 
+#include "doctor/DoctorChecks.h"
 #include "launchd/PmsetService.h"
 #include "store/RunHistory.h"
+#include "ui/DoctorSheet.h"
 #include "ui/FullLogView.h"
 #include "ui/Icons.h"
 #include "ui/TaskGlanceSection.h"
@@ -96,6 +98,11 @@ TaskDetailView::TaskDetailView(TaskStore &store, const ScheduledTask &task, QWid
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    connect(&DoctorChecks::instance(), &DoctorChecks::finished, this, [this](const QUuid &id) {
+        if (id == m_task.id) {
+            rebuild();
+        }
+    });
     rebuild();
 }
 
@@ -133,6 +140,9 @@ void TaskDetailView::rebuild()
     layout->setSpacing(22);
     layout->addWidget(buildHeader(page));
     layout->addWidget(buildActions(page));
+    if (QWidget *checked = buildCheckResult(page)) {
+        layout->addWidget(checked);
+    }
     layout->addWidget(buildCommand(page));
     layout->addWidget(buildEnvironment(page));
     layout->addWidget(buildSchedule(page));
@@ -193,6 +203,10 @@ QWidget *TaskDetailView::buildActions(QWidget *page)
     QPushButton *testRun = actionButton(QStringLiteral("play.fill"), QStringLiteral("Test Run"),
                                         QStringLiteral("detail-test-run"), row);
     connect(testRun, &QPushButton::clicked, this, &TaskDetailView::openTestRun);
+    QPushButton *check = actionButton(QStringLiteral("checkmark.circle"), QStringLiteral("Check"),
+                                      QStringLiteral("detail-check"), row);
+    check->setToolTip(QStringLiteral("Check that the task runs when scheduled as it does in a Test Run."));
+    connect(check, &QPushButton::clicked, this, &TaskDetailView::openCheck);
     // The real job, through the scheduler: recorded in the history, unlike a test run.
     QPushButton *runNow = actionButton(QStringLiteral("play.fill"), QStringLiteral("Run Now"),
                                        QStringLiteral("detail-run-now"), row);
@@ -210,10 +224,37 @@ QWidget *TaskDetailView::buildActions(QWidget *page)
     connect(duplicate, &QPushButton::clicked, this, &TaskDetailView::duplicateRequested);
     QPushButton *remove = actionButton(QStringLiteral("trash"), QStringLiteral("Delete"), QStringLiteral("detail-delete"), row);
     connect(remove, &QPushButton::clicked, this, &TaskDetailView::deleteRequested);
-    for (QPushButton *button : {testRun, runNow, edit, duplicate, remove}) {
+    for (QPushButton *button : {testRun, check, runNow, edit, duplicate, remove}) {
         layout->addWidget(button);
     }
     layout->addStretch(1);
+    return row;
+}
+
+QWidget *TaskDetailView::buildCheckResult(QWidget *page)
+{
+    const auto result = DoctorChecks::instance().lastResult(m_task.id);
+    if (!result || result->ok()) {
+        return nullptr;
+    }
+    auto *row = new QWidget(page);
+    auto *layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(ViewStyle::iconLabel(QStringLiteral("exclamationmark.triangle"), ViewStyle::orange(), 14, row),
+                      0, Qt::AlignTop);
+    QStringList titles;
+    for (const DoctorProblem &problem : result->problems) {
+        if (!titles.contains(DoctorSheet::kindTitle(problem.kind))) {
+            titles << DoctorSheet::kindTitle(problem.kind);
+        }
+    }
+    const qsizetype count = result->problems.size();
+    QLabel *label = plainLabel(u"The last check found " %
+                                   (count == 1 ? QStringLiteral("1 problem") : QString::number(count) % u" problems") %
+                                   u": " % titles.join(u", ") % u". Check shows how to fix them.",
+                               QStringLiteral("detail-check-problems"), row);
+    ViewStyle::setTextColor(label, ViewStyle::orange());
+    layout->addWidget(label, 1);
     return row;
 }
 
@@ -447,6 +488,14 @@ void TaskDetailView::showFullLog()
     auto *view = new FullLogView(streamName(m_selectedLogTab), m_store.readLog(m_task, m_selectedLogTab, kFullLogLines), this);
     view->setAttribute(Qt::WA_DeleteOnClose);
     view->open();
+}
+
+DoctorSheet *TaskDetailView::openCheck()
+{
+    auto *sheet = new DoctorSheet(DoctorChecks::instance(), m_task, m_store.sharedScheduler(), m_store.launchdService(), this);
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->open();
+    return sheet;
 }
 
 void TaskDetailView::openTestRun()

@@ -7,6 +7,7 @@
 
 #include <optional>
 
+class DoctorSheet;
 class QToolButton;
 class QVBoxLayout;
 
@@ -43,6 +44,8 @@ public Q_SLOTS:
     void showFullLog();
     // The test-run sheet (TestRunView) with the task's command and environment.
     void openTestRun();
+    // The doctor's sheet for the task, its check started off the main thread.
+    DoctorSheet *openCheck();
 
 Q_SIGNALS:
     void editRequested();
@@ -53,6 +56,8 @@ private:
     void rebuild();
     QWidget *buildHeader(QWidget *page);
     QWidget *buildActions(QWidget *page);
+    // The last check's problems, while the app runs; nothing when it found none or never ran.
+    QWidget *buildCheckResult(QWidget *page);
     QWidget *buildCommand(QWidget *page);
     QWidget *buildEnvironment(QWidget *page);
     QWidget *buildSchedule(QWidget *page);

@@ -9,7 +9,7 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
-void TaskSheet::build(QDialog *sheet, TaskFormView *form, QPushButton *confirm, QPushButton *leading)
+void TaskSheet::build(QDialog *sheet, TaskFormView *form, QPushButton *confirm, const QList<QPushButton *> &leading)
 {
     sheet->resize(560, 720);
 
@@ -31,9 +31,9 @@ void TaskSheet::build(QDialog *sheet, TaskFormView *form, QPushButton *confirm, 
     auto *bar = new QHBoxLayout;
     bar->setContentsMargins(16, 10, 16, 12);
     bar->setSpacing(8);
-    if (leading) {
-        leading->setAutoDefault(false);
-        bar->addWidget(leading);
+    for (QPushButton *button : leading) {
+        button->setAutoDefault(false);
+        bar->addWidget(button);
     }
     bar->addStretch();
     bar->addWidget(cancel);

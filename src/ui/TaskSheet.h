@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QList>
+
 class QDialog;
 class QPushButton;
 class TaskFormView;
@@ -8,7 +10,7 @@ class TaskFormView;
 // (which closes the sheet, also on Escape) and the confirming button (the default, on Return).
 namespace TaskSheet {
 
-// Lays `sheet` out; `leading` (the add sheet's Test Run) goes at the bar's start when given.
-void build(QDialog *sheet, TaskFormView *form, QPushButton *confirm, QPushButton *leading = nullptr);
+// Lays `sheet` out; `leading` (the add sheet's Test Run and Check) go at the bar's start.
+void build(QDialog *sheet, TaskFormView *form, QPushButton *confirm, const QList<QPushButton *> &leading = {});
 
 } // namespace TaskSheet

@@ -15,6 +15,8 @@ class TestDoctorReport : public QObject
     void missingFolderEnvFileAndShell_eachReportedByKind();
     void scriptWithoutExecuteBit_isNotExecutableAndGoneScriptIsMissing();
     void healthyTask_hasNoProblems();
+    void folderLaterOnScheduledPath_isPathOnlyInteractiveWithOrderFix();
+    void sideWithoutAnswer_comparesNoCommandsButStillChecksPaths();
 };
 
 namespace {
@@ -22,7 +24,9 @@ DoctorReport::Facts facts(const QString &home)
 {
     DoctorReport::Facts facts;
     facts.home = home;
-    facts.scheduled.cwd = home;
+    facts.interactive = ProbeScript::Answer{};
+    facts.scheduled = ProbeScript::Answer{};
+    facts.scheduled->cwd = home;
     facts.wrapperShell = u"/bin/bash"_s;
     return facts;
 }
@@ -32,8 +36,8 @@ void TestDoctorReport::programOnlyOnTerminalPath_isCommandNotFoundWithItsPath()
 {
     Sandbox sandbox;
     auto f = facts(sandbox.home());
-    f.interactive.resolved = {{u"node"_s, u"/home/me/.nvm/bin/node"_s}, {u"ls"_s, u"/bin/ls"_s}};
-    f.scheduled.resolved = {{u"node"_s, QString()}, {u"ls"_s, u"/bin/ls"_s}};
+    f.interactive->resolved = {{u"node"_s, u"/home/me/.nvm/bin/node"_s}, {u"ls"_s, u"/bin/ls"_s}};
+    f.scheduled->resolved = {{u"node"_s, QString()}, {u"ls"_s, u"/bin/ls"_s}};
     ScheduledTask task;
     const auto problems = DoctorReport::problems(task, {u"node"_s, u"ls"_s}, f);
     QCOMPARE(problems.size(), 1);
@@ -46,8 +50,8 @@ void TestDoctorReport::otherVersionWhenScheduled_isPathOnlyInteractive()
 {
     Sandbox sandbox;
     auto f = facts(sandbox.home());
-    f.interactive.resolved = {{u"python3"_s, u"/opt/py/bin/python3"_s}};
-    f.scheduled.resolved = {{u"python3"_s, u"/usr/bin/python3"_s}};
+    f.interactive->resolved = {{u"python3"_s, u"/opt/py/bin/python3"_s}};
+    f.scheduled->resolved = {{u"python3"_s, u"/usr/bin/python3"_s}};
     const auto problems = DoctorReport::problems(ScheduledTask{}, {u"python3"_s}, f);
     QCOMPARE(problems.size(), 1);
     QCOMPARE(problems[0].kind, u"path-only-interactive"_s);
@@ -89,12 +93,41 @@ void TestDoctorReport::healthyTask_hasNoProblems()
     Sandbox::writeFile(sandbox.home() + u"/run.sh"_s, "#!/bin/sh\n", 0755);
     Sandbox::writeFile(sandbox.home() + u"/.env"_s, "A=1\n");
     auto f = facts(sandbox.home());
-    f.interactive.resolved = {{u"ls"_s, u"/bin/ls"_s}};
-    f.scheduled.resolved = f.interactive.resolved;
+    f.interactive->resolved = {{u"ls"_s, u"/bin/ls"_s}};
+    f.scheduled->resolved = f.interactive->resolved;
     ScheduledTask task;
     task.workingDirectory = sandbox.home();
     task.envFilePath = sandbox.home() + u"/.env"_s;
     QCOMPARE(DoctorReport::problems(task, {u"ls"_s, u"./run.sh"_s}, f), QList<DoctorProblem>{});
+}
+
+void TestDoctorReport::folderLaterOnScheduledPath_isPathOnlyInteractiveWithOrderFix()
+{
+    Sandbox sandbox;
+    auto f = facts(sandbox.home());
+    f.interactive->resolved = {{u"python3"_s, u"/opt/py/bin/python3"_s}};
+    f.scheduled->resolved = {{u"python3"_s, u"/usr/bin/python3"_s}};
+    f.scheduled->path = u"/usr/bin:/opt/py/bin"_s;
+    const auto problems = DoctorReport::problems(ScheduledTask{}, {u"python3"_s}, f);
+    QCOMPARE(problems.size(), 1);
+    QCOMPARE(problems[0].text, u"`python3` is /opt/py/bin/python3 in your terminal but /usr/bin/python3 when scheduled, "
+                               "because /opt/py/bin comes later on the scheduled PATH; put it first in PATH in the "
+                               "task's .env file"_s);
+}
+
+void TestDoctorReport::sideWithoutAnswer_comparesNoCommandsButStillChecksPaths()
+{
+    Sandbox sandbox;
+    auto f = facts(sandbox.home());
+    f.scheduled.reset();
+    f.interactive->resolved = {{u"node"_s, u"/opt/node/bin/node"_s}};
+    ScheduledTask task;
+    task.workingDirectory = sandbox.home();
+    const auto problems = DoctorReport::problems(task, {u"node"_s, u"./gone.sh"_s}, f);
+    QCOMPARE(problems.size(), 1);
+    QCOMPARE(problems[0].kind, u"script-missing"_s);
+    QCOMPARE(problems[0].text, u"`./gone.sh` does not exist (looked for "_s + sandbox.home() +
+                                   u"/gone.sh); check the path, or give the full path"_s);
 }
 
 QTEST_GUILESS_MAIN(TestDoctorReport)

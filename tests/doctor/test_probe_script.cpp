@@ -15,7 +15,7 @@ class TestProbeScript : public QObject
     void cutOffAnswer_isNotRead();
 };
 
-// The real wrapper of a task, its command replaced by the probe, run by real bash.
+// The probe as the command of the task's real wrapper, run by real bash.
 void TestProbeScript::wrapperWithEnvFileAndFolder_probeReportsTheirEffect()
 {
     Sandbox sandbox;
@@ -26,16 +26,14 @@ void TestProbeScript::wrapperWithEnvFileAndFolder_probeReportsTheirEffect()
     const QString folder = sandbox.root() + u"/work folder"_s;
     QVERIFY(QDir().mkpath(folder));
 
+    const QString result = sandbox.root() + u"/answer"_s;
     ScheduledTask task;
-    task.command = u"only-here && missing-tool"_s;
+    task.command = ProbeScript::probeLines({u"only-here"_s, u"missing-tool"_s}, result);
     task.envFilePath = envFile;
     task.workingDirectory = folder;
     task.useLoginShell = false;
     const LaunchdService files(sandbox.launchAgentsDir(), sandbox.scriptsDir(), sandbox.logDir());
-    const QString result = sandbox.root() + u"/answer"_s;
-    const QString probe = ProbeScript::fromWrapper(files.exactCalendarScriptText(task, u"/bin/bash"_s),
-                                                   {u"only-here"_s, u"missing-tool"_s}, result);
-    QVERIFY(!probe.contains(u"_mx_start"_s));
+    const QString probe = files.exactCalendarScriptText(task, u"/bin/bash"_s);
     const QString script = sandbox.root() + u"/probe.sh"_s;
     Sandbox::writeFile(script, probe.toUtf8(), 0700);
     QProcess bash;
