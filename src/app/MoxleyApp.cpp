@@ -4,6 +4,7 @@
 #include "app/CliInstaller.h"
 #include "app/ExportImportCommands.h"
 #include "app/MainWindow.h"
+#include "app/StartUpJobs.h"
 #include "app/TasksFileWatcher.h"
 #include "ui/ContentView.h"
 #include "ui/MessageBox.h"
@@ -72,6 +73,9 @@ MainWindow *MoxleyApp::showMainWindow()
 #endif
         connect(this, &MoxleyApp::addNewTask, m_window->contentView(), &ContentView::addNewTask);
         m_updater->setDialogParent(m_window);
+        if (m_options.store.deferStartUpJobs && !m_startUpJobs) {
+            m_startUpJobs = std::make_unique<StartUpJobs>(*m_store, *m_window);
+        }
         m_exportImport->setDialogParent(m_window);
         if (m_options.schedulerError) {
             const QString text = *m_options.schedulerError;

@@ -12,6 +12,7 @@
 #include <memory>
 
 class ExportImportCommands;
+class StartUpJobs;
 class QMenuBar;
 class TasksFileWatcher;
 class UpdaterController;
@@ -53,6 +54,8 @@ class MoxleyApp : public QObject
     MainWindow *mainWindow() const { return m_window; }
     // Opens the main window, or raises the one that is open.
     MainWindow *showMainWindow();
+    // With the store's deferStartUpJobs: the work left for after the first window's first paint.
+    StartUpJobs *startUpJobs() const { return m_startUpJobs.get(); }
 
   public Q_SLOTS:
     // "New Task": asks the main window for its add sheet; with no window nothing happens.
@@ -77,4 +80,6 @@ class MoxleyApp : public QObject
     // macOS: one menu bar for the whole program, there even with no window open.
     std::unique_ptr<QMenuBar> m_globalMenuBar;
     QPointer<MainWindow> m_window;
+    // Declared last: it goes before the store it works on.
+    std::unique_ptr<StartUpJobs> m_startUpJobs;
 };

@@ -19,6 +19,8 @@ int main(int argc, char *argv[])
 
     const QStringList arguments = QApplication::arguments();
     MoxleyApp::Options options = MoxleyApp::defaultOptions(arguments);
+    // The window paints before the stray-job sweep and the script refresh.
+    options.store.deferStartUpJobs = true;
     options.supportUrl = QUrl(QStringLiteral(MOXLEY_SUPPORT_URL));
     options.feedUrl = QUrl(QStringLiteral(MOXLEY_APPCAST_URL));
     MoxleyApp moxley(std::move(options));

@@ -1,6 +1,7 @@
 #include "cli/StoreSession.h"
 
 #include "cli/CommandContext.h"
+#include "cli/ProgressLine.h"
 #include "platform/ChangeNotice.h"
 #include "platform/TasksFileLock.h"
 
@@ -17,6 +18,12 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     options.cleanUpAfterFailedLoad = false;
     options.keepOutsideChanges = true;
     options.scheduler = context.scheduler();
+    if (ProgressLine::isTerminal(context.err)) {
+        // Reinstalling thousands of jobs takes a while; a person at a terminal is told how far it got.
+        options.refreshProgress = [line = std::make_shared<ProgressLine>(context.err)](qsizetype done, qsizetype total) {
+            line->show(done, total);
+        };
+    }
     // Nothing is done while another writer holds the file for longer than the wait: the lock is
     // tried once here, before anything is swept or installed, and let go at once.
     QDir().mkpath(QFileInfo(options.tasksFile).absolutePath());

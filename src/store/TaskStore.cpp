@@ -14,6 +14,7 @@
 #include <QSaveFile>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -75,6 +76,7 @@ TaskStore::TaskStore(Options options, QObject *parent) : QObject(parent), m_opti
         m_options.scheduler = std::make_shared<LaunchdScheduler>(m_options.launchdService, m_options.pmsetService);
     }
     QDir().mkpath(QFileInfo(m_options.tasksFile).absolutePath());
+    m_deferJobs = m_options.deferStartUpJobs;
     if (m_options.resetTasks) {
         QFile::remove(m_options.tasksFile);
     }
@@ -183,38 +185,19 @@ void TaskStore::load()
     if (failed && !m_options.cleanUpAfterFailedLoad) {
         return;
     }
+    if (std::exchange(m_deferJobs, false)) {
+        Q_EMIT tasksChanged();
+        return;
+    }
     // Where the lock file cannot even be made (a read-only folder) no writer can save either.
     if (sweep.held() || !sweep.busy()) {
         // The kept set is the list as it now stands, even after a failed read.
-        QSet<QUuid> kept;
-        for (const ScheduledTask &task : std::as_const(m_tasks)) {
-            kept.insert(task.id);
-        }
-        m_options.scheduler->removeStrays(kept);
+        m_options.scheduler->removeStrays(taskIds());
         // Under the same lock: a writer deleting or disabling a task read above may already have
         // removed its job and script, and installing it again would leave a job without a task.
         refreshOutdatedScripts();
     }
     Q_EMIT tasksChanged();
-}
-
-void TaskStore::refreshOutdatedScripts()
-{
-    const QString header = LaunchdService::scriptHeader();
-    // One reload of the scheduler for the whole refresh, however many tasks it installs.
-    m_options.scheduler->beginBatch();
-    for (const ScheduledTask &task : std::as_const(m_tasks)) {
-        if (!task.isEnabled) {
-            continue;
-        }
-        QFile script(m_options.launchdService.scriptPath(task));
-        if (script.open(QIODevice::ReadOnly) && QString::fromUtf8(script.readAll()).contains(header)) {
-            continue;
-        }
-        // Best effort: the next change of the task installs it again anyway.
-        (void)m_options.scheduler->install(task);
-    }
-    m_options.scheduler->endBatch();
 }
 
 bool TaskStore::keepUnreadableFile()

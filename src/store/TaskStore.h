@@ -10,6 +10,7 @@
 #include <QSet>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -40,6 +41,12 @@ class TaskStore : public QObject
         // The moxley tool: a file that was changed since this store read it and no longer reads
         // fails the save. The app leaves it off: it keeps a copy of that file and writes its list.
         bool keepOutsideChanges = false;
+        // The app: the first load leaves the stray-job sweep and the script refresh to
+        // sweepStrays() and reinstall(outdatedScripts()), so that its window paints first.
+        bool deferStartUpJobs = false;
+        // Told how far a load's script refresh has got (tasks done, of how many): the tool's
+        // progress line. Not called when there is nothing to refresh.
+        std::function<void(qsizetype done, qsizetype total)> refreshProgress;
     };
     // The app's and the moxley tool's defaults; `arguments` are the process arguments.
     static Options defaultOptions(const QStringList &arguments = {});
@@ -93,6 +100,17 @@ class TaskStore : public QObject
     void load();
     bool save();
 
+    // A load's stray-job sweep on its own: removes the jobs of tasks neither in the list nor in
+    // the tasks file as it is now. Skipped while another writer is in the middle of a change.
+    void sweepStrays();
+    // The enabled tasks whose wrapper script is missing or was written by another version.
+    QList<QUuid> outdatedScripts() const;
+    // Installs these tasks' jobs again in one batch of the scheduler, best effort (as a load does),
+    // as the tasks stand in the file now: an id that is no longer there, or whose task is disabled,
+    // is skipped. False, with nothing done, while another writer is in the middle of a change (it
+    // may be deleting one of them): try again later.
+    bool reinstall(const QList<QUuid> &ids);
+
     // Run history and logs, read afresh on every call; missing or broken files read as empty.
     QList<TaskRunRecord> runRecords(const ScheduledTask &task) const;
     QString readLog(const ScheduledTask &task, LogStream stream, int maxLines) const;
@@ -112,6 +130,8 @@ class TaskStore : public QObject
     void install(const ScheduledTask &task);
     void uninstall(const ScheduledTask &task);
     void refreshOutdatedScripts();
+    QSet<QUuid> taskIds() const;
+    void installAll(const QList<ScheduledTask> &tasks);
     bool keepUnreadableFile();
     // One change of the list, as it is applied again to the file read inside the write lock.
     struct Change {
@@ -138,6 +158,7 @@ class TaskStore : public QObject
     std::optional<QString> m_lastError;
     std::optional<QString> m_lastWarning;
     bool m_fileUnreadable = false;
+    bool m_deferJobs = false; // the first load's, with deferStartUpJobs
     QByteArray m_fileContents;
     // The list as it was last read or written: what this store's own changes are measured against.
     QList<ScheduledTask> m_fileTasks;
