@@ -33,5 +33,6 @@ std::unique_ptr<Command> makeStatus();
 std::unique_ptr<Command> makeStart();
 std::unique_ptr<Command> makeNext();
 std::unique_ptr<Command> makeUnits();
+std::unique_ptr<Command> makeAlert();
 
 } // namespace Commands
