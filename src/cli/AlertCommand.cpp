@@ -60,9 +60,8 @@ protected:
         if (run && AppPresence::isAppRunning()) {
             return 0;
         }
-        const FailureAlert::Text text =
-            run ? FailureAlert::forRun(task, *run, QTimeZone::systemTimeZone())
-                : FailureAlert::forUnrecordedFailure(task, qEnvironmentVariable("MONITOR_SERVICE_RESULT"));
+        const FailureAlert::Text text = run ? FailureAlert::forRun(task, *run, QTimeZone::systemTimeZone())
+                                            : unrecordedFailure(task);
         DesktopNotifier notifier;
         if (!notifier.isConnected()) {
             return context.fail(u"no session bus to post the alert on"_s);
@@ -79,6 +78,18 @@ protected:
     }
 
 private:
+    // What systemd (251 and later) tells the unit that OnFailure= starts about the failed one.
+    static FailureAlert::Text unrecordedFailure(const ScheduledTask &task)
+    {
+        std::optional<int> status;
+        bool ok = false;
+        const int exited = qEnvironmentVariable("MONITOR_EXIT_STATUS").toInt(&ok);
+        if (ok && qEnvironmentVariable("MONITOR_EXIT_CODE") == u"exited") {
+            status = exited;
+        }
+        return FailureAlert::forUnrecordedFailure(task, status, qEnvironmentVariable("MONITOR_SERVICE_RESULT"));
+    }
+
     // Until the notice is clicked or closed, or the wait is over. systemd does not start this
     // unit again while it runs, so a later failure of the task is posted from here.
     void waitForClick(DesktopNotifier &notifier, quint32 id, const ScheduledTask &task, const QString &app,

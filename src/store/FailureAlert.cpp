@@ -21,8 +21,12 @@ FailureAlert::Text FailureAlert::forRun(const ScheduledTask &task, const TaskRun
                                  u'.'};
 }
 
-FailureAlert::Text FailureAlert::forUnrecordedFailure(const ScheduledTask &task, const QString &result)
+FailureAlert::Text FailureAlert::forUnrecordedFailure(const ScheduledTask &task, std::optional<int> exitStatus,
+                                                     const QString &result)
 {
+    if (exitStatus) {
+        return {summaryOf(task), u"The run ended with exit status "_s + QString::number(*exitStatus) + u'.'};
+    }
     QString body = u"The run did not finish"_s;
     if (!result.isEmpty()) {
         body += u" (systemd: "_s + result + u')';

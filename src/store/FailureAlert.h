@@ -18,9 +18,10 @@ struct Text {
 };
 
 Text forRun(const ScheduledTask &task, const TaskRunRecord &run, const QTimeZone &zone);
-// systemd reports a failure for which no run was recorded (the wrapper script could not start or
-// was killed); `result` is systemd's word for it ("exit-code", "signal", ...), may be empty.
-Text forUnrecordedFailure(const ScheduledTask &task, const QString &result);
+// systemd reports a failure for which no run was recorded (a command that ends the script with
+// `exit`, a script that could not start or was killed): the exit status when systemd tells one,
+// else systemd's word for the failure ("signal", "timeout", ...; may be empty).
+Text forUnrecordedFailure(const ScheduledTask &task, std::optional<int> exitStatus, const QString &result);
 
 // The task's last recorded run when it failed and ended at most `withinSeconds` before `now`:
 // the run a failure that systemd reports now is about.

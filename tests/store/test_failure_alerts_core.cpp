@@ -54,10 +54,13 @@ private Q_SLOTS:
 
     void text_unnamedTaskAndUnrecordedFailure_useShortIdAndSystemdsWord()
     {
-        const FailureAlert::Text text = FailureAlert::forUnrecordedFailure(task(u"  "_s), u"exit-code"_s);
+        const FailureAlert::Text text = FailureAlert::forUnrecordedFailure(task(u"  "_s), std::nullopt, u"signal"_s);
         QCOMPARE(text.summary, u"0a1b2c3d failed"_s);
-        QCOMPARE(text.body, u"The run did not finish (systemd: exit-code)."_s);
-        QCOMPARE(FailureAlert::forUnrecordedFailure(task(u"X"_s), QString()).body, u"The run did not finish."_s);
+        QCOMPARE(text.body, u"The run did not finish (systemd: signal)."_s);
+        QCOMPARE(FailureAlert::forUnrecordedFailure(task(u"X"_s), std::nullopt, QString()).body,
+                 u"The run did not finish."_s);
+        QCOMPARE(FailureAlert::forUnrecordedFailure(task(u"X"_s), 3, u"exit-code"_s).body,
+                 u"The run ended with exit status 3."_s);
     }
 
     void recentFailure_onlyAFailedRunThatJustEnded()

@@ -123,7 +123,7 @@ private Q_SLOTS:
         World world;
         REQUIRE_WORLD(world);
         // The interval timer's first run comes one minute after it is installed.
-        const QString id = world.add(u"Nightly backup"_s, u"echo working; exit 3"_s, {u"--every"_s, u"1"_s});
+        const QString id = world.add(u"Nightly backup"_s, u"echo working; sh -c 'exit 3'"_s, {u"--every"_s, u"1"_s});
         QVERIFY(!id.isEmpty());
         QVERIFY(QFileInfo::exists(world.manager->unitDir() + u"/com.moxley.alert@.service"_s));
 
@@ -149,6 +149,21 @@ private Q_SLOTS:
         QCOMPARE(world.sandbox.runCli({u"disable"_s, id}).exitCode, 0);
     }
 
+    void commandEndingTheScript_hasNoRunsLine_theStatusComesFromSystemd()
+    {
+        World world;
+        REQUIRE_WORLD(world);
+        // `exit` in the command ends the wrapper script before it writes the runs line.
+        const QString id = world.add(u"Abrupt"_s, u"exit 7"_s, {u"--weekly"_s, u"sun"_s, u"--at"_s, u"3:00"_s});
+        QVERIFY(!id.isEmpty());
+        QCOMPARE(world.sandbox.runCli({u"start"_s, id}).exitCode, 0);
+        const QList<QJsonObject> calls = world.server->waitForCalls(1, 30000);
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls.constFirst().value(u"summary"_s).toString(), u"Abrupt failed"_s);
+        QCOMPARE(calls.constFirst().value(u"body"_s).toString(), u"The run ended with exit status 7."_s);
+        QCOMPARE(world.runs(id), 0);
+    }
+
     void successfulRun_postsNothing_andStartsNoAlertUnit()
     {
         World world;
@@ -170,7 +185,7 @@ private Q_SLOTS:
         // XDG_CONFIG_HOME, which is this process's too.
         AppSettings::setAlertsEnabled(false);
         QVERIFY(AppSettings::filePath().startsWith(world.sandbox.home()));
-        const QString id = world.add(u"Quiet"_s, u"exit 4"_s, {u"--weekly"_s, u"sun"_s, u"--at"_s, u"3:00"_s});
+        const QString id = world.add(u"Quiet"_s, u"sh -c 'exit 4'"_s, {u"--weekly"_s, u"sun"_s, u"--at"_s, u"3:00"_s});
         QVERIFY(!id.isEmpty());
         QCOMPARE(world.sandbox.runCli({u"start"_s, id}).exitCode, 0);
         QVERIFY(world.waitForRuns(id, 1, 30));
@@ -189,7 +204,7 @@ private Q_SLOTS:
     {
         World world;
         REQUIRE_WORLD(world);
-        const QString id = world.add(u"Clickable"_s, u"exit 9"_s, {u"--weekly"_s, u"sun"_s, u"--at"_s, u"3:00"_s});
+        const QString id = world.add(u"Clickable"_s, u"sh -c 'exit 9'"_s, {u"--weekly"_s, u"sun"_s, u"--at"_s, u"3:00"_s});
         QVERIFY(!id.isEmpty());
         QCOMPARE(world.sandbox.runCli({u"start"_s, id}).exitCode, 0);
         const QList<QJsonObject> calls = world.server->waitForCalls(1, 30000);
