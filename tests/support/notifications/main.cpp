@@ -30,11 +30,11 @@ class Server : public QObject, protected QDBusContext
   public Q_SLOTS:
     QStringList GetCapabilities() { return {u"actions"_s, u"body"_s}; }
 
-    QString GetServerInformation(QString &vendor, QString &version, QString &specVersion)
+    QString GetServerInformation(QString &vendor, QString &version, QString &protocolVersion)
     {
         vendor = u"Moxley tests"_s;
         version = u"1"_s;
-        specVersion = u"1.2"_s;
+        protocolVersion = u"1.2"_s;
         return u"stand-in"_s;
     }
 
