@@ -2,6 +2,7 @@
 
 #include "app/ExportImportCommands.h"
 #include "app/MoxleyApp.h"
+#include "platform/AppSettings.h"
 #include "ui/CheckForUpdatesView.h"
 
 #include <QAction>
@@ -18,7 +19,24 @@ QAction *addItem(QMenu *menu, const QString &text, const QString &name, QAction:
     return action;
 }
 
-// About, "Check for Updates…", a separator, "Install CLI Command...", then Quit.
+// The setting that turns alerts of failed runs on and off, read afresh each time the menu opens
+// (the file is shared with the moxley tool).
+void addAlertsSetting(QMenu *menu)
+{
+    QAction *alerts = addItem(menu, QStringLiteral("Notify When a Run Fails"), QStringLiteral("alerts-setting"),
+                              QAction::ApplicationSpecificRole);
+    alerts->setCheckable(true);
+    alerts->setChecked(AppSettings::alertsEnabled());
+    QObject::connect(menu, &QMenu::aboutToShow, alerts, [alerts] { alerts->setChecked(AppSettings::alertsEnabled()); });
+    QObject::connect(alerts, &QAction::toggled, alerts, [](bool on) {
+        if (on != AppSettings::alertsEnabled()) {
+            AppSettings::setAlertsEnabled(on);
+        }
+    });
+}
+
+// About, "Check for Updates…", "Notify When a Run Fails", a separator, "Install CLI Command...",
+// then Quit.
 void addApplicationItems(QMenu *menu, MoxleyApp &app, bool separators)
 {
     QObject::connect(addItem(menu, QStringLiteral("About Moxley"), QStringLiteral("about"), QAction::AboutRole),
@@ -26,6 +44,7 @@ void addApplicationItems(QMenu *menu, MoxleyApp &app, bool separators)
     auto *checkForUpdates = new CheckForUpdatesView(app.updaterController(), menu);
     checkForUpdates->followMenu(menu);
     menu->addAction(checkForUpdates);
+    addAlertsSetting(menu);
     if (separators) {
         menu->addSeparator();
     }

@@ -3,10 +3,13 @@
 #include "app/AppMenus.h"
 #include "app/CliInstaller.h"
 #include "app/ExportImportCommands.h"
+#include "app/FailureAlerts.h"
 #include "app/MainWindow.h"
 #include "app/StartUpJobs.h"
 #include "app/TasksFileWatcher.h"
+#include "platform/AppPresence.h"
 #include "ui/ContentView.h"
+#include "ui/SidebarSection.h"
 #include "ui/MessageBox.h"
 #include "systemd/SchedulerChoice.h"
 #include "ui/UpdaterController.h"
@@ -42,6 +45,12 @@ MoxleyApp::MoxleyApp(Options options, QObject *parent)
     }
     if (m_options.fileWatchDelayMs >= 0) {
         m_watcher = std::make_unique<TasksFileWatcher>(*m_store, m_options.fileWatchDelayMs);
+    }
+    if (m_options.alerts) {
+        m_alerts = std::make_unique<FailureAlerts>(*m_store);
+        connect(m_alerts.get(), &FailureAlerts::showTaskRequested, this, &MoxleyApp::showTask);
+        m_presence = std::make_unique<AppPresence>();
+        connect(m_presence.get(), &AppPresence::showTaskRequested, this, &MoxleyApp::showTask);
     }
 #ifdef Q_OS_MACOS
     // A Mac program keeps running with its window closed; its menus stay, and clicking its Dock
@@ -90,6 +99,19 @@ MainWindow *MoxleyApp::showMainWindow()
     m_window->raise();
     m_window->activateWindow();
     return m_window;
+}
+
+void MoxleyApp::showTask(const QUuid &id)
+{
+    MainWindow *window = showMainWindow();
+    if (m_store->task(id)) {
+        window->contentView()->setSelection(SidebarSection::task(id));
+    }
+}
+
+bool MoxleyApp::isPresentOnBus() const
+{
+    return m_presence && m_presence->isClaimed();
 }
 
 void MoxleyApp::newTask()

@@ -11,7 +11,9 @@
 #include <optional>
 #include <memory>
 
+class AppPresence;
 class ExportImportCommands;
+class FailureAlerts;
 class StartUpJobs;
 class QMenuBar;
 class TasksFileWatcher;
@@ -37,6 +39,9 @@ class MoxleyApp : public QObject
         // An unknown MOXLEY_SCHEDULER, shown in the Error alert once the window is up (the
         // platform's default scheduler is used meanwhile).
         std::optional<QString> schedulerError;
+        // Alerts of failed runs (FailureAlerts), and the app's name on the session bus
+        // (AppPresence) that tells the alert command an app posts them.
+        bool alerts = true;
     };
     // The program's settings for these process arguments ("--reset-tasks" among them).
     static Options defaultOptions(const QStringList &arguments);
@@ -56,6 +61,10 @@ class MoxleyApp : public QObject
     MainWindow *showMainWindow();
     // With the store's deferStartUpJobs: the work left for after the first window's first paint.
     StartUpJobs *startUpJobs() const { return m_startUpJobs.get(); }
+    // The main window with the task's detail (what a click on an alert, or --show-task, asks for).
+    void showTask(const QUuid &id);
+    // Whether this app holds its name on the session bus.
+    bool isPresentOnBus() const;
 
   public Q_SLOTS:
     // "New Task": asks the main window for its add sheet; with no window nothing happens.
@@ -77,6 +86,8 @@ class MoxleyApp : public QObject
     std::unique_ptr<UpdaterController> m_updater;
     std::unique_ptr<TasksFileWatcher> m_watcher;
     std::unique_ptr<ExportImportCommands> m_exportImport;
+    std::unique_ptr<AppPresence> m_presence;
+    std::unique_ptr<FailureAlerts> m_alerts;
     // macOS: one menu bar for the whole program, there even with no window open.
     std::unique_ptr<QMenuBar> m_globalMenuBar;
     QPointer<MainWindow> m_window;

@@ -79,9 +79,12 @@ void Cli::printHelp(QTextStream &stream) const
            << "Commands:\n";
     qsizetype width = 0;
     for (const auto &command : m_commands) {
-        width = std::max(width, command->name().size());
+        width = std::max(width, command->hidden() ? 0 : command->name().size());
     }
     for (const auto &command : m_commands) {
+        if (command->hidden()) {
+            continue;
+        }
         stream << "  " << command->name().leftJustified(width + 2) << command->summary() << '\n';
     }
     stream << "\nTASK is a task's id, a unique prefix of it (4 characters or more), or its name.\n"
@@ -118,6 +121,9 @@ void Cli::printCommandHelp(const Command &command, QTextStream &stream)
 void Cli::printCommandList(QTextStream &stream) const
 {
     for (const auto &command : m_commands) {
+        if (command->hidden()) {
+            continue;
+        }
         stream << command->name() << '\t' << command->synopsis() << '\t' << command->summary() << '\n';
     }
     stream.flush();

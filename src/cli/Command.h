@@ -27,6 +27,8 @@ public:
     // How many positional arguments the command takes; maxArguments -1 means any number.
     virtual int minArguments() const { return 0; }
     virtual int maxArguments() const { return 0; }
+    // Left out of `moxley --help` and the command list: for the program's own use.
+    virtual bool hidden() const { return false; }
 
     virtual int execute(CommandContext &context, const QCommandLineParser &parser) = 0;
 };

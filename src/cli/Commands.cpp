@@ -28,5 +28,6 @@ std::vector<std::unique_ptr<Command>> Commands::all()
     commands.push_back(makeStatus());
     commands.push_back(makeTimeline());
     commands.push_back(makeTemplate());
+    commands.push_back(makeAlert());
     return commands;
 }

@@ -34,5 +34,6 @@ std::unique_ptr<Command> makeStart();
 std::unique_ptr<Command> makeDoctor();
 std::unique_ptr<Command> makeNext();
 std::unique_ptr<Command> makeUnits();
+std::unique_ptr<Command> makeAlert();
 
 } // namespace Commands

@@ -1,5 +1,6 @@
 #include "platform/AppPaths.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
@@ -34,6 +35,15 @@ QString AppPaths::systemdUserUnitDir()
     const QString xdg = qEnvironmentVariable("XDG_CONFIG_HOME");
     const QString base = xdg.startsWith(u'/') ? QDir::cleanPath(xdg) : homeDir() + QStringLiteral("/.config");
     return base + QStringLiteral("/systemd/user");
+}
+
+QString AppPaths::besideThisProgram(const QString &name)
+{
+    if (!QCoreApplication::instance()) {
+        return {};
+    }
+    const QFileInfo info(QCoreApplication::applicationDirPath() + u'/' + name);
+    return info.isFile() && info.isExecutable() ? info.absoluteFilePath() : QString();
 }
 
 QString AppPaths::loginShell()

@@ -15,6 +15,9 @@ QString scriptsDir();         // dataDir()/Scripts
 QString logDir();             // dataDir()/Logs
 QString userLaunchAgentsDir(); // ~/Library/LaunchAgents
 QString systemdUserUnitDir();  // $XDG_CONFIG_HOME/systemd/user (~/.config/systemd/user by default)
+// The executable `name` in this program's own folder (the app and the moxley tool are installed
+// side by side); empty when there is none.
+QString besideThisProgram(const QString &name);
 // The user's login shell (the password database's, else $SHELL) when it is an executable file; empty otherwise.
 QString loginShell();
 

@@ -57,10 +57,11 @@ std::shared_ptr<ChangeNotice> ChangeNotice::system()
 
 #else // D-Bus
 
+#include "platform/BusAddress.h"
+
 #include <QAtomicInteger>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QFileInfo>
 #include <QObject>
 
 namespace {
@@ -68,20 +69,6 @@ namespace {
 const QString kPath = QStringLiteral("/com/moxley/Tasks");
 const QString kInterface = QStringLiteral("com.moxley.Tasks");
 const QString kMember = QStringLiteral("tasksDidChange");
-
-QString sessionBusAddress()
-{
-    const QString address = qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS");
-    if (!address.isEmpty()) {
-        return address;
-    }
-    // Sessions started by systemd put the bus here without always saying so.
-    const QString runtimeDir = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    if (!runtimeDir.isEmpty() && QFileInfo::exists(runtimeDir + QStringLiteral("/bus"))) {
-        return u"unix:path=" % runtimeDir % u"/bus";
-    }
-    return {};
-}
 
 class SignalReceiver : public QObject
 {
@@ -124,7 +111,7 @@ class BusChangeNotice final : public ChangeNotice
 {
   public:
     BusChangeNotice()
-        : m_address(sessionBusAddress()),
+        : m_address(BusAddress::session()),
           m_connectionName(u"moxley-change-notice-" % QString::number(s_instances.fetchAndAddRelaxed(1)))
     {
     }

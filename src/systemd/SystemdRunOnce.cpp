@@ -18,7 +18,8 @@ const QString kFallbackPath = u"/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bi
 
 std::optional<QString> SystemdScheduler::runOnce(const ScheduledTask &task)
 {
-    if (auto failure = writeUnits(task)) {
+    // A probe that fails is not a failed run of the task: no alert.
+    if (auto failure = writeUnits(task, false)) {
         return failure;
     }
     if (auto failure = systemctl({u"daemon-reload"_s}).error) {

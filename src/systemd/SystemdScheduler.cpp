@@ -57,9 +57,11 @@ std::optional<QDateTime> parseUtcTimestamp(const QString &text)
 
 } // namespace
 
-SystemdScheduler::SystemdScheduler(LaunchdService files, QString unitDir, QString loginShell)
+SystemdScheduler::SystemdScheduler(LaunchdService files, QString unitDir, QString loginShell,
+                                   std::optional<QString> alertTool)
     : m_files(std::move(files)), m_unitDir(unitDir.isEmpty() ? AppPaths::systemdUserUnitDir() : std::move(unitDir)),
-      m_loginShell(loginShell.isEmpty() ? AppPaths::loginShell() : std::move(loginShell))
+      m_loginShell(loginShell.isEmpty() ? AppPaths::loginShell() : std::move(loginShell)),
+      m_alertTool(alertTool ? std::move(*alertTool) : AppPaths::besideThisProgram(u"moxley"_s))
 {
 }
 
@@ -102,20 +104,35 @@ QString SystemdScheduler::timerPath(const ScheduledTask &task) const
     return m_unitDir % u'/' % SystemdUnits::timerName(task.id);
 }
 
-std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task) const
+std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task, bool alerts) const
 {
+    alerts = alerts && !m_alertTool.isEmpty();
     if (auto failure = m_files.writeScript(task, scriptText(task))) {
         return u"Failed to install task: " % *failure;
     }
     if (!QDir().mkpath(m_unitDir)) {
         return u"Failed to install task: The folder “" % m_unitDir % u"” could not be created.";
     }
-    for (const JobFile &file : jobFiles(task)) {
+    QList<JobFile> files = unitFiles(task, alerts);
+    if (alerts) {
+        // Written with every task, so that it always runs the tool of the latest install; after the
+        // task's units, so that a sweep running alongside sees a task that still needs it.
+        files.append({m_unitDir % u'/' % SystemdUnits::alertTemplateName(), SystemdUnits::alertTemplateText(m_alertTool)});
+    }
+    for (const JobFile &file : std::as_const(files)) {
         if (auto failure = saveFile(file.path, file.text)) {
             return failure;
         }
     }
     return std::nullopt;
+}
+
+void SystemdScheduler::removeUnusedAlertTemplate() const
+{
+    const QStringList taskUnits = QDir(m_unitDir).entryList({u"com.moxley.task.*"_s}, QDir::Files | QDir::Hidden | QDir::System);
+    if (taskUnits.isEmpty()) {
+        QFile::remove(m_unitDir % u'/' % SystemdUnits::alertTemplateName());
+    }
 }
 
 std::optional<QString> SystemdScheduler::install(const ScheduledTask &task)
@@ -206,6 +223,7 @@ std::optional<QString> SystemdScheduler::uninstall(const ScheduledTask &task)
                      .error;
         QFile::remove(timer);
         QFile::remove(service);
+        removeUnusedAlertTemplate();
         if (auto failure = systemctl({u"daemon-reload"_s}).error; failure && !result) {
             result = failure;
         }
@@ -238,8 +256,11 @@ void SystemdScheduler::removeStrays(const QSet<QUuid> &keptIds)
         for (const QString &path : std::as_const(paths)) {
             QFile::remove(path);
         }
+        removeUnusedAlertTemplate();
         (void)systemctl({u"daemon-reload"_s});
         (void)systemctl(QStringList{u"reset-failed"_s} + names);
+    } else {
+        removeUnusedAlertTemplate();
     }
     m_files.removeOrphanScripts(keptIds);
 }
@@ -305,7 +326,13 @@ bool SystemdScheduler::isLoaded(const ScheduledTask &task) const
 
 QList<JobScheduler::JobFile> SystemdScheduler::jobFiles(const ScheduledTask &task) const
 {
-    const SystemdUnits::Paths paths{m_files.scriptPath(task), m_files.stdoutLogPath(task), m_files.stderrLogPath(task)};
+    return unitFiles(task, !m_alertTool.isEmpty());
+}
+
+QList<JobScheduler::JobFile> SystemdScheduler::unitFiles(const ScheduledTask &task, bool alerts) const
+{
+    const SystemdUnits::Paths paths{m_files.scriptPath(task), m_files.stdoutLogPath(task), m_files.stderrLogPath(task),
+                                    alerts};
     QList<JobFile> files{{servicePath(task), SystemdUnits::serviceText(task, paths)}};
     if (SystemdUnits::hasTimer(task)) {
         files.append({timerPath(task), SystemdUnits::timerText(task)});

@@ -13,9 +13,13 @@ class SystemdScheduler final : public JobScheduler
 {
   public:
     // `unitDir` empty: AppPaths::systemdUserUnitDir(); `loginShell` empty: AppPaths::loginShell().
-    explicit SystemdScheduler(LaunchdService files, QString unitDir = {}, QString loginShell = {});
+    // `alertTool`: the moxley executable that the alert unit runs; nothing: the one beside this
+    // program (AppPaths::besideThisProgram); empty: no alert unit, and no OnFailure= on the services.
+    explicit SystemdScheduler(LaunchdService files, QString unitDir = {}, QString loginShell = {},
+                              std::optional<QString> alertTool = std::nullopt);
 
     const QString &unitDir() const { return m_unitDir; }
+    const QString &alertTool() const { return m_alertTool; }
 
     Kind kind() const override { return Kind::systemd; }
     std::optional<QString> install(const ScheduledTask &task) override;
@@ -52,15 +56,20 @@ class SystemdScheduler final : public JobScheduler
   private:
     QString servicePath(const ScheduledTask &task) const;
     QString timerPath(const ScheduledTask &task) const;
-    std::optional<QString> writeUnits(const ScheduledTask &task) const;
+    // `alerts`: whether the service names the alert unit (a probe's failure is no run's failure).
+    std::optional<QString> writeUnits(const ScheduledTask &task, bool alerts = true) const;
+    QList<JobFile> unitFiles(const ScheduledTask &task, bool alerts) const;
     // daemon-reload, then enable --now (and start, for run-at-load services) the units given.
     std::optional<QString> activate(const QStringList &units, const QStringList &started);
     std::optional<QString> withoutWake(const ScheduledTask &task);
     std::optional<QDateTime> managerNextElapse(const ScheduledTask &task) const;
+    // The alert template goes with the last task's units.
+    void removeUnusedAlertTemplate() const;
 
     LaunchdService m_files;
     QString m_unitDir;
     QString m_loginShell;
+    QString m_alertTool;
     bool m_batching = false;
     QStringList m_pendingUnits;
     QStringList m_pendingStarts;

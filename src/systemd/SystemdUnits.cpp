@@ -58,6 +58,28 @@ std::optional<QUuid> SystemdUnits::taskIdOfUnit(const QString &fileName)
     return parseUuid(rest);
 }
 
+QString SystemdUnits::alertTemplateName()
+{
+    return u"com.moxley.alert@.service"_s;
+}
+
+QString SystemdUnits::alertInstanceName(const QUuid &id)
+{
+    return u"com.moxley.alert@" % ScheduledTask::fullId(id) % u".service";
+}
+
+QString SystemdUnits::alertTemplateText(const QString &toolPath)
+{
+    QStringList lines;
+    lines << u"[Unit]"_s << u"Description=Moxley: alert for a failed run of %i"_s << QString();
+    // exec: the unit is up once the tool runs, which then waits a while for a click on its notice.
+    lines << u"[Service]"_s << u"Type=exec"_s;
+    lines << u"ExecStart=" % execStart(toolPath) % u" alert %i";
+    // The app that a click starts must outlive the tool that started it.
+    lines << u"KillMode=process"_s;
+    return lines.join(u'\n') + u'\n';
+}
+
 bool SystemdUnits::hasTimer(const ScheduledTask &task)
 {
     return task.schedule.kind() != TaskSchedule::Kind::runAtLoad;
@@ -112,8 +134,11 @@ QString SystemdUnits::literalValue(const QString &text)
 QString SystemdUnits::serviceText(const ScheduledTask &task, const Paths &paths)
 {
     QStringList lines;
-    lines << u"[Unit]"_s << description(task) << QString();
-    lines << u"[Service]"_s << u"Type=oneshot"_s;
+    lines << u"[Unit]"_s << description(task);
+    if (paths.alerts) {
+        lines << u"OnFailure=" % alertInstanceName(task.id);
+    }
+    lines << QString() << u"[Service]"_s << u"Type=oneshot"_s;
     lines << u"ExecStart=" % execStart(paths.script);
     lines << u"StandardOutput=append:" % literalValue(paths.stdoutLog);
     lines << u"StandardError=append:" % literalValue(paths.stderrLog);

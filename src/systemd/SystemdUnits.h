@@ -12,6 +12,12 @@ namespace SystemdUnits {
 
 QString serviceName(const QUuid &id); // com.moxley.task.<ID>.service
 QString timerName(const QUuid &id);   // com.moxley.task.<ID>.timer
+// The template unit that OnFailure= of every task's service starts, as com.moxley.alert@<ID>.service:
+// it runs `moxley alert ID`, which posts the desktop notification of the failed run.
+QString alertTemplateName(); // com.moxley.alert@.service
+QString alertInstanceName(const QUuid &id);
+// `toolPath`: the moxley executable.
+QString alertTemplateText(const QString &toolPath);
 // The id of one of this program's unit file names; nothing for any other name.
 std::optional<QUuid> taskIdOfUnit(const QString &fileName);
 
@@ -22,6 +28,8 @@ struct Paths {
     QString script;
     QString stdoutLog;
     QString stderrLog;
+    // Whether the alert template is installed beside the units, so the service names it.
+    bool alerts = false;
 };
 QString serviceText(const ScheduledTask &task, const Paths &paths);
 // Empty for run-at-load.

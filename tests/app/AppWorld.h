@@ -51,6 +51,7 @@ class AppWorld
         options.feedUrl = QUrl(u"https://moxley.example/appcast.xml"_s);
         options.cliToolPath = sandbox.root() % u"/app/moxley";
         options.fileWatchDelayMs = -1;
+        options.alerts = false;
         options.urlOpener = [opened = opened](const QUrl &url) { opened->append(url); };
         return options;
     }

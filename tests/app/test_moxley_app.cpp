@@ -40,7 +40,8 @@ class MoxleyAppTest : public QObject
         // The ellipsis of "Check for Updates…" is the one character U+2026; "Install CLI Command..."
         // has three full stops.
         QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"Moxley"_s)),
-                 (QStringList{u"About Moxley"_s, QString::fromUtf8("Check for Updates\xE2\x80\xA6"), u"---"_s,
+                 (QStringList{u"About Moxley"_s, QString::fromUtf8("Check for Updates\xE2\x80\xA6"),
+                              u"Notify When a Run Fails"_s, u"---"_s,
                               u"Install CLI Command..."_s, u"---"_s, u"Quit Moxley"_s}));
         QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"File"_s)),
                  (QStringList{u"New Task"_s, u"---"_s, QString::fromUtf8("Export Tasks\xE2\x80\xA6"),
@@ -54,6 +55,8 @@ class MoxleyAppTest : public QObject
                  QAction::ApplicationSpecificRole);
         QCOMPARE(menuItem(window, u"Install CLI Command..."_s)->menuRole(), QAction::ApplicationSpecificRole);
         QCOMPARE(menuItem(window, u"New Task"_s)->menuRole(), QAction::NoRole);
+        QCOMPARE(menuItem(window, u"Notify When a Run Fails"_s)->menuRole(), QAction::ApplicationSpecificRole);
+        QVERIFY(menuItem(window, u"Notify When a Run Fails"_s)->isCheckable());
     }
 
     void toolbar_hasNoCustomisationItems()

@@ -115,6 +115,7 @@ private Q_SLOTS:
             u"# com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service\n"
             "[Unit]\n"
             "Description=Moxley: Back up 100%% of $HOME\n"
+            "OnFailure=com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service\n"
             "\n"
             "[Service]\n"
             "Type=oneshot\n"
@@ -138,6 +139,76 @@ private Q_SLOTS:
         // Pure text: nothing was written.
         QVERIFY(!QDir(sandbox.home() + u"/.config"_s).exists());
         QVERIFY(!QDir(sandbox.scriptsDir()).exists());
+    }
+
+    void alertTemplate_byteForByte()
+    {
+        QCOMPARE(SystemdUnits::alertTemplateName(), u"com.moxley.alert@.service"_s);
+        QCOMPARE(SystemdUnits::alertInstanceName(QUuid::fromString(QLatin1String(kId))),
+                 u"com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service"_s);
+        QCOMPARE(SystemdUnits::alertTemplateText(u"/usr/bin/moxley"_s),
+                 u"[Unit]\n"
+                 "Description=Moxley: alert for a failed run of %i\n"
+                 "\n"
+                 "[Service]\n"
+                 "Type=exec\n"
+                 "ExecStart=\"/usr/bin/moxley\" alert %i\n"
+                 "KillMode=process\n"_s);
+        // The tool's path is quoted as a task's script path is: % doubled, quotes through env.
+        QVERIFY(SystemdUnits::alertTemplateText(u"/opt/100% mox/moxley"_s)
+                    .contains(u"\nExecStart=\"/opt/100%% mox/moxley\" alert %i\n"_s));
+        QVERIFY(SystemdUnits::alertTemplateText(u"/opt/it's/moxley"_s)
+                    .contains(u"\nExecStart=/usr/bin/env \"/opt/it's/moxley\" alert %i\n"_s));
+    }
+
+    void service_withAlerts_byteForByte_andVerified()
+    {
+        if (QStandardPaths::findExecutable(u"systemd-analyze"_s).isEmpty()) {
+            QSKIP("systemd-analyze is not installed (apt-get install systemd)");
+        }
+        Sandbox sandbox;
+        const LaunchdService files;
+        const QString unitDir = sandbox.root() + u"/units"_s;
+        const SystemdScheduler scheduler(files, unitDir, u"/bin/bash"_s, QStringLiteral(MOXLEY_CLI_PATH));
+        const ScheduledTask task = makeTask(kId, u"Alerting"_s, TaskSchedule::daily({{7, 0}}));
+        const QString service = scheduler.jobFiles(task).constFirst().text;
+        QCOMPARE(service, u"[Unit]\n"
+                          "Description=Moxley: Alerting\n"
+                          "OnFailure=com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service\n"
+                          "\n"
+                          "[Service]\n"
+                          "Type=oneshot\n"
+                          "ExecStart=\""_s + sandbox.scriptsDir() + u"/Moxley_0a1b2c3d.sh\"\n"
+                          "StandardOutput=append:"_s + sandbox.logDir() + u"/0a1b2c3d.stdout.log\n"
+                          "StandardError=append:"_s + sandbox.logDir() + u"/0a1b2c3d.stderr.log\n"_s);
+        // Without a tool to run, no alert unit is named.
+        const SystemdScheduler quiet(files, unitDir, u"/bin/bash"_s, QString());
+        QVERIFY(!quiet.jobFiles(task).constFirst().text.contains(u"OnFailure="_s));
+        // Nor by the doctor's one-off probe (whether or not a user manager then answers).
+        SystemdScheduler prober(files, unitDir, u"/bin/bash"_s, QStringLiteral(MOXLEY_CLI_PATH));
+        (void)prober.runOnce(task);
+        const QByteArray probe = Sandbox::readFile(unitDir + u'/' + SystemdUnits::serviceName(task.id));
+        QVERIFY(probe.contains("ExecStart="));
+        QVERIFY(!probe.contains("OnFailure="));
+        QVERIFY(!QFile::exists(unitDir + u"/com.moxley.alert@.service"_s));
+        prober.removeRunOnce(task);
+        QVERIFY(!QFile::exists(unitDir + u'/' + SystemdUnits::serviceName(task.id)));
+
+        for (const JobScheduler::JobFile &file : scheduler.jobFiles(task)) {
+            Sandbox::writeFile(file.path, file.text.toUtf8());
+        }
+        Sandbox::writeFile(unitDir + u"/com.moxley.alert@.service"_s,
+                           SystemdUnits::alertTemplateText(QStringLiteral(MOXLEY_CLI_PATH)).toUtf8());
+        Sandbox::writeFile(files.scriptPath(task), "#!/bin/bash\n", 0755);
+        // An instance of the template, as systemd makes one for OnFailure=.
+        QVERIFY(QFile::link(unitDir + u"/com.moxley.alert@.service"_s,
+                            unitDir + u"/com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service"_s));
+        QProcess process;
+        process.start(u"systemd-analyze"_s, {u"verify"_s, unitDir + u'/' + SystemdUnits::serviceName(task.id),
+                                             unitDir + u"/com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service"_s});
+        QVERIFY(process.waitForFinished(60000));
+        const QByteArray errors = process.readAllStandardError().trimmed();
+        QVERIFY2(process.exitCode() == 0 && errors.isEmpty(), errors.constData());
     }
 
     void units_intervalAndRunAtLoad_byteForByte()
