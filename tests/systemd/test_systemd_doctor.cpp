@@ -31,7 +31,7 @@ struct World {
         QFile::link(QStandardPaths::findExecutable(u"systemctl"_s), sandbox.sysroot() + u"/usr/bin/systemctl"_s);
         manager = std::make_unique<PrivateSystemdManager>(sandbox.home());
         Sandbox::writeFile(tools + u"/only-mine"_s, "#!/bin/sh\necho mine\n", 0755);
-        qputenv("PATH", tools.toUtf8() + ':' + savedPath);
+        qputenv("PATH", QByteArray(tools.toUtf8() + ':' + savedPath));
     }
     ~World() { qputenv("PATH", savedPath); }
 

@@ -34,7 +34,7 @@ int main(int argc, char *argv[])
     // the picture shows nothing of this machine's own).
     const QString toolBin = home + u"/.local/share/pnpm"_s;
     Sandbox::writeFile(toolBin + u"/pnpm"_s, "#!/bin/sh\n", 0755);
-    qputenv("PATH", toolBin.toUtf8() + ":/usr/local/bin:/usr/bin:/bin");
+    qputenv("PATH", QByteArray(toolBin.toUtf8() + ":/usr/local/bin:/usr/bin:/bin"));
     Sandbox::writeFile(home + u"/reports/publish.sh"_s, "#!/bin/sh\n", 0644);
 
     TaskStore::Options options;

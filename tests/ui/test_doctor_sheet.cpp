@@ -48,7 +48,7 @@ private Q_SLOTS:
         tools = world->sandbox.root() + u"/my tools"_s;
         Sandbox::writeFile(tools + u"/only-mine"_s, "#!/bin/sh\n", 0755);
         savedPath = qgetenv("PATH");
-        qputenv("PATH", tools.toUtf8() + ':' + savedPath);
+        qputenv("PATH", QByteArray(tools.toUtf8() + ':' + savedPath));
     }
 
     void cleanup()
