@@ -32,7 +32,7 @@ struct World {
     World()
     {
         Sandbox::writeFile(tools + u"/only-mine"_s, "#!/bin/sh\necho mine\n", 0755);
-        qputenv("PATH", tools.toUtf8() + ':' + savedPath);
+        qputenv("PATH", QByteArray(tools.toUtf8() + ':' + savedPath));
     }
     ~World() { qputenv("PATH", savedPath); }
 
