@@ -20,8 +20,9 @@ command -v mmdebstrap >/dev/null || {
     { apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends mmdebstrap; }
 }
 
-# The chroot is Debian 13, which has every package of the list, "name?" ones too.
-mapfile -t packages < <(grep -v '^#' scripts/debian-packages.txt | grep . | sed 's/?$//')
+# "name?" packages are added after the chroot is made, where Debian 13 has them.
+mapfile -t packages < <(grep -v '^#' scripts/debian-packages.txt | grep . | grep -v '?$')
+mapfile -t optional < <(grep -v '^#' scripts/debian-packages.txt | grep '?$' | sed 's/?$//')
 packages+=(clang ccache)
 
 # The marker is written last: a chroot without it was cut short and is made again. One that has
@@ -39,15 +40,21 @@ if [ ! -f "$root/.moxley-complete" ]; then
   touch "$root.new/.moxley-complete"
   mv "$root.new" "$root"
   echo "check-newest: chroot made in $((SECONDS - start)) s"
-else
-  missing=()
-  for p in "${packages[@]}"; do
-    chroot "$root" dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
-  done
+fi
+# A reused chroot gets what the list gained since; "name?" packages come here too (the package
+# lists are fetched first, as mmdebstrap leaves none behind), where the suite has them.
+installed() { chroot "$root" dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q 'install ok installed'; }
+available() { chroot "$root" apt-cache policy "$1" 2>/dev/null | grep -q 'Candidate: [^(]'; }
+missing=()
+pending=()
+for p in "${packages[@]}"; do installed "$p" || missing+=("$p"); done
+for p in "${optional[@]}"; do installed "$p" || pending+=("$p"); done
+if [ ${#missing[@]} -gt 0 ] || [ ${#pending[@]} -gt 0 ]; then
+  cp /etc/resolv.conf "$root/etc/resolv.conf"
+  chroot "$root" apt-get update -qq
+  for p in "${pending[@]}"; do ! available "$p" || missing+=("$p"); done
   if [ ${#missing[@]} -gt 0 ]; then
     echo "check-newest: adding ${missing[*]} to the chroot"
-    cp /etc/resolv.conf "$root/etc/resolv.conf"
-    chroot "$root" apt-get update -qq
     chroot "$root" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
     chroot "$root" apt-get clean
   fi
