@@ -14,20 +14,23 @@ using Bench::Context;
 using Bench::Row;
 using Measure::Command;
 
-
 QList<Row> testRun(const Context &context)
 {
     Row row;
     row.name = QStringLiteral("test run: TaskRunner, 100 MB of lines");
     row.target = QStringLiteral("ratio <= 1.5, memory <= 3x the output");
     // 1,000,000 lines of exactly 100 bytes, made as they are written.
-    const QString command = QStringLiteral(
-        "awk 'BEGIN { pad = sprintf(\"%84s\", \"\"); gsub(/ /, \"x\", pad); "
-        "for (i = 0; i < 1000000; i++) printf \"line %09d %s\\n\", i, pad }'");
+    const QString command = QStringLiteral("awk 'BEGIN { pad = sprintf(\"%84s\", \"\"); gsub(/ /, \"x\", pad); "
+                                           "for (i = 0; i < 1000000; i++) printf \"line %09d %s\\n\", i, pad }'");
     const qint64 outputBytes = 100000000;
     const Measure::Pair pair = Measure::alternate(
-        context.reps, [&] { return context.run(Command{{context.worker(), QStringLiteral("testrun"), command}, {}, {}, true}); },
-        [&] { return context.run(Command{{QStringLiteral("/bin/bash"), QStringLiteral("-c"), command}, {}, {}, false}); });
+        context.reps,
+        [&] {
+            return context.run(Command{{context.worker(), QStringLiteral("testrun"), command}, {}, {}, true});
+        },
+        [&] {
+            return context.run(Command{{QStringLiteral("/bin/bash"), QStringLiteral("-c"), command}, {}, {}, false});
+        });
     const auto fields = Measure::fields(pair.ours.runs.first().out);
     if (!pair.ours.runs.first().ok() || fields.value(u"chars"_s).toLongLong() != outputBytes) {
         row.verdict = QStringLiteral("FAILED");
@@ -46,10 +49,12 @@ QList<Row> testRun(const Context &context)
         user.append(Measure::fields(run.out).value(u"user_ms"_s).toDouble());
         system.append(Measure::fields(run.out).value(u"sys_ms"_s).toDouble());
     }
-    row.notes.append(u"test run: the command is an awk program printing 1,000,000 lines of 100 bytes, through /bin/bash "
-                     u"-c on both sides; the runner keeps the whole output as the test-run sheet shows it. Our "
-                     u"process's own CPU time (median): " + Bench::milliseconds(Measure::median(user)) + u" user, " +
-                     Bench::milliseconds(Measure::median(system)) + u" system.");
+    row.notes.append(
+        u"test run: the command is an awk program printing 1,000,000 lines of 100 bytes, through /bin/bash "
+        u"-c on both sides; the runner keeps the whole output as the test-run sheet shows it. Our "
+        u"process's own CPU time (median): " +
+        Bench::milliseconds(Measure::median(user)) + u" user, " + Bench::milliseconds(Measure::median(system)) +
+        u" system.");
     return {row};
 }
 
@@ -63,11 +68,13 @@ QList<Row> timeline(const Context &context)
     const QString dir = context.tempDir + u"/timeline";
     // A Friday in March, 18:00 in Berlin: 1,080 minutes of today behind us.
     DataGen::writeTimelineData(dir);
-    const Measure::Run run = context.run(Command{{context.worker(), QStringLiteral("timeline"), dir + u"/tasks.json",
-                                                  dir + u"/Logs", QString::fromLatin1(DataGen::kTimelineNow),
-                                                  QString::fromLatin1(DataGen::kTimelineZone),
-                                                  QString::number(std::max(context.reps, 5))},
-                                                 {}, {}, true});
+    const Measure::Run run =
+        context.run(Command{{context.worker(), QStringLiteral("timeline"), dir + u"/tasks.json", dir + u"/Logs",
+                             QString::fromLatin1(DataGen::kTimelineNow), QString::fromLatin1(DataGen::kTimelineZone),
+                             QString::number(std::max(context.reps, 5))},
+                            {},
+                            {},
+                            true});
     const auto fields = Measure::fields(run.out);
     if (!run.ok()) {
         QDir(dir).removeRecursively();
@@ -104,13 +111,13 @@ QList<Row> timeline(const Context &context)
     Row paint = view;
     paint.name = QStringLiteral("timeline view: paint at 1200x800 offscreen");
     paint.target = QStringLiteral("paint < 16 ms");
-    const Measure::Run drawn = context.run(Command{{context.binDir + u"/moxley-bench-view", QStringLiteral("timeline"), dir,
-                                                    QString::fromLatin1(DataGen::kTimelineNow),
-                                                    QString::fromLatin1(DataGen::kTimelineZone),
-                                                    QString::number(std::max(context.reps, 5))},
-                                                   {{u"QT_QPA_PLATFORM"_s, u"offscreen"_s},
-                                                    {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}},
-                                                   {}, true});
+    const Measure::Run drawn =
+        context.run(Command{{context.binDir + u"/moxley-bench-view", QStringLiteral("timeline"), dir,
+                             QString::fromLatin1(DataGen::kTimelineNow), QString::fromLatin1(DataGen::kTimelineZone),
+                             QString::number(std::max(context.reps, 5))},
+                            {{u"QT_QPA_PLATFORM"_s, u"offscreen"_s}, {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}},
+                            {},
+                            true});
     const auto viewFields = Measure::fields(drawn.out);
     if (!drawn.ok() || viewFields.value(u"lanes"_s) != fields.value(u"rows"_s)) {
         view.verdict = paint.verdict = QStringLiteral("FAILED");
@@ -126,7 +133,8 @@ QList<Row> timeline(const Context &context)
         paint.cpu = Bench::milliseconds(viewFields.value(u"paint_cpu_ms"_s).toDouble()) + u" / -";
         paint.memory = view.memory;
         paint.verdict = paintMs < 16 ? QStringLiteral("met") : QStringLiteral("MISSED");
-        view.notes.append(u"timeline view: DayTimelineView over the store with the same data, " + viewFields.value(u"lanes"_s) +
+        view.notes.append(u"timeline view: DayTimelineView over the store with the same data, " +
+                          viewFields.value(u"lanes"_s) +
                           u" lanes; reload() and the posted events that show and lay out the new lanes, then "
                           u"render() into a 1200x800 image (the lanes in sight are drawn).");
     }
@@ -158,9 +166,8 @@ QList<Row> startUp(const Context &context)
     // moxley-app over 1,000 installed tasks and 1,000 other jobs, all under a temporary home.
     const QString dir = context.tempDir + u"/startup";
     DataGen::writeAppData(dir + u"/home", dir + u"/data", dir + u"/sysroot");
-    const QMap<QString, QString> appEnv{{u"HOME"_s, dir + u"/home"},
-                                        {u"XDG_DATA_HOME"_s, dir + u"/data"},
-                                        {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}};
+    const QMap<QString, QString> appEnv{
+        {u"HOME"_s, dir + u"/home"}, {u"XDG_DATA_HOME"_s, dir + u"/data"}, {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}};
     const Measure::Pair pair = Measure::alternate(
         context.reps, [&] { return firstPaint(context.binDir + u"/moxley-app", appEnv); },
         [&] { return firstPaint(context.binDir + u"/moxley-bench-minimal-window", {}); });
@@ -172,7 +179,8 @@ QList<Row> startUp(const Context &context)
         return {row};
     }
     const auto [o, r] = Bench::fillTimes(row, pair, u"minimal Qt Widgets window"_s);
-    row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; reference " + Bench::mebibytes(pair.reference.maxPeakKiB());
+    row.memory =
+        Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; reference " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= 1.5 * r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(QStringLiteral("start-up: moxley-app with 1,000 installed tasks and 1,000 other jobs (user and "
                                     "system folders), from spawn to the moment its first paint of the main window "
@@ -189,16 +197,22 @@ QList<Row> cli(const Context &context)
     const QString tasksFile = dir + u"/data/Moxley/tasks.json";
     DataGen::Random random;
     DataGen::writeTasksFile(tasksFile, DataGen::makeTasks(1000, random), 2);
-    const QMap<QString, QString> env{{u"HOME"_s, dir + u"/home"}, {u"XDG_DATA_HOME"_s, dir + u"/data"},
-                                     {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}};
+    const QMap<QString, QString> env{
+        {u"HOME"_s, dir + u"/home"}, {u"XDG_DATA_HOME"_s, dir + u"/data"}, {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}};
     QDir().mkpath(dir + u"/home");
     const Measure::Pair pair = Measure::alternate(
-        context.reps, [&] { return context.run(Command{{context.binDir + u"/moxley", QStringLiteral("list")}, env, {}, true}); },
-        [&] { return context.run(Command{{QStringLiteral("/usr/bin/cat"), tasksFile}, {}, {}, false}); });
+        context.reps,
+        [&] {
+            return context.run(Command{{context.binDir + u"/moxley", QStringLiteral("list")}, env, {}, true});
+        },
+        [&] {
+            return context.run(Command{{QStringLiteral("/usr/bin/cat"), tasksFile}, {}, {}, false});
+        });
     // The process alone, for scale: loading the libraries and parsing the arguments.
     Measure::Series startOnly;
     for (int i = 0; i < context.reps; ++i) {
-        startOnly.runs.append(context.run(Command{{context.binDir + u"/moxley", QStringLiteral("--version")}, env, {}, false}));
+        startOnly.runs.append(
+            context.run(Command{{context.binDir + u"/moxley", QStringLiteral("--version")}, env, {}, false}));
     }
     QDir(dir).removeRecursively();
     const Measure::Run &first = pair.ours.runs.first();
@@ -231,12 +245,17 @@ QList<Row> timerScanRows(const Context &context);
 
 QList<Benchmark> benchmarks()
 {
-    return {{QStringLiteral("history"), historyRows}, {QStringLiteral("logtail"), logTailRows},
-            {QStringLiteral("tasks"), tasksFileRows}, {QStringLiteral("scan"), scanRows},
+    return {{QStringLiteral("history"), historyRows},
+            {QStringLiteral("logtail"), logTailRows},
+            {QStringLiteral("tasks"), tasksFileRows},
+            {QStringLiteral("scan"), scanRows},
             {QStringLiteral("timerscan"), timerScanRows},
-            {QStringLiteral("testrun"), testRun},     {QStringLiteral("timeline"), timeline},
-            {QStringLiteral("startup"), startUp},     {QStringLiteral("cli"), cli},
-            {QStringLiteral("clihistory"), cliHistoryRows}, {QStringLiteral("clilogs"), cliLogsRows},
+            {QStringLiteral("testrun"), testRun},
+            {QStringLiteral("timeline"), timeline},
+            {QStringLiteral("startup"), startUp},
+            {QStringLiteral("cli"), cli},
+            {QStringLiteral("clihistory"), cliHistoryRows},
+            {QStringLiteral("clilogs"), cliLogsRows},
             {QStringLiteral("clitimeline"), cliTimelineRows}};
 }
 } // namespace Bench

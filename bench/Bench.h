@@ -25,7 +25,7 @@ struct Row {
     QString ours;      // "12.3 ms", or "not measured: <reason>"
     QString reference; // "4.1 ms (wc -l)"
     QString ratio;
-    QString cpu;       // user + system time of each side, medians: less swayed by the load than wall time
+    QString cpu; // user + system time of each side, medians: less swayed by the load than wall time
     QString memory;
     QString target;
     QString verdict;   // "met", "MISSED" or "not measured"

@@ -54,12 +54,13 @@ QString escapeCell(QString text)
 
 QString table(const QList<Bench::Row> &rows)
 {
-    QString out = QStringLiteral("| benchmark | ours | reference | ratio | CPU ours / reference | peak memory | target | result |\n"
-                                 "|---|---|---|---|---|---|---|---|\n");
+    QString out = QStringLiteral(
+        "| benchmark | ours | reference | ratio | CPU ours / reference | peak memory | target | result |\n"
+        "|---|---|---|---|---|---|---|---|\n");
     for (const Bench::Row &row : rows) {
-        out += u"| " + escapeCell(row.name) + u" | " + escapeCell(row.ours) + u" | " + escapeCell(row.reference) + u" | " +
-               escapeCell(row.ratio) + u" | " + escapeCell(row.cpu) + u" | " + escapeCell(row.memory) + u" | " + escapeCell(row.target) + u" | " +
-               escapeCell(row.verdict) + u" |\n";
+        out += u"| " + escapeCell(row.name) + u" | " + escapeCell(row.ours) + u" | " + escapeCell(row.reference) +
+               u" | " + escapeCell(row.ratio) + u" | " + escapeCell(row.cpu) + u" | " + escapeCell(row.memory) +
+               u" | " + escapeCell(row.target) + u" | " + escapeCell(row.verdict) + u" |\n";
     }
     return out;
 }
@@ -102,7 +103,8 @@ int main(int argc, char **argv)
         } else if (args[i] == u"--readme" && i + 1 < args.size()) {
             readme = args[++i];
         } else {
-            std::fprintf(stderr, "usage: moxley-bench [--reps N] [--only history,logtail,...] [--readme bench/README.md]\n");
+            std::fprintf(stderr,
+                         "usage: moxley-bench [--reps N] [--only history,logtail,...] [--readme bench/README.md]\n");
             return 2;
         }
     }
@@ -127,7 +129,8 @@ int main(int argc, char **argv)
         QElapsedTimer timer;
         timer.start();
         const QList<Bench::Row> produced = benchmark.function(context);
-        std::fprintf(stderr, "moxley-bench: %s took %.1f s\n", qPrintable(benchmark.key), double(timer.elapsed()) / 1000);
+        std::fprintf(stderr, "moxley-bench: %s took %.1f s\n", qPrintable(benchmark.key),
+                     double(timer.elapsed()) / 1000);
         rows += produced;
     }
 

@@ -28,7 +28,9 @@ QMap<QString, QString> makeStore(const QString &dir)
     DataGen::writeTasksFile(dir + u"/data/Moxley/tasks.json", tasks, 2);
     QDir().mkpath(dir + u"/home");
     QDir().mkpath(dir + u"/data/Moxley/Logs");
-    return {{u"HOME"_s, dir + u"/home"}, {u"XDG_DATA_HOME"_s, dir + u"/data"}, {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"},
+    return {{u"HOME"_s, dir + u"/home"},
+            {u"XDG_DATA_HOME"_s, dir + u"/data"},
+            {u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"},
             {u"TZ"_s, u"Europe/Berlin"_s}};
 }
 
@@ -60,16 +62,24 @@ QList<Row> history(const Context &context)
     if (!text.ok() || text.out.count('\n') != info.records || !json.ok() ||
         json.out.count("\"exitCode\"") != info.records) {
         QDir(dir).removeRecursively();
-        return {failed(u"history: moxley history"_s, u"wrong record count: "_s + QString::fromUtf8(text.err + json.err))};
+        return {
+            failed(u"history: moxley history"_s, u"wrong record count: "_s + QString::fromUtf8(text.err + json.err))};
     }
     const Command awk{{u"/usr/bin/awk"_s, u"-F\t"_s, u"{print $1, $2, $3}"_s, runs}, {}, {}, false};
     const Measure::Pair textPair = Measure::alternate(
-        context.reps, [&] { return context.run(Command{{moxley, u"history"_s, kTaskId}, env, {}, false}); },
+        context.reps,
+        [&] {
+            return context.run(Command{{moxley, u"history"_s, kTaskId}, env, {}, false});
+        },
         [&] { return context.run(awk); });
     const Measure::Pair jsonPair = Measure::alternate(
         context.reps,
-        [&] { return context.run(Command{{moxley, u"history"_s, kTaskId, u"--json"_s}, env, {}, false}); },
-        [&] { return context.run(Command{{moxley, u"history"_s, kTaskId}, env, {}, false}); });
+        [&] {
+            return context.run(Command{{moxley, u"history"_s, kTaskId, u"--json"_s}, env, {}, false});
+        },
+        [&] {
+            return context.run(Command{{moxley, u"history"_s, kTaskId}, env, {}, false});
+        });
     // Memory at a quarter of the lines: flat when it is the same.
     DataGen::writeRunsFile(runs, 250000, 50000, random);
     Measure::Series quarter;
@@ -83,15 +93,16 @@ QList<Row> history(const Context &context)
     textRow.name = u"history: moxley history, 1,000,000 lines"_s;
     textRow.target = u"ratio <= 1, memory flat in the file size"_s;
     const auto [o, r] = Bench::fillTimes(textRow, textPair, u"awk -F'\\t' '{print $1, $2, $3}'"_s);
-    textRow.memory = Bench::mebibytes(textPair.ours.maxPeakKiB()) + u"; awk " + Bench::mebibytes(textPair.reference.maxPeakKiB());
+    textRow.memory =
+        Bench::mebibytes(textPair.ours.maxPeakKiB()) + u"; awk " + Bench::mebibytes(textPair.reference.maxPeakKiB());
     textRow.verdict = o <= r && flat ? u"met"_s : u"MISSED"_s;
 
     Row jsonRow;
     jsonRow.name = u"history: moxley history --json, 1,000,000 lines"_s;
     jsonRow.target = u"ratio <= 1.5 of the text form, memory flat in the file size"_s;
     const auto [oj, rj] = Bench::fillTimes(jsonRow, jsonPair, u"moxley history (text)"_s);
-    jsonRow.memory = Bench::mebibytes(jsonPair.ours.maxPeakKiB()) + u"; at 250,000 lines " +
-                     Bench::mebibytes(quarter.maxPeakKiB());
+    jsonRow.memory =
+        Bench::mebibytes(jsonPair.ours.maxPeakKiB()) + u"; at 250,000 lines " + Bench::mebibytes(quarter.maxPeakKiB());
     jsonRow.verdict = oj <= 1.5 * rj && flat ? u"met"_s : u"MISSED"_s;
     textRow.notes.append(u"history: " + QString::number(info.bytes / 1e6, 'f', 1) + u" MB runs file, " +
                          QString::number(info.records) + u" records; output to /dev/null on both sides (" +
@@ -109,12 +120,18 @@ QList<Row> logs(const Context &context)
     const DataGen::Log info = DataGen::writeLog(log, qint64(1) << 30, random);
     const QString moxley = context.binDir + u"/moxley";
     const QString lines = u"10000000"_s;
-    const Measure::Run check = context.run(Command{{moxley, u"logs"_s, kTaskId, u"--lines"_s, u"1000"_s}, env, {}, true});
+    const Measure::Run check =
+        context.run(Command{{moxley, u"logs"_s, kTaskId, u"--lines"_s, u"1000"_s}, env, {}, true});
     const Measure::Run tailCheck = context.run(Command{{u"/usr/bin/tail"_s, u"-n"_s, u"1000"_s, log}, {}, {}, true});
     const int reps = std::min(context.reps, 5);
     const Measure::Pair pair = Measure::alternate(
-        reps, [&] { return context.run(Command{{moxley, u"logs"_s, kTaskId, u"--lines"_s, lines}, env, {}, false}); },
-        [&] { return context.run(Command{{u"/usr/bin/tail"_s, u"-n"_s, lines, log}, {}, {}, false}); });
+        reps,
+        [&] {
+            return context.run(Command{{moxley, u"logs"_s, kTaskId, u"--lines"_s, lines}, env, {}, false});
+        },
+        [&] {
+            return context.run(Command{{u"/usr/bin/tail"_s, u"-n"_s, lines, log}, {}, {}, false});
+        });
     QDir(dir).removeRecursively();
     // The generated log ends in blank lines, which the tool trims.
     if (!check.ok() || check.out.isEmpty() || !tailCheck.out.trimmed().endsWith(check.out.trimmed())) {
@@ -159,10 +176,13 @@ QList<Row> timeline(const Context &context)
     const Measure::Run check = context.run(ours);
     const Measure::Pair pair = Measure::alternate(
         context.reps, [&] { return context.run(ours); },
-        [&] { return context.run(Command{{u"/usr/bin/tail"_s, u"-n"_s, u"1000"_s, runs}, {}, {}, false}); });
+        [&] {
+            return context.run(Command{{u"/usr/bin/tail"_s, u"-n"_s, u"1000"_s, runs}, {}, {}, false});
+        });
     QDir(dir).removeRecursively();
     if (!check.ok() || check.out.count("\"startMinute\"") != 10) {
-        return {failed(u"timeline: moxley timeline"_s, u"not the 10 runs of today: "_s + QString::fromUtf8(check.out.left(400) + check.err))};
+        return {failed(u"timeline: moxley timeline"_s,
+                       u"not the 10 runs of today: "_s + QString::fromUtf8(check.out.left(400) + check.err))};
     }
     Row row;
     row.name = u"timeline: moxley timeline today, history of 500,000 lines + 10 today"_s;
@@ -179,7 +199,16 @@ QList<Row> timeline(const Context &context)
 } // namespace
 
 namespace Bench {
-QList<Row> cliHistoryRows(const Context &context) { return history(context); }
-QList<Row> cliLogsRows(const Context &context) { return logs(context); }
-QList<Row> cliTimelineRows(const Context &context) { return timeline(context); }
+QList<Row> cliHistoryRows(const Context &context)
+{
+    return history(context);
+}
+QList<Row> cliLogsRows(const Context &context)
+{
+    return logs(context);
+}
+QList<Row> cliTimelineRows(const Context &context)
+{
+    return timeline(context);
+}
 } // namespace Bench

@@ -52,9 +52,9 @@ QUuid DataGen::Random::uuid()
 {
     const quint64 high = next();
     const quint64 low = next();
-    return QUuid(uint(high >> 32), ushort(high >> 16), ushort((high & 0x0FFF) | 0x4000), uchar(((low >> 56) & 0x3F) | 0x80),
-                 uchar(low >> 48), uchar(low >> 40), uchar(low >> 32), uchar(low >> 24), uchar(low >> 16),
-                 uchar(low >> 8), uchar(low));
+    return QUuid(uint(high >> 32), ushort(high >> 16), ushort((high & 0x0FFF) | 0x4000),
+                 uchar(((low >> 56) & 0x3F) | 0x80), uchar(low >> 48), uchar(low >> 40), uchar(low >> 32),
+                 uchar(low >> 24), uchar(low >> 16), uchar(low >> 8), uchar(low));
 }
 
 bool DataGen::writeFile(const QString &path, const QByteArray &bytes)
@@ -208,13 +208,28 @@ QList<ScheduledTask> DataGen::makeTasks(int count, Random &random, int everyMinu
             task.schedule = TaskSchedule::interval(1);
         } else {
             switch (i % 7) {
-            case 0: task.schedule = TaskSchedule::interval(5 + random.below(120)); break;
-            case 1: task.schedule = TaskSchedule::daily(someTimes(random)); break;
-            case 2: task.schedule = TaskSchedule::weekly({1 + random.below(7), 1 + random.below(7)}, someTimes(random)); break;
-            case 3: task.schedule = TaskSchedule::monthly(1 + random.below(31), someTimes(random)); break;
-            case 4: task.schedule = TaskSchedule::monthlyLastDay(someTimes(random)); break;
-            case 5: task.schedule = TaskSchedule::monthlyNthWeekday(1 + random.below(4), 1 + random.below(7), someTimes(random)); break;
-            default: task.schedule = TaskSchedule::runAtLoad(); break;
+            case 0:
+                task.schedule = TaskSchedule::interval(5 + random.below(120));
+                break;
+            case 1:
+                task.schedule = TaskSchedule::daily(someTimes(random));
+                break;
+            case 2:
+                task.schedule = TaskSchedule::weekly({1 + random.below(7), 1 + random.below(7)}, someTimes(random));
+                break;
+            case 3:
+                task.schedule = TaskSchedule::monthly(1 + random.below(31), someTimes(random));
+                break;
+            case 4:
+                task.schedule = TaskSchedule::monthlyLastDay(someTimes(random));
+                break;
+            case 5:
+                task.schedule =
+                    TaskSchedule::monthlyNthWeekday(1 + random.below(4), 1 + random.below(7), someTimes(random));
+                break;
+            default:
+                task.schedule = TaskSchedule::runAtLoad();
+                break;
             }
         }
         task.wakeBeforeRun = task.schedule.times() != nullptr && random.percent(20);
@@ -315,8 +330,9 @@ void DataGen::writeAppData(const QString &home, const QString &dataDir, const QS
     const QList<ScheduledTask> tasks = makeTasks(1000, random);
     writeTasksFile(dataDir + u"/Moxley/tasks.json", tasks, 2);
     writeInstalledJobs(home + u"/Library/LaunchAgents", dataDir + u"/Moxley/Scripts", tasks);
-    writePlists({home + u"/Library/LaunchAgents", sysroot + u"/Library/LaunchAgents", sysroot + u"/Library/LaunchDaemons"},
-                1000, random);
+    writePlists(
+        {home + u"/Library/LaunchAgents", sysroot + u"/Library/LaunchAgents", sysroot + u"/Library/LaunchDaemons"},
+        1000, random);
 }
 
 DataGen::Plists DataGen::writePlists(const QStringList &folders, int count, Random &random)
@@ -337,7 +353,9 @@ DataGen::Plists DataGen::writePlists(const QStringList &folders, int count, Rand
         plist_array_append_item(arguments, plist_new_string("caf\xC3\xA9"));
         plist_dict_set_item(dict, "ProgramArguments", arguments);
         switch (i % 4) {
-        case 0: plist_dict_set_item(dict, "StartInterval", plist_new_uint(30 + random.below(7200))); break;
+        case 0:
+            plist_dict_set_item(dict, "StartInterval", plist_new_uint(30 + random.below(7200)));
+            break;
         case 1: {
             plist_t calendar = plist_new_dict();
             plist_dict_set_item(calendar, "Hour", plist_new_uint(random.below(24)));
@@ -348,8 +366,12 @@ DataGen::Plists DataGen::writePlists(const QStringList &folders, int count, Rand
             plist_dict_set_item(dict, "StartCalendarInterval", calendar);
             break;
         }
-        case 2: plist_dict_set_item(dict, "RunAtLoad", plist_new_bool(1)); break;
-        default: plist_dict_set_item(dict, "KeepAlive", plist_new_bool(1)); break;
+        case 2:
+            plist_dict_set_item(dict, "RunAtLoad", plist_new_bool(1));
+            break;
+        default:
+            plist_dict_set_item(dict, "KeepAlive", plist_new_bool(1));
+            break;
         }
         plist_dict_set_item(dict, "StandardOutPath", plist_new_string("/tmp/agent.out"));
         plist_dict_set_item(dict, "Disabled", plist_new_bool(random.percent(10)));

@@ -57,8 +57,8 @@ void writeTasksFile(const QString &path, const QList<ScheduledTask> &tasks, int 
 void writeInstalledJobs(const QString &launchAgentsDir, const QString &scriptsDir, const QList<ScheduledTask> &tasks);
 
 // `perTask` runs for each task, at its cadence, ending before `now`, in logDir/<short id>.runs.
-qint64 writeRunHistories(const QString &logDir, const QList<ScheduledTask> &tasks, int perTask,
-                         const QDateTime &now, Random &random);
+qint64 writeRunHistories(const QString &logDir, const QList<ScheduledTask> &tasks, int perTask, const QDateTime &now,
+                         Random &random);
 
 // The timeline rows' data: 1,000 enabled tasks (every 10th every minute) in dir/tasks.json,
 // installed (dir/LaunchAgents, dir/Scripts), and 1,000 runs each in dir/Logs, ending before

@@ -61,7 +61,8 @@ QList<Row> history(const Context &context)
     const Measure::Pair pair = Measure::alternate(
         context.reps, [&] { return ours(big); },
         [&] {
-            return context.run(Command{{QStringLiteral("/usr/bin/wc"), QStringLiteral("-l"), logPath(big, u".runs"_s)}, {}, {}, true});
+            return context.run(
+                Command{{QStringLiteral("/usr/bin/wc"), QStringLiteral("-l"), logPath(big, u".runs"_s)}, {}, {}, true});
         });
     Measure::Series smallSeries;
     for (int i = 0; i < 3; ++i) {
@@ -73,7 +74,9 @@ QList<Row> history(const Context &context)
             return {row};
         }
     }
-    const auto count = [](const Measure::Series &s) { return Measure::fields(s.runs.first().out).value(u"count"_s).toLongLong(); };
+    const auto count = [](const Measure::Series &s) {
+        return Measure::fields(s.runs.first().out).value(u"count"_s).toLongLong();
+    };
     if (count(pair.ours) != bigInfo.records || count(smallSeries) != smallInfo.records ||
         pair.reference.runs.first().out.trimmed().split(' ').first().toLongLong() != bigInfo.lines) {
         fail(row, QStringLiteral("record or line count differs from the generated file"));
@@ -121,9 +124,12 @@ QList<Row> logTail(const Context &context)
     const Measure::Pair pair = Measure::alternate(
         reps,
         [&] {
-            return context.run(Command{{context.worker(), QStringLiteral("logtail"), dir, kTaskId, QStringLiteral("100")}, {}, {}, true});
+            return context.run(Command{
+                {context.worker(), QStringLiteral("logtail"), dir, kTaskId, QStringLiteral("100")}, {}, {}, true});
         },
-        [&] { return context.run(Command{{QStringLiteral("/usr/bin/wc"), QStringLiteral("-l"), log}, {}, {}, false}); });
+        [&] {
+            return context.run(Command{{QStringLiteral("/usr/bin/wc"), QStringLiteral("-l"), log}, {}, {}, false});
+        });
     QDir(dir).removeRecursively();
     if (!check.ok() || checked.value(u"match"_s) != u"1" ||
         Measure::fields(pair.ours.runs.first().out).value(u"sha1"_s) != checked.value(u"expected_sha1"_s)) {
@@ -137,7 +143,8 @@ QList<Row> logTail(const Context &context)
     row.verdict = o <= 2 * r && above < 64 * 1024 ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"log tail: result identical to reading the whole file, splitting, keeping 100 and trimming (" +
                      checked.value(u"chars"_s) + u" characters); in-process read " +
-                     Bench::milliseconds(medianField(pair.ours, u"op_ms"_s)) + u"; the file is in the page cache for both sides.");
+                     Bench::milliseconds(medianField(pair.ours, u"op_ms"_s)) +
+                     u"; the file is in the page cache for both sides.");
     return {row};
 }
 
@@ -155,8 +162,8 @@ QList<Row> tasksFile(const Context &context)
     // Installed as the app leaves them, so the start-up check finds every script current.
     DataGen::writeInstalledJobs(dir + u"/store/LaunchAgents", dir + u"/store/Scripts", tasks);
     const QString storeFile = dir + u"/store/tasks.json";
-    const QString python = QFile::exists(u"/usr/bin/python3"_s) ? u"/usr/bin/python3"_s
-                                                                 : QStandardPaths::findExecutable(u"python3"_s);
+    const QString python =
+        QFile::exists(u"/usr/bin/python3"_s) ? u"/usr/bin/python3"_s : QStandardPaths::findExecutable(u"python3"_s);
     if (python.isEmpty()) {
         QDir(dir).removeRecursively();
         row.ours = QStringLiteral("not measured: no python3 for the reference");
@@ -170,9 +177,14 @@ QList<Row> tasksFile(const Context &context)
             QFile::remove(storeFile);
             QFile::copy(original, storeFile);
             return context.run(Command{{context.worker(), QStringLiteral("tasks"), dir + u"/store"},
-                                       {{u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}}, {}, true});
+                                       {{u"MOXLEY_SYSROOT"_s, dir + u"/sysroot"}},
+                                       {},
+                                       true});
         },
-        [&] { return context.run(Command{{python, QStringLiteral("-m"), QStringLiteral("json.tool"), original}, {}, {}, false}); });
+        [&] {
+            return context.run(
+                Command{{python, QStringLiteral("-m"), QStringLiteral("json.tool"), original}, {}, {}, false});
+        });
     const qint64 bytes = QFileInfo(original).size();
     const bool migrated = QFile(storeFile).open(QIODevice::ReadOnly) && [&] {
         QFile saved(storeFile);
@@ -187,7 +199,8 @@ QList<Row> tasksFile(const Context &context)
         return {row};
     }
     const auto [o, r] = Bench::fillTimes(row, pair, u"python3 -m json.tool"_s);
-    row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; python " + Bench::mebibytes(pair.reference.maxPeakKiB());
+    row.memory =
+        Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; python " + Bench::mebibytes(pair.reference.maxPeakKiB());
     row.verdict = o <= r ? QStringLiteral("met") : QStringLiteral("MISSED");
     row.notes.append(u"tasks file: a version 1 file of " + QString::number(bytes / 1e6, 'f', 1) +
                      u" MB, every schedule kind, 90 % enabled and installed; the store's start-up (read, migrate, "
@@ -210,8 +223,12 @@ QList<Row> scan(const Context &context)
     catArgs += info.paths;
     const Measure::Pair pair = Measure::alternate(
         context.reps,
-        [&] { return context.run(Command{QStringList{context.worker(), QStringLiteral("scan")} + folders, {}, {}, true}); },
-        [&] { return context.run(Command{catArgs, {}, {}, false}); });
+        [&] {
+            return context.run(Command{QStringList{context.worker(), QStringLiteral("scan")} + folders, {}, {}, true});
+        },
+        [&] {
+            return context.run(Command{catArgs, {}, {}, false});
+        });
     QDir(dir).removeRecursively();
     const auto fields = Measure::fields(pair.ours.runs.first().out);
     if (!pair.ours.runs.first().ok() || fields.value(u"count"_s).toInt() != info.expectedJobs) {
@@ -229,8 +246,20 @@ QList<Row> scan(const Context &context)
 } // namespace
 
 namespace Bench {
-QList<Row> historyRows(const Context &context) { return history(context); }
-QList<Row> logTailRows(const Context &context) { return logTail(context); }
-QList<Row> tasksFileRows(const Context &context) { return tasksFile(context); }
-QList<Row> scanRows(const Context &context) { return scan(context); }
+QList<Row> historyRows(const Context &context)
+{
+    return history(context);
+}
+QList<Row> logTailRows(const Context &context)
+{
+    return logTail(context);
+}
+QList<Row> tasksFileRows(const Context &context)
+{
+    return tasksFile(context);
+}
+QList<Row> scanRows(const Context &context)
+{
+    return scan(context);
+}
 } // namespace Bench

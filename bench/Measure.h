@@ -24,10 +24,10 @@ struct Run {
 };
 
 struct Command {
-    QStringList argv;                  // argv[0] is a path; no shell unless argv says so
-    QMap<QString, QString> env;        // added to (or replacing in) this process's environment
-    QString stdinPath;                 // empty: /dev/null
-    bool keepOutput = false;           // false: standard output goes to /dev/null
+    QStringList argv;           // argv[0] is a path; no shell unless argv says so
+    QMap<QString, QString> env; // added to (or replacing in) this process's environment
+    QString stdinPath;          // empty: /dev/null
+    bool keepOutput = false;    // false: standard output goes to /dev/null
 };
 
 // Every command is started through moxley-bench-run (see RunProbe.cpp), whose path is set once.

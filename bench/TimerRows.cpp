@@ -65,11 +65,16 @@ QList<Row> timerScan(const Context &context)
     const Units units = writeUnits(user + system, 2000, random);
     QStringList catArgs{QStringLiteral("/usr/bin/cat")};
     catArgs += units.paths;
-    const QStringList ours = QStringList{context.worker(), QStringLiteral("timerscan")} + user + QStringList{u"--"_s} +
-                             system;
+    const QStringList ours =
+        QStringList{context.worker(), QStringLiteral("timerscan")} + user + QStringList{u"--"_s} + system;
     const Measure::Pair pair = Measure::alternate(
-        context.reps, [&] { return context.run(Command{ours, {}, {}, true}); },
-        [&] { return context.run(Command{catArgs, {}, {}, false}); });
+        context.reps,
+        [&] {
+            return context.run(Command{ours, {}, {}, true});
+        },
+        [&] {
+            return context.run(Command{catArgs, {}, {}, false});
+        });
     QDir(dir).removeRecursively();
     const auto fields = Measure::fields(pair.ours.runs.first().out);
     if (!pair.ours.runs.first().ok() || fields.value(u"count"_s).toInt() != units.expectedTimers) {
@@ -90,5 +95,8 @@ QList<Row> timerScan(const Context &context)
 } // namespace
 
 namespace Bench {
-QList<Row> timerScanRows(const Context &context) { return timerScan(context); }
+QList<Row> timerScanRows(const Context &context)
+{
+    return timerScan(context);
+}
 } // namespace Bench

@@ -21,9 +21,9 @@
 #include <QTimeZone>
 
 #include <algorithm>
-#include <memory>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 #include <sys/resource.h>
 
 using namespace Qt::StringLiterals;
@@ -217,8 +217,7 @@ int testRun(int argc, char **argv, const QString &command)
     return exitCode == 0 ? 0 : 1;
 }
 
-int timeline(const QString &tasksPath, const QString &logDir, const QString &nowText, const QString &zoneName,
-             int reps)
+int timeline(const QString &tasksPath, const QString &logDir, const QString &nowText, const QString &zoneName, int reps)
 {
     QFile file(tasksPath);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -355,6 +354,8 @@ int main(int argc, char **argv)
         DataGen::Random random;
         return DataGen::writeLog(args[2], args[1].toLongLong(), random).bytes > 0 ? 0 : 1;
     }
-    std::fprintf(stderr, "usage: moxley-bench-worker history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log|make-timeline|make-store|make-app ...\n");
+    std::fprintf(stderr, "usage: moxley-bench-worker "
+                         "history|logtail|logcheck|tasks|scan|testrun|timeline|make-runs|make-tasks|make-log|make-"
+                         "timeline|make-store|make-app ...\n");
     return 2;
 }

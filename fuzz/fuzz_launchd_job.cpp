@@ -26,10 +26,9 @@ bool sameFields(const LaunchdJob &a, const LaunchdJob &b)
 // then differs by design.
 bool uidOnTypedKey(const LaunchdJob &job)
 {
-    static const QStringList typedKeys{u"Label"_s,           u"ProgramArguments"_s,  u"Program"_s,
-                                       u"StartInterval"_s,   u"StartCalendarInterval"_s,
-                                       u"StandardOutPath"_s, u"StandardErrorPath"_s, u"Disabled"_s,
-                                       u"RunAtLoad"_s,       u"KeepAlive"_s};
+    static const QStringList typedKeys{
+        u"Label"_s,           u"ProgramArguments"_s,  u"Program"_s,  u"StartInterval"_s, u"StartCalendarInterval"_s,
+        u"StandardOutPath"_s, u"StandardErrorPath"_s, u"Disabled"_s, u"RunAtLoad"_s,     u"KeepAlive"_s};
     for (const QString &key : typedKeys) {
         const QVariant value = job.raw.value(key);
         if (value.typeId() == QMetaType::QVariantMap && value.toMap().keys() == QStringList{u"CF$UID"_s}) {
@@ -87,8 +86,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         std::abort();
     }
     const QString command = job->programArguments ? job->programArguments->join(u' ')
-                            : job->program            ? *job->program
-                                                      : QStringLiteral("(unknown)");
+                            : job->program        ? *job->program
+                                                  : QStringLiteral("(unknown)");
     if (job->scheduleSummary().isEmpty() || job->commandLine() != command) {
         std::abort();
     }

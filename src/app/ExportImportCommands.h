@@ -14,7 +14,7 @@ class ExportImportCommands : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     explicit ExportImportCommands(TaskStore &store, QObject *parent = nullptr);
 
     // Adds the two items to `menu`, export first.
@@ -22,13 +22,13 @@ class ExportImportCommands : public QObject
     // Panels and alerts open over this window.
     void setDialogParent(QWidget *parent) { m_parent = parent; }
 
-  public Q_SLOTS:
+public Q_SLOTS:
     // Save panel with "Moxley-tasks.json" proposed; written atomically; no message either way.
     void exportTasks();
     // Open panel for one JSON file; "Import Failed" or "Import Complete".
     void importTasks();
 
-  private:
+private:
     TaskStore &m_store;
     QPointer<QWidget> m_parent;
 };

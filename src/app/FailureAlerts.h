@@ -19,15 +19,15 @@ class FailureAlerts : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     // `pollMs`: the period of the runs watcher's poll, besides its file watches.
     explicit FailureAlerts(TaskStore &store, int pollMs = 30000, QObject *parent = nullptr);
     ~FailureAlerts() override;
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void showTaskRequested(const QUuid &id);
 
-  private:
+private:
     void followTasks();
     void runFinished(const QUuid &id, const TaskRunRecord &run);
 

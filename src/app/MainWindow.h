@@ -13,7 +13,7 @@ class MainWindow : public QMainWindow
 {
     Q_OBJECT
 
-  public:
+public:
     // Wide enough for the timeline's hour labels and a task's detail beside the sidebar.
     static constexpr QSize kDefaultSize{900, 600};
 
@@ -24,6 +24,6 @@ class MainWindow : public QMainWindow
     // No "show/hide toolbar" menu on a right click: the toolbar is not customisable.
     QMenu *createPopupMenu() override { return nullptr; }
 
-  private:
+private:
     ContentView *m_content;
 };

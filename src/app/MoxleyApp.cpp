@@ -8,10 +8,10 @@
 #include "app/StartUpJobs.h"
 #include "app/TasksFileWatcher.h"
 #include "platform/AppPresence.h"
-#include "ui/ContentView.h"
-#include "ui/SidebarSection.h"
-#include "ui/MessageBox.h"
 #include "systemd/SchedulerChoice.h"
+#include "ui/ContentView.h"
+#include "ui/MessageBox.h"
+#include "ui/SidebarSection.h"
 #include "ui/UpdaterController.h"
 
 #include <QApplication>
@@ -27,8 +27,8 @@ MoxleyApp::Options MoxleyApp::defaultOptions(const QStringList &arguments)
     options.schedulerError = choice.error;
     // launchd is the store's own default, built from whatever wake service the options end up with.
     if (choice.kind.value_or(SchedulerChoice::platformDefault()) == JobScheduler::Kind::systemd) {
-        options.store.scheduler =
-            SchedulerChoice::make(JobScheduler::Kind::systemd, options.store.launchdService, options.store.pmsetService);
+        options.store.scheduler = SchedulerChoice::make(JobScheduler::Kind::systemd, options.store.launchdService,
+                                                        options.store.pmsetService);
     }
     options.version = QStringLiteral(MOXLEY_VERSION);
     options.cliToolPath = CliInstaller::bundledToolPath();

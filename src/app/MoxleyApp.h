@@ -8,8 +8,8 @@
 #include <QUrl>
 
 #include <functional>
-#include <optional>
 #include <memory>
+#include <optional>
 
 class AppPresence;
 class ExportImportCommands;
@@ -25,7 +25,7 @@ class MoxleyApp : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     struct Options {
         TaskStore::Options store;
         QUrl feedUrl;        // the appcast
@@ -66,7 +66,7 @@ class MoxleyApp : public QObject
     // Whether this app holds its name on the session bus.
     bool isPresentOnBus() const;
 
-  public Q_SLOTS:
+public Q_SLOTS:
     // "New Task": asks the main window for its add sheet; with no window nothing happens.
     void newTask();
     void installCliCommand();
@@ -74,11 +74,11 @@ class MoxleyApp : public QObject
     void showAbout();
     void quit();
 
-  Q_SIGNALS:
+Q_SIGNALS:
     // The in-process "addNewTask" notice. The main window is its only observer.
     void addNewTask();
 
-  private:
+private:
     void openUrl(const QUrl &url) const;
 
     Options m_options;

@@ -16,18 +16,18 @@ class StartUpJobs : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     StartUpJobs(TaskStore &store, QMainWindow &window, QObject *parent = nullptr);
 
     bool isFinished() const { return m_finished; }
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void finished();
 
-  protected:
+protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
-  private:
+private:
     void start();
     void step();
     void finish();

@@ -13,16 +13,16 @@ class TasksFileWatcher : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     // `delayMs`: how long the file must be quiet before it is looked at, so that a burst of
     // writes (or a save's temporary file and rename) makes one reload.
     explicit TasksFileWatcher(TaskStore &store, int delayMs = 250, QObject *parent = nullptr);
 
-  Q_SIGNALS:
+Q_SIGNALS:
     // The store was told to load the file again.
     void reloaded();
 
-  private:
+private:
     void watch();
     void check();
 

@@ -3,9 +3,9 @@
 #include "cli/ScheduleOptions.h"
 #include "cli/StoreSession.h"
 
+#include "cli/TaskOptions.h"
 #include <QDir>
 #include <QFileInfo>
-#include "cli/TaskOptions.h"
 
 using namespace Qt::StringLiterals;
 
@@ -13,7 +13,7 @@ namespace {
 
 class AddCommand : public Command
 {
-  public:
+public:
     QString name() const override { return QStringLiteral("add"); }
     QString synopsis() const override
     {
@@ -69,7 +69,7 @@ class AddCommand : public Command
         return session.finish();
     }
 
-  private:
+private:
     // The save failed (its reason is printed): no id is printed, and the job installed for the
     // task that names nothing goes again, or what is left of it is said.
     static void undoInstall(CommandContext &context, TaskStore &store, const ScheduledTask &task)
@@ -87,8 +87,9 @@ class AddCommand : public Command
             }
         }
         if (error || !left.isEmpty()) {
-            context.fail(u"the job of the unsaved task could not be removed; left behind: " %
-                         (left.isEmpty() ? QString(u"the loaded job "_s % LaunchdService::jobLabel(task)) : left.join(u", "_s)));
+            context.fail(
+                u"the job of the unsaved task could not be removed; left behind: " %
+                (left.isEmpty() ? QString(u"the loaded job "_s % LaunchdService::jobLabel(task)) : left.join(u", "_s)));
         }
     }
 };

@@ -33,8 +33,8 @@ public:
     bool hidden() const override { return true; }
     QList<QCommandLineOption> options() const override
     {
-        return {QCommandLineOption(u"wait"_s, u"How long a click can still open the app (default 3600)."_s,
-                                   u"SECONDS"_s)};
+        return {
+            QCommandLineOption(u"wait"_s, u"How long a click can still open the app (default 3600)."_s, u"SECONDS"_s)};
     }
 
 protected:
@@ -60,8 +60,8 @@ protected:
         if (run && AppPresence::isAppRunning()) {
             return 0;
         }
-        const FailureAlert::Text text = run ? FailureAlert::forRun(task, *run, QTimeZone::systemTimeZone())
-                                            : unrecordedFailure(task);
+        const FailureAlert::Text text =
+            run ? FailureAlert::forRun(task, *run, QTimeZone::systemTimeZone()) : unrecordedFailure(task);
         DesktopNotifier notifier;
         if (!notifier.isConnected()) {
             return context.fail(u"no session bus to post the alert on"_s);

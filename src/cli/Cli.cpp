@@ -58,7 +58,9 @@ QString parseError(const QCommandLineParser &parser, const QStringList &argument
 }
 } // namespace
 
-Cli::Cli() : m_commands(Commands::all()) {}
+Cli::Cli() : m_commands(Commands::all())
+{
+}
 
 Cli::~Cli() = default;
 

@@ -22,12 +22,11 @@ QJsonObject CliJson::task(const ScheduledTask &task, const LaunchdService *files
         object.insert(QStringLiteral("envFilePath"), *task.envFilePath);
     }
     if (files) {
-        object.insert(QStringLiteral("files"),
-                      QJsonObject{{QStringLiteral("script"), files->scriptPath(task)},
-                                  {QStringLiteral("plist"), files->plistPath(task)},
-                                  {QStringLiteral("runs"), files->runsPath(task)},
-                                  {QStringLiteral("stdout"), files->stdoutLogPath(task)},
-                                  {QStringLiteral("stderr"), files->stderrLogPath(task)}});
+        object.insert(QStringLiteral("files"), QJsonObject{{QStringLiteral("script"), files->scriptPath(task)},
+                                                           {QStringLiteral("plist"), files->plistPath(task)},
+                                                           {QStringLiteral("runs"), files->runsPath(task)},
+                                                           {QStringLiteral("stdout"), files->stdoutLogPath(task)},
+                                                           {QStringLiteral("stderr"), files->stderrLogPath(task)}});
     }
     return object;
 }

@@ -33,7 +33,8 @@ int CommandContext::fail(const QString &message)
 int CommandContext::usageError(const QString &message)
 {
     printPrefixed(err, QStringLiteral("moxley: "), message);
-    const QString help = commandName.isEmpty() ? QStringLiteral("moxley --help") : u"moxley " % commandName % u" --help";
+    const QString help =
+        commandName.isEmpty() ? QStringLiteral("moxley --help") : u"moxley " % commandName % u" --help";
     err << "Try '" << help << "' for more information." << Qt::endl;
     return 2;
 }
@@ -65,7 +66,8 @@ std::shared_ptr<JobScheduler> CommandContext::scheduler()
 {
     if (!m_scheduler) {
         const SchedulerChoice::Choice choice = SchedulerChoice::fromEnvironment();
-        m_scheduler = SchedulerChoice::make(choice.kind.value_or(JobScheduler::Kind::launchd), LaunchdService(), nullptr);
+        m_scheduler =
+            SchedulerChoice::make(choice.kind.value_or(JobScheduler::Kind::launchd), LaunchdService(), nullptr);
     }
     return m_scheduler;
 }

@@ -6,7 +6,7 @@ namespace {
 
 class DeleteCommand : public Command
 {
-  public:
+public:
     QString name() const override { return QStringLiteral("delete"); }
     QString synopsis() const override { return QStringLiteral("delete TASK..."); }
     QString summary() const override { return QStringLiteral("Delete tasks and their jobs (history and logs stay)."); }

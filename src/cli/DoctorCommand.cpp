@@ -19,12 +19,11 @@ public:
     }
     QString details() const override
     {
-        return QStringLiteral(
-            "Runs a probe through the scheduler (as start does, then removed with every file of it)\n"
-            "and in a Test Run's shell, compares the two environments and prints each problem on\n"
-            "its own line as KIND: TEXT. Where the scheduler cannot be asked, the scheduled side is\n"
-            "its documented default environment, and a notice says so. Exit 0 when there are no\n"
-            "problems, 1 when there are some.");
+        return QStringLiteral("Runs a probe through the scheduler (as start does, then removed with every file of it)\n"
+                              "and in a Test Run's shell, compares the two environments and prints each problem on\n"
+                              "its own line as KIND: TEXT. Where the scheduler cannot be asked, the scheduled side is\n"
+                              "its documented default environment, and a notice says so. Exit 0 when there are no\n"
+                              "problems, 1 when there are some.");
     }
     QList<QCommandLineOption> options() const override
     {

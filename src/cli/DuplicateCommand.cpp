@@ -6,7 +6,7 @@ namespace {
 
 class DuplicateCommand : public TaskCommand
 {
-  public:
+public:
     QString name() const override { return QStringLiteral("duplicate"); }
     QString synopsis() const override { return QStringLiteral("duplicate TASK"); }
     QString summary() const override

@@ -10,7 +10,7 @@ namespace {
 
 class EditCommand : public Command
 {
-  public:
+public:
     QString name() const override { return QStringLiteral("edit"); }
     QString synopsis() const override
     {

@@ -208,7 +208,8 @@ void writeTable(RunHistory::RunsStream &runs, ByteOutput &out)
     runs.forEach([&](qint64 startedAt, qint64 endedAt, qint32) {
         const bool plain = startedAt >= kFourDigitsFrom && startedAt < kFourDigitsUntil;
         dateWidth = std::max<qsizetype>(dateWidth, plain ? 19 : clock.text(scratch.data(), startedAt) - scratch.data());
-        durationWidth = std::max<qsizetype>(durationWidth, durationText(scratch.data(), endedAt - startedAt) - scratch.data());
+        durationWidth =
+            std::max<qsizetype>(durationWidth, durationText(scratch.data(), endedAt - startedAt) - scratch.data());
     });
     runs.forEach([&](qint64 startedAt, qint64 endedAt, qint32 exitCode) {
         char *line = out.reserve(dateWidth + durationWidth + kLineRoom);

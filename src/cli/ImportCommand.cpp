@@ -10,7 +10,7 @@ namespace {
 
 class ImportCommand : public Command
 {
-  public:
+public:
     QString name() const override { return QStringLiteral("import"); }
     QString synopsis() const override { return QStringLiteral("import FILE"); }
     QString summary() const override

@@ -102,7 +102,8 @@ public:
         }
         TextTable table;
         for (const LaunchdJob &job : jobs) {
-            table.addRow({TextTable::singleLine(job.label), LaunchdJob::sourceTitle(job.source), job.scheduleSummary()});
+            table.addRow(
+                {TextTable::singleLine(job.label), LaunchdJob::sourceTitle(job.source), job.scheduleSummary()});
         }
         context.out << table.render();
         return 0;

@@ -45,8 +45,8 @@ public:
             parser.isSet(QStringLiteral("stderr")) ? files.stderrLogPath(task) : files.stdoutLogPath(task);
         // Copied as read: a tail of millions of lines is never held.
         ByteOutput out(context.out);
-        const qint64 written =
-            RunHistory::streamLogTail(path, count.value_or(0), [&out](const char *data, qint64 size) { out.write(data, size); });
+        const qint64 written = RunHistory::streamLogTail(
+            path, count.value_or(0), [&out](const char *data, qint64 size) { out.write(data, size); });
         if (written > 0) {
             out.write("\n", 1);
         }

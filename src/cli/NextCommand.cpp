@@ -29,9 +29,10 @@ public:
     }
     QList<QCommandLineOption> options() const override
     {
-        return {QCommandLineOption(kCount, QStringLiteral("How many times (default 5)."), QStringLiteral("N")),
-                QCommandLineOption(kAt, QStringLiteral("Take this local time as now."), QStringLiteral("YYYY-MM-DDTHH:MM")),
-                QCommandLineOption(kJson, QStringLiteral("Print the times as one JSON array."))};
+        return {
+            QCommandLineOption(kCount, QStringLiteral("How many times (default 5)."), QStringLiteral("N")),
+            QCommandLineOption(kAt, QStringLiteral("Take this local time as now."), QStringLiteral("YYYY-MM-DDTHH:MM")),
+            QCommandLineOption(kJson, QStringLiteral("Print the times as one JSON array."))};
     }
 
     int executeOn(CommandContext &context, const QCommandLineParser &parser, const ScheduledTask &task) override
@@ -41,7 +42,8 @@ public:
             bool ok = false;
             count = parser.value(kCount).toInt(&ok);
             if (!ok || count < 1) {
-                return context.usageError(u"--count needs a whole number of at least 1, not '" % parser.value(kCount) % u'\'');
+                return context.usageError(u"--count needs a whole number of at least 1, not '" % parser.value(kCount) %
+                                          u'\'');
             }
         }
         const QTimeZone zone = LocalTime::zone();

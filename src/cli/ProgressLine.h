@@ -8,7 +8,7 @@
 // terminal: scripted output stays exactly as it is without it.
 class ProgressLine
 {
-  public:
+public:
     explicit ProgressLine(QTextStream &err) : m_err(err) {}
 
     // The stream writes to standard error and that is a terminal.
@@ -17,7 +17,7 @@ class ProgressLine
     // Rewritten at most every tenth of a second; done == total erases the line.
     void show(qsizetype done, qsizetype total);
 
-  private:
+private:
     QTextStream &m_err;
     QElapsedTimer m_sinceShown;
     bool m_visible = false;

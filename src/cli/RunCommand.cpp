@@ -26,10 +26,11 @@ void passOn(int signal)
 // would under a shell; the tool waits for it and exits with its status (128 + N for signal N).
 class SignalsPassedOn
 {
-  public:
+public:
     SignalsPassedOn()
     {
-        struct sigaction action {};
+        struct sigaction action {
+        };
         action.sa_handler = passOn;
         sigemptyset(&action.sa_mask);
         action.sa_flags = SA_RESTART;
@@ -56,7 +57,7 @@ class SignalsPassedOn
         }
     }
 
-  private:
+private:
     static constexpr int kSignals[3] = {SIGINT, SIGTERM, SIGHUP};
     struct sigaction m_old[3];
 };
@@ -80,7 +81,10 @@ class RunCommand : public TaskCommand
 public:
     QString name() const override { return QStringLiteral("run"); }
     QString synopsis() const override { return QStringLiteral("run TASK"); }
-    QString summary() const override { return QStringLiteral("Run a task's command once now, as the app's Test Run does."); }
+    QString summary() const override
+    {
+        return QStringLiteral("Run a task's command once now, as the app's Test Run does.");
+    }
     QString details() const override
     {
         return QStringLiteral("Standard output and standard error are written to standard output as they arrive.\n"

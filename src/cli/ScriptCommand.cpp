@@ -10,7 +10,10 @@ class ScriptCommand : public TaskCommand
 public:
     QString name() const override { return QStringLiteral("script"); }
     QString synopsis() const override { return QStringLiteral("script TASK"); }
-    QString summary() const override { return QStringLiteral("Print the wrapper script that the scheduler runs for a task."); }
+    QString summary() const override
+    {
+        return QStringLiteral("Print the wrapper script that the scheduler runs for a task.");
+    }
     QString details() const override
     {
         return QStringLiteral("The text is exactly what installing the task writes, byte for byte, also for a\n"

@@ -3,8 +3,8 @@
 #include "cli/Commands.h"
 #include "cli/LocalTime.h"
 #include "cli/TextTable.h"
-#include "model/JobScheduler.h"
 #include "launchd/LaunchdService.h"
+#include "model/JobScheduler.h"
 #include "store/RunHistory.h"
 #include "timeline/TaskStatus.h"
 
@@ -110,7 +110,7 @@ bool writesToTerminal(const QTextStream &stream)
 
 class StatusCommand : public Command
 {
-  public:
+public:
     QString name() const override { return u"status"_s; }
     QString synopsis() const override { return u"status [--at YYYY-MM-DDTHH:MM] [--json]"_s; }
     QString summary() const override { return u"Show each task's last run, next run and missed runs."_s; }

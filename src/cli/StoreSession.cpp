@@ -10,7 +10,6 @@
 
 using namespace Qt::StringLiterals;
 
-
 StoreSession::StoreSession(CommandContext &context) : m_context(context)
 {
     TaskStore::Options options = TaskStore::defaultOptions();
@@ -20,9 +19,8 @@ StoreSession::StoreSession(CommandContext &context) : m_context(context)
     options.scheduler = context.scheduler();
     if (ProgressLine::isTerminal(context.err)) {
         // Reinstalling thousands of jobs takes a while; a person at a terminal is told how far it got.
-        options.refreshProgress = [line = std::make_shared<ProgressLine>(context.err)](qsizetype done, qsizetype total) {
-            line->show(done, total);
-        };
+        options.refreshProgress = [line = std::make_shared<ProgressLine>(context.err)](
+                                      qsizetype done, qsizetype total) { line->show(done, total); };
     }
     // Nothing is done while another writer holds the file for longer than the wait: the lock is
     // tried once here, before anything is swept or installed, and let go at once.

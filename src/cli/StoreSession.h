@@ -13,7 +13,7 @@ class CommandContext;
 // that the app's store takes too, so no writer's change is lost (TaskStore::save).
 class StoreSession
 {
-  public:
+public:
     explicit StoreSession(CommandContext &context);
     ~StoreSession();
 
@@ -26,7 +26,7 @@ class StoreSession
     // The exit status: 1 if the store reported a failure, else 0.
     int finish();
 
-  private:
+private:
     CommandContext &m_context;
     std::unique_ptr<TaskStore> m_store;
     bool m_failed = false;

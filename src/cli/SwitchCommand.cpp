@@ -7,7 +7,7 @@ namespace {
 // `enable` and `disable`: the app's Enabled switch.
 class SwitchCommand : public TaskCommand
 {
-  public:
+public:
     explicit SwitchCommand(bool enable) : m_enable(enable) {}
 
     QString name() const override { return m_enable ? QStringLiteral("enable") : QStringLiteral("disable"); }
@@ -28,7 +28,7 @@ class SwitchCommand : public TaskCommand
         return session.finish();
     }
 
-  private:
+private:
     bool m_enable;
 };
 

@@ -30,8 +30,8 @@ public:
         return u"shortcut NAME   the command that runs the shortcut NAME\n"
                u"gmail           the mail snippet the app's Gmail Template writes; the app password is read from\n"
                u"                the keychain item of the sender address when the task runs (store it from the\n"
-               u"                app). Subject and body default to \""_s
-               % MailSnippet::defaultSubject() % u"\" and \"" % MailSnippet::defaultBody() % u"\".";
+               u"                app). Subject and body default to \""_s %
+               MailSnippet::defaultSubject() % u"\" and \"" % MailSnippet::defaultBody() % u"\".";
     }
     QList<QCommandLineOption> options() const override
     {

@@ -26,8 +26,8 @@ QString minuteList(const QList<int> &minutes, const QList<bool> &ran = {})
 {
     constexpr int kLongest = 12;
     if (minutes.size() > kLongest) {
-        QString line = QString::number(minutes.size()) + u" times, " + clock(minutes.first()) + u" to " +
-                       clock(minutes.last());
+        QString line =
+            QString::number(minutes.size()) + u" times, " + clock(minutes.first()) + u" to " + clock(minutes.last());
         if (!ran.isEmpty()) {
             line += u", " + QString::number(ran.count(true)) + u" ran";
         }
@@ -61,8 +61,9 @@ public:
     {
         return {QCommandLineOption(QStringLiteral("at"), QStringLiteral("Take this local time as now."),
                                    QStringLiteral("YYYY-MM-DDTHH:MM")),
-                QCommandLineOption(QStringLiteral("system"),
-                                   QStringLiteral("Add the system's jobs: launchd jobs, or systemd timers and cron lines.")),
+                QCommandLineOption(
+                    QStringLiteral("system"),
+                    QStringLiteral("Add the system's jobs: launchd jobs, or systemd timers and cron lines.")),
                 QCommandLineOption(QStringLiteral("json"), QStringLiteral("Print the timeline as one JSON object."))};
     }
 
@@ -113,8 +114,8 @@ QJsonObject TimelineOutput::json(const Timeline::Day &day, bool withSystemJobs)
     for (const Timeline::TaskRow &row : day.tasks) {
         QJsonArray occurrences;
         for (const Timeline::Occurrence &occurrence : row.occurrences) {
-            occurrences.append(QJsonObject{{QStringLiteral("minute"), occurrence.minute},
-                                           {QStringLiteral("ran"), occurrence.ran}});
+            occurrences.append(
+                QJsonObject{{QStringLiteral("minute"), occurrence.minute}, {QStringLiteral("ran"), occurrence.ran}});
         }
         QJsonArray runs;
         for (const Timeline::Run &run : row.runs) {
@@ -170,8 +171,7 @@ QString TimelineOutput::text(const Timeline::Day &day, bool withSystemJobs)
                 minutes << occurrence.minute;
                 ran << occurrence.ran;
             }
-            out += u"    due:  " + (minutes.isEmpty() ? QStringLiteral("not today") : minuteList(minutes, ran)) +
-                   u'\n';
+            out += u"    due:  " + (minutes.isEmpty() ? QStringLiteral("not today") : minuteList(minutes, ran)) + u'\n';
             if (!row.runs.isEmpty()) {
                 QStringList runs;
                 for (const Timeline::Run &run : row.runs) {
@@ -196,7 +196,7 @@ QString TimelineOutput::text(const Timeline::Day &day, bool withSystemJobs)
         for (const Timeline::SystemRow &row : day.systemJobs) {
             // Without marks, a launchd job fires too often to draw; a timer or cron line does not run today.
             const QString none = row.job.label.isEmpty() ? QStringLiteral("not today")
-                                                      : QStringLiteral("more often than once a minute, not drawn");
+                                                         : QStringLiteral("more often than once a minute, not drawn");
             out += u"  " + row.name + u" (" + row.label + u"): " +
                    (row.marks.isEmpty() ? none : minuteList(row.marks)) + u'\n';
         }

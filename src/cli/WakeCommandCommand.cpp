@@ -7,7 +7,7 @@ namespace {
 // Read-only: it shows the command and runs nothing.
 class WakeCommandCommand : public TaskCommand
 {
-  public:
+public:
     QString name() const override { return QStringLiteral("wake-command"); }
     QString synopsis() const override { return QStringLiteral("wake-command TASK"); }
     QString summary() const override

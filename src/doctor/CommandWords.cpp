@@ -21,15 +21,15 @@ bool isBlank(QChar c)
 
 bool isMeta(QChar c)
 {
-    return isBlank(c) || c == u'\n' || c == u'|' || c == u'&' || c == u';' || c == u'(' || c == u')' ||
-           c == u'<' || c == u'>';
+    return isBlank(c) || c == u'\n' || c == u'|' || c == u'&' || c == u';' || c == u'(' || c == u')' || c == u'<' ||
+           c == u'>';
 }
 
 // Splits shell text into words, control operators and redirections. Here-document bodies are
 // skipped; the texts of command substitutions are kept for a second pass.
 class Lexer
 {
-  public:
+public:
     explicit Lexer(const QString &text) : m_s(text) {}
 
     QList<Token> tokens()
@@ -43,7 +43,7 @@ class Lexer
 
     QStringList substitutions;
 
-  private:
+private:
     bool skipBlanks()
     {
         while (m_i < m_s.size()) {
@@ -72,8 +72,8 @@ class Lexer
             skipHereDocuments();
             return {Token::control, u"\n"_s, false};
         }
-        const auto match = redirect.match(m_s, m_i, QRegularExpression::NormalMatch,
-                                          QRegularExpression::AnchorAtOffsetMatchOption);
+        const auto match =
+            redirect.match(m_s, m_i, QRegularExpression::NormalMatch, QRegularExpression::AnchorAtOffsetMatchOption);
         if (match.hasMatch()) {
             m_i += int(match.capturedLength());
             const QString op = match.captured(2);
@@ -214,24 +214,23 @@ class Lexer
 
 const QSet<QString> &keywords()
 {
-    static const QSet<QString> set{u"if"_s,   u"then"_s, u"else"_s,  u"elif"_s,  u"fi"_s,       u"do"_s,
-                                   u"done"_s, u"case"_s, u"esac"_s,  u"while"_s, u"until"_s,    u"for"_s,
-                                   u"in"_s,   u"select"_s, u"time"_s, u"{"_s,    u"}"_s,        u"!"_s,
-                                   u"[["_s,   u"]]"_s,   u"function"_s, u"coproc"_s};
+    static const QSet<QString> set{u"if"_s,   u"then"_s,   u"else"_s,     u"elif"_s,  u"fi"_s,    u"do"_s,
+                                   u"done"_s, u"case"_s,   u"esac"_s,     u"while"_s, u"until"_s, u"for"_s,
+                                   u"in"_s,   u"select"_s, u"time"_s,     u"{"_s,     u"}"_s,     u"!"_s,
+                                   u"[["_s,   u"]]"_s,     u"function"_s, u"coproc"_s};
     return set;
 }
 
 const QSet<QString> &builtins()
 {
     static const QSet<QString> set{
-        u"cd"_s,      u"export"_s,  u"echo"_s,   u"test"_s,    u"["_s,       u"printf"_s,  u"read"_s,
-        u"set"_s,     u"unset"_s,   u"shift"_s,  u"return"_s,  u"exit"_s,    u"local"_s,   u"declare"_s,
-        u"typeset"_s, u"source"_s,  u"."_s,      u"eval"_s,    u"exec"_s,    u"true"_s,    u"false"_s,
-        u":"_s,       u"alias"_s,   u"unalias"_s, u"wait"_s,   u"trap"_s,    u"umask"_s,   u"ulimit"_s,
-        u"pwd"_s,     u"type"_s,    u"command"_s, u"builtin"_s, u"let"_s,    u"getopts"_s, u"hash"_s,
-        u"jobs"_s,    u"fg"_s,      u"bg"_s,     u"kill"_s,    u"readonly"_s, u"break"_s,  u"continue"_s,
-        u"pushd"_s,   u"popd"_s,    u"dirs"_s,   u"disown"_s,  u"shopt"_s,   u"setopt"_s,  u"unsetopt"_s,
-        u"autoload"_s, u"emulate"_s, u"mapfile"_s, u"times"_s, u"enable"_s,  u"caller"_s,  u"whence"_s};
+        u"cd"_s,       u"export"_s,   u"echo"_s,    u"test"_s,    u"["_s,     u"printf"_s,  u"read"_s,    u"set"_s,
+        u"unset"_s,    u"shift"_s,    u"return"_s,  u"exit"_s,    u"local"_s, u"declare"_s, u"typeset"_s, u"source"_s,
+        u"."_s,        u"eval"_s,     u"exec"_s,    u"true"_s,    u"false"_s, u":"_s,       u"alias"_s,   u"unalias"_s,
+        u"wait"_s,     u"trap"_s,     u"umask"_s,   u"ulimit"_s,  u"pwd"_s,   u"type"_s,    u"command"_s, u"builtin"_s,
+        u"let"_s,      u"getopts"_s,  u"hash"_s,    u"jobs"_s,    u"fg"_s,    u"bg"_s,      u"kill"_s,    u"readonly"_s,
+        u"break"_s,    u"continue"_s, u"pushd"_s,   u"popd"_s,    u"dirs"_s,  u"disown"_s,  u"shopt"_s,   u"setopt"_s,
+        u"unsetopt"_s, u"autoload"_s, u"emulate"_s, u"mapfile"_s, u"times"_s, u"enable"_s,  u"caller"_s,  u"whence"_s};
     return set;
 }
 
@@ -244,7 +243,7 @@ bool isAssignment(const QString &word)
 // Walks the tokens as a shell would read them and picks the word in command position.
 class Reader
 {
-  public:
+public:
     explicit Reader(const QList<Token> &tokens) : m_tokens(tokens) {}
 
     void read()
@@ -266,7 +265,7 @@ class Reader
     QStringList words;
     QSet<QString> functions;
 
-  private:
+private:
     void control(const QString &text)
     {
         if (text == u";;"_s || text == u";&"_s) {
@@ -330,8 +329,8 @@ class Reader
     {
         if (text == u"case"_s) {
             m_caseSubject = true;
-        } else if (text == u"for"_s || text == u"select"_s || text == u"}"_s || text == u"fi"_s ||
-                   text == u"done"_s || text == u"esac"_s || text == u"]]"_s) {
+        } else if (text == u"for"_s || text == u"select"_s || text == u"}"_s || text == u"fi"_s || text == u"done"_s ||
+                   text == u"esac"_s || text == u"]]"_s) {
             m_expectsCommand = false;
         } else if (text == u"[["_s) {
             m_inDoubleBrackets = true;

@@ -9,4 +9,4 @@
 namespace CommandWords {
 QStringList of(const QString &commandText);
 bool isBuiltinOrKeyword(const QString &word);
-}
+} // namespace CommandWords

@@ -13,7 +13,9 @@ DoctorChecks &DoctorChecks::instance()
     return *shared;
 }
 
-DoctorChecks::DoctorChecks(QObject *parent) : QObject(parent) {}
+DoctorChecks::DoctorChecks(QObject *parent) : QObject(parent)
+{
+}
 
 DoctorChecks::~DoctorChecks()
 {

@@ -18,7 +18,7 @@ class DoctorChecks : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     // The app's one instance, made on first use and owned by the application object.
     static DoctorChecks &instance();
 
@@ -33,10 +33,10 @@ class DoctorChecks : public QObject
     bool isChecking(const QUuid &id) const { return m_running.contains(id); }
     std::optional<Doctor::Result> lastResult(const QUuid &id) const;
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void finished(const QUuid &id);
 
-  private:
+private:
     void deliver(const QUuid &id, const Doctor::Result &result);
 
     QHash<QUuid, Doctor::Result> m_results;

@@ -27,4 +27,4 @@ struct Facts {
 };
 // The problems in the order a person would fix them: files first, then the commands.
 QList<DoctorProblem> problems(const ScheduledTask &task, const QStringList &words, const Facts &facts);
-}
+} // namespace DoctorReport

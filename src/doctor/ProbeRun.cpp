@@ -30,8 +30,12 @@ std::optional<ProbeScript::Answer> readAnswer(const QString &path)
 void removeProbeFiles(const LaunchdService &files, const ScheduledTask &probe)
 {
     const QString answer = ProbeRun::answerPath(files, probe);
-    const QStringList paths{answer, answer + u".part"_s, files.runsPath(probe), files.stdoutLogPath(probe),
-                            files.stderrLogPath(probe), files.scriptPath(probe)};
+    const QStringList paths{answer,
+                            answer + u".part"_s,
+                            files.runsPath(probe),
+                            files.stdoutLogPath(probe),
+                            files.stderrLogPath(probe),
+                            files.scriptPath(probe)};
     for (const QString &path : paths) {
         QFile::remove(path);
     }

@@ -23,4 +23,4 @@ struct Answer {
 };
 // Reads what the probe wrote; nothing when the text is not a complete answer.
 std::optional<Answer> parse(const QString &text);
-}
+} // namespace ProbeScript

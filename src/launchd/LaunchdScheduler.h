@@ -11,7 +11,7 @@ class PmsetServiceProtocol;
 // scheduler seam. Every text and call is LaunchdService's and PmsetService's own.
 class LaunchdScheduler final : public JobScheduler
 {
-  public:
+public:
     LaunchdScheduler(LaunchdService service, std::shared_ptr<PmsetServiceProtocol> pmset);
 
     Kind kind() const override { return Kind::launchd; }
@@ -39,7 +39,7 @@ class LaunchdScheduler final : public JobScheduler
     QStringList defaultEnvironment() const override;
     QString defaultWorkingDirectory() const override;
 
-  private:
+private:
     LaunchdService m_service;
     std::shared_ptr<PmsetServiceProtocol> m_pmset;
 };

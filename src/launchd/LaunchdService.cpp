@@ -5,8 +5,7 @@
 LaunchdService::LaunchdService(std::optional<QString> launchAgentsDir, std::optional<QString> scriptsDir,
                                std::optional<QString> logDir)
     : m_launchAgentsDir(launchAgentsDir ? *launchAgentsDir : AppPaths::userLaunchAgentsDir()),
-      m_scriptsDir(scriptsDir ? *scriptsDir : AppPaths::scriptsDir()),
-      m_logDir(logDir ? *logDir : AppPaths::logDir())
+      m_scriptsDir(scriptsDir ? *scriptsDir : AppPaths::scriptsDir()), m_logDir(logDir ? *logDir : AppPaths::logDir())
 {
 }
 

@@ -41,12 +41,12 @@ public:
 
     // "com.moxley.task." + full id
     static QString jobLabel(const QUuid &id);
-    QString plistPath(const QUuid &id) const;     // launchAgentsDir/label.plist
-    QString scriptPath(const QUuid &id) const;    // scriptsDir/Moxley_<short id>.sh
+    QString plistPath(const QUuid &id) const;        // launchAgentsDir/label.plist
+    QString scriptPath(const QUuid &id) const;       // scriptsDir/Moxley_<short id>.sh
     QString legacyScriptPath(const QUuid &id) const; // scriptsDir/<FULL ID>.sh (only ever deleted)
-    QString runsPath(const QUuid &id) const;      // logDir/<short id>.runs
-    QString stdoutLogPath(const QUuid &id) const; // logDir/<short id>.stdout.log
-    QString stderrLogPath(const QUuid &id) const; // logDir/<short id>.stderr.log
+    QString runsPath(const QUuid &id) const;         // logDir/<short id>.runs
+    QString stdoutLogPath(const QUuid &id) const;    // logDir/<short id>.stdout.log
+    QString stderrLogPath(const QUuid &id) const;    // logDir/<short id>.stderr.log
 
     static QString jobLabel(const ScheduledTask &task) { return jobLabel(task.id); }
     QString plistPath(const ScheduledTask &task) const { return plistPath(task.id); }

@@ -65,8 +65,8 @@ QString MailSnippet::build(const Message &message, Platform platform)
     subject.replace(u'"', u"\\\""_s);
 
     const QStringList lines{
-        u"_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \""_s
-            % QString::fromUtf16(kSmtpsUrl) % u"\" \\",
+        u"_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \""_s % QString::fromUtf16(kSmtpsUrl) %
+            u"\" \\",
         u"  --user \"" % from % u":$(" % passwordCommand(from, platform) % u")\" \\",
         u"  --mail-from \"" % from % u"\" \\",
         u"  --mail-rcpt \"" % to % u"\" \\",

@@ -24,7 +24,7 @@ struct PmsetError {
 // What the store needs of the wake scheduler, so a test or another platform can hand in its own.
 class PmsetServiceProtocol
 {
-  public:
+public:
     virtual ~PmsetServiceProtocol() = default;
     // Registers the wake five minutes before the task's earliest time (blocks while the
     // administrator prompt is up).
@@ -37,7 +37,7 @@ class PmsetServiceProtocol
 // rights, and the power schedule read back with "pmset -g sched". No state beyond its clock.
 class PmsetService final : public PmsetServiceProtocol
 {
-  public:
+public:
     using Clock = std::function<QDateTime()>;
     // `now` decides the date of a monthly task's one-time wake; by default the current local time.
     explicit PmsetService(Clock now = {});
@@ -61,6 +61,6 @@ class PmsetService final : public PmsetServiceProtocol
     // "6:55AM", "12:03PM": how "pmset -g sched" shows a repeating wake's time.
     static QString twelveHourText(TimeOfDay time);
 
-  private:
+private:
     Clock m_now;
 };

@@ -135,8 +135,8 @@ std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task, co
         return u"The file “" % path % u"” could not be saved: " % file.errorString();
     }
     // launchd starts the script itself, so it needs the owner's execute bit; nobody else needs anything.
-    const auto ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadUser |
-                           QFile::WriteUser | QFile::ExeUser;
+    const auto ownerOnly =
+        QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadUser | QFile::WriteUser | QFile::ExeUser;
     QFile written(path);
     if (!written.setPermissions(ownerOnly)) {
         return u"The permissions of “" % path % u"” could not be set: " % written.errorString();

@@ -19,7 +19,7 @@
 // them may include another's folder.
 class JobScheduler
 {
-  public:
+public:
     enum class Kind { launchd, systemd };
 
     struct JobFile {

@@ -3,9 +3,9 @@
 #include "model/TaskSchedule.h"
 
 #include <QDateTime>
-#include <QTimeZone>
 #include <QList>
 #include <QString>
+#include <QTimeZone>
 #include <QUuid>
 
 #include <chrono>

@@ -87,7 +87,9 @@ public:
         const double d = value.toDouble();
         if (d != std::floor(d) || d < double(std::numeric_limits<int>::min()) ||
             d > double(std::numeric_limits<int>::max())) {
-            return fail(u"Expected a 32-bit integer, found " % QString::number(d, 'g', QLocale::FloatingPointShortest) % u'.', path);
+            return fail(u"Expected a 32-bit integer, found " % QString::number(d, 'g', QLocale::FloatingPointShortest) %
+                            u'.',
+                        path);
         }
         *out = int(d);
         return true;
@@ -165,8 +167,7 @@ public:
         return string(value, join(path, key), out);
     }
 
-    bool optionalString(const QJsonObject &object, const QString &key, const QString &path,
-                        std::optional<QString> *out)
+    bool optionalString(const QJsonObject &object, const QString &key, const QString &path, std::optional<QString> *out)
     {
         const QJsonValue value = object.value(key);
         if (value.isUndefined() || value.isNull()) {
@@ -304,8 +305,8 @@ private:
 const QList<TaskSchedule::Kind> &allKinds()
 {
     using K = TaskSchedule::Kind;
-    static const QList<K> kinds{K::interval,       K::daily,          K::weekly,   K::monthly,
-                                K::monthlyLastDay, K::monthlyNthWeekday, K::runAtLoad};
+    static const QList<K> kinds{K::interval,          K::daily,    K::weekly, K::monthly, K::monthlyLastDay,
+                                K::monthlyNthWeekday, K::runAtLoad};
     return kinds;
 }
 
@@ -372,7 +373,8 @@ std::optional<TaskSchedule> scheduleOfKind(Reader &r, TaskSchedule::Kind kind, c
         }
         // There is no word for a 5th or 0th week; refuse such a file here rather than fail later.
         if (s.nth < 1 || s.nth > 4) {
-            r.fail(u"\"nth\" must be 1 to 4, found " % QString::number(s.nth) % u'.', join(payloadPath, QStringLiteral("nth")));
+            r.fail(u"\"nth\" must be 1 to 4, found " % QString::number(s.nth) % u'.',
+                   join(payloadPath, QStringLiteral("nth")));
             break;
         }
         return TaskSchedule(s);
@@ -469,8 +471,7 @@ QJsonArray TaskJson::toJson(const QList<ScheduledTask> &tasks)
     return array;
 }
 
-std::optional<TaskSchedule> TaskJson::scheduleFromJson(const QJsonValue &value, DecodeError *error,
-                                                       const QString &path)
+std::optional<TaskSchedule> TaskJson::scheduleFromJson(const QJsonValue &value, DecodeError *error, const QString &path)
 {
     Reader r(error);
     QJsonObject object;

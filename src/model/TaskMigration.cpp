@@ -55,9 +55,9 @@ QJsonObject rewriteVersion1Task(QJsonObject task)
             !old.contains(QStringLiteral("minute"))) {
             continue;
         }
-        QJsonObject payload{
-            {QStringLiteral("times"), QJsonArray{QJsonObject{{QStringLiteral("hour"), old.value(QStringLiteral("hour"))},
-                                                             {QStringLiteral("minute"), old.value(QStringLiteral("minute"))}}}}};
+        QJsonObject payload{{QStringLiteral("times"),
+                             QJsonArray{QJsonObject{{QStringLiteral("hour"), old.value(QStringLiteral("hour"))},
+                                                    {QStringLiteral("minute"), old.value(QStringLiteral("minute"))}}}}};
         if (key == u"weekly") {
             payload.insert(QStringLiteral("weekdays"), old.contains(QStringLiteral("weekdays"))
                                                            ? old.value(QStringLiteral("weekdays"))

@@ -68,10 +68,11 @@ QString TaskSchedule::description() const
             [](const Schedule::Monthly &s) -> QString {
                 return u"Monthly on day " % QString::number(s.day) % u" at " % formatTimes(s.times);
             },
-            [](const Schedule::MonthlyLastDay &s) -> QString { return u"Last day of month at " % formatTimes(s.times); },
+            [](const Schedule::MonthlyLastDay &s) -> QString {
+                return u"Last day of month at " % formatTimes(s.times);
+            },
             [](const Schedule::MonthlyNthWeekday &s) -> QString {
-                return Weekdays::ordinal(s.nth) % u' ' % Weekdays::fullName(s.weekday) % u" at " %
-                       formatTimes(s.times);
+                return Weekdays::ordinal(s.nth) % u' ' % Weekdays::fullName(s.weekday) % u" at " % formatTimes(s.times);
             },
             [](const Schedule::RunAtLoad &) -> QString { return QStringLiteral("Run at load"); },
         },

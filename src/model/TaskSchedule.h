@@ -53,10 +53,7 @@ public:
     TaskSchedule() : m_value(Schedule::Daily{{TimeOfDay{7, 0}}}) {}
     TaskSchedule(Value value) : m_value(std::move(value)) {}
     template <typename Case>
-        requires std::is_constructible_v<Value, Case>
-    TaskSchedule(Case value) : m_value(std::move(value))
-    {
-    }
+    requires std::is_constructible_v<Value, Case> TaskSchedule(Case value) : m_value(std::move(value)) {}
 
     static TaskSchedule interval(int minutes) { return Schedule::Interval{minutes}; }
     static TaskSchedule daily(QList<TimeOfDay> times) { return Schedule::Daily{std::move(times)}; }

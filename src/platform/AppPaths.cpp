@@ -25,10 +25,22 @@ QString AppPaths::dataDir()
 #endif
 }
 
-QString AppPaths::tasksFile() { return dataDir() + QStringLiteral("/tasks.json"); }
-QString AppPaths::scriptsDir() { return dataDir() + QStringLiteral("/Scripts"); }
-QString AppPaths::logDir() { return dataDir() + QStringLiteral("/Logs"); }
-QString AppPaths::userLaunchAgentsDir() { return homeDir() + QStringLiteral("/Library/LaunchAgents"); }
+QString AppPaths::tasksFile()
+{
+    return dataDir() + QStringLiteral("/tasks.json");
+}
+QString AppPaths::scriptsDir()
+{
+    return dataDir() + QStringLiteral("/Scripts");
+}
+QString AppPaths::logDir()
+{
+    return dataDir() + QStringLiteral("/Logs");
+}
+QString AppPaths::userLaunchAgentsDir()
+{
+    return homeDir() + QStringLiteral("/Library/LaunchAgents");
+}
 
 QString AppPaths::systemdUserUnitDir()
 {

@@ -10,9 +10,9 @@ QString homeDir();
 // macOS: ~/Library/Application Support/Moxley; elsewhere: $XDG_DATA_HOME/Moxley
 // (~/.local/share/Moxley by default).
 QString dataDir();
-QString tasksFile();          // dataDir()/tasks.json
-QString scriptsDir();         // dataDir()/Scripts
-QString logDir();             // dataDir()/Logs
+QString tasksFile();           // dataDir()/tasks.json
+QString scriptsDir();          // dataDir()/Scripts
+QString logDir();              // dataDir()/Logs
 QString userLaunchAgentsDir(); // ~/Library/LaunchAgents
 QString systemdUserUnitDir();  // $XDG_CONFIG_HOME/systemd/user (~/.config/systemd/user by default)
 // The executable `name` in this program's own folder (the app and the moxley tool are installed

@@ -16,7 +16,9 @@ void AppPresence::ShowTask(const QString &id)
 
 #ifdef Q_OS_MACOS
 
-AppPresence::AppPresence(QObject *parent) : QObject(parent) {}
+AppPresence::AppPresence(QObject *parent) : QObject(parent)
+{
+}
 
 AppPresence::~AppPresence() = default;
 
@@ -52,7 +54,7 @@ QString nextConnectionName()
 // A private connection for one question, closed when it goes.
 class OneShotBus
 {
-  public:
+public:
     OneShotBus() : m_name(nextConnectionName())
     {
         const QString address = BusAddress::session();
@@ -67,7 +69,7 @@ class OneShotBus
     bool isConnected() const { return m_connected; }
     QDBusConnection connection() const { return QDBusConnection(m_name); }
 
-  private:
+private:
     QString m_name;
     bool m_connected = false;
 };

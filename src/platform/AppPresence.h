@@ -13,7 +13,7 @@ class AppPresence : public QObject
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.moxley.Moxley")
 
-  public:
+public:
     static const QString kServiceName;
 
     // Claims the name for the object's lifetime, when it is free.
@@ -27,13 +27,13 @@ class AppPresence : public QObject
     // Asks the running app to show the task's detail; false when no app answered.
     static bool askToShow(const QUuid &taskId);
 
-  public Q_SLOTS:
+public Q_SLOTS:
     Q_SCRIPTABLE void ShowTask(const QString &id);
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void showTaskRequested(const QUuid &id);
 
-  private:
+private:
     QString m_connectionName;
     bool m_claimed = false;
 };

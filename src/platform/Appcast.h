@@ -10,10 +10,10 @@ namespace Appcast {
 
 struct Release {
     QString title;
-    QString version;             // sparkle:version
-    QString shortVersionString;  // sparkle:shortVersionString, when given
-    QString releaseNotesLink;    // sparkle:releaseNotesLink, else the item's link
-    QString downloadUrl;         // the enclosure's url
+    QString version;            // sparkle:version
+    QString shortVersionString; // sparkle:shortVersionString, when given
+    QString releaseNotesLink;   // sparkle:releaseNotesLink, else the item's link
+    QString downloadUrl;        // the enclosure's url
     // What people call this release: the short version string, else the version.
     QString displayVersion() const { return shortVersionString.isEmpty() ? version : shortVersionString; }
 };

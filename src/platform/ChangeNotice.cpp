@@ -13,7 +13,7 @@ const CFStringRef kNoticeName = CFSTR("com.moxley.tasksDidChange");
 
 class DistributedObservation final : public ChangeNotice::Observation
 {
-  public:
+public:
     explicit DistributedObservation(std::function<void()> callback) : m_callback(std::move(callback))
     {
         // Registered from the main thread, so the main run loop delivers it.
@@ -25,7 +25,7 @@ class DistributedObservation final : public ChangeNotice::Observation
         CFNotificationCenterRemoveObserver(CFNotificationCenterGetDistributedCenter(), this, kNoticeName, nullptr);
     }
 
-  private:
+private:
     static void received(CFNotificationCenterRef, void *observer, CFNotificationName, const void *, CFDictionaryRef)
     {
         static_cast<DistributedObservation *>(observer)->m_callback();
@@ -36,7 +36,7 @@ class DistributedObservation final : public ChangeNotice::Observation
 
 class DistributedChangeNotice final : public ChangeNotice
 {
-  public:
+public:
     std::unique_ptr<Observation> observe(std::function<void()> callback) override
     {
         return std::make_unique<DistributedObservation>(std::move(callback));
@@ -74,13 +74,13 @@ class SignalReceiver : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     explicit SignalReceiver(std::function<void()> callback) : m_callback(std::move(callback)) {}
 
 public Q_SLOTS:
     void received() { m_callback(); }
 
-  private:
+private:
     std::function<void()> m_callback;
 };
 
@@ -90,7 +90,7 @@ class InertObservation final : public ChangeNotice::Observation
 
 class BusObservation final : public ChangeNotice::Observation
 {
-  public:
+public:
     BusObservation(const QDBusConnection &connection, std::function<void()> callback)
         : m_connection(connection), m_receiver(std::move(callback))
     {
@@ -102,14 +102,14 @@ class BusObservation final : public ChangeNotice::Observation
         m_connection.disconnect(QString(), kPath, kInterface, kMember, &m_receiver, SLOT(received()));
     }
 
-  private:
+private:
     QDBusConnection m_connection;
     SignalReceiver m_receiver;
 };
 
 class BusChangeNotice final : public ChangeNotice
 {
-  public:
+public:
     BusChangeNotice()
         : m_address(BusAddress::session()),
           m_connectionName(u"moxley-change-notice-" % QString::number(s_instances.fetchAndAddRelaxed(1)))
@@ -145,7 +145,7 @@ class BusChangeNotice final : public ChangeNotice
                  QDBus::Block, 5000);
     }
 
-  private:
+private:
     QDBusConnection connection() const { return QDBusConnection(m_connectionName); }
 
     bool connected()

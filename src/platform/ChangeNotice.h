@@ -8,11 +8,11 @@
 // com.moxley.Tasks.tasksDidChange on /com/moxley/Tasks on the session bus, when there is a bus.
 class ChangeNotice
 {
-  public:
+public:
     // Keeps a callback registered; dropping it removes the registration.
     class Observation
     {
-      public:
+    public:
         virtual ~Observation() = default;
     };
 

@@ -8,7 +8,9 @@ const QString DesktopNotifier::kServiceName = u"org.freedesktop.Notifications"_s
 
 #ifdef Q_OS_MACOS
 
-DesktopNotifier::DesktopNotifier(QObject *parent) : QObject(parent) {}
+DesktopNotifier::DesktopNotifier(QObject *parent) : QObject(parent)
+{
+}
 
 DesktopNotifier::~DesktopNotifier() = default;
 
@@ -17,9 +19,13 @@ std::optional<quint32> DesktopNotifier::post(const Message &)
     return std::nullopt;
 }
 
-void DesktopNotifier::onActionInvoked(uint, const QString &) {}
+void DesktopNotifier::onActionInvoked(uint, const QString &)
+{
+}
 
-void DesktopNotifier::onClosed(uint, uint) {}
+void DesktopNotifier::onClosed(uint, uint)
+{
+}
 
 #else
 
@@ -48,8 +54,8 @@ DesktopNotifier::DesktopNotifier(QObject *parent)
     m_connected = bus.isConnected();
     if (m_connected) {
         // QtDBus offers no typed connect for bus signals; the slots are named.
-        bus.connect(kServiceName, kPath, kServiceName, u"ActionInvoked"_s, this, SLOT(onActionInvoked(uint,QString)));
-        bus.connect(kServiceName, kPath, kServiceName, u"NotificationClosed"_s, this, SLOT(onClosed(uint,uint)));
+        bus.connect(kServiceName, kPath, kServiceName, u"ActionInvoked"_s, this, SLOT(onActionInvoked(uint, QString)));
+        bus.connect(kServiceName, kPath, kServiceName, u"NotificationClosed"_s, this, SLOT(onClosed(uint, uint)));
     }
 }
 

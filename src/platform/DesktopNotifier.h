@@ -12,7 +12,7 @@ class DesktopNotifier : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     static const QString kServiceName; // org.freedesktop.Notifications
 
     explicit DesktopNotifier(QObject *parent = nullptr);
@@ -33,16 +33,16 @@ class DesktopNotifier : public QObject
     // answers.
     std::optional<quint32> post(const Message &message);
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void clicked(quint32 id);
     // Expired, dismissed or closed: no click can come any more.
     void closed(quint32 id);
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void onActionInvoked(uint id, const QString &action);
     void onClosed(uint id, uint reason);
 
-  private:
+private:
     QString m_connectionName;
     bool m_connected = false;
 };

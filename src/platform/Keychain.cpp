@@ -48,7 +48,9 @@ std::unique_ptr<Keychain> Keychain::system()
 #endif
 }
 
-SecurityToolKeychain::SecurityToolKeychain(QString program) : m_program(std::move(program)) {}
+SecurityToolKeychain::SecurityToolKeychain(QString program) : m_program(std::move(program))
+{
+}
 
 std::optional<QString> SecurityToolKeychain::save(const QString &address, const QString &password)
 {
@@ -87,7 +89,9 @@ bool SecurityToolKeychain::hasCredentials(const QString &address)
            process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
-SecretToolKeychain::SecretToolKeychain(QString program) : m_program(std::move(program)) {}
+SecretToolKeychain::SecretToolKeychain(QString program) : m_program(std::move(program))
+{
+}
 
 std::optional<QString> SecretToolKeychain::save(const QString &address, const QString &password)
 {
@@ -127,6 +131,6 @@ bool SecretToolKeychain::hasCredentials(const QString &address)
         return false;
     }
     // The secret itself comes back on standard output; only its presence matters here.
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0
-           && !process.readAllStandardOutput().isEmpty();
+    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0 &&
+           !process.readAllStandardOutput().isEmpty();
 }

@@ -18,13 +18,34 @@ QString SystemPaths::resolve(const QString &absolutePath)
     return sysroot() + absolutePath;
 }
 
-QString SystemPaths::launchctl() { return resolve(QStringLiteral("/bin/launchctl")); }
-QString SystemPaths::pmset() { return resolve(QStringLiteral("/usr/bin/pmset")); }
-QString SystemPaths::osascript() { return resolve(QStringLiteral("/usr/bin/osascript")); }
-QString SystemPaths::shortcuts() { return resolve(QStringLiteral("/usr/bin/shortcuts")); }
-QString SystemPaths::globalAgentsDir() { return resolve(QStringLiteral("/Library/LaunchAgents")); }
-QString SystemPaths::globalDaemonsDir() { return resolve(QStringLiteral("/Library/LaunchDaemons")); }
-QString SystemPaths::cliLinkDir() { return resolve(QStringLiteral("/usr/local/bin")); }
+QString SystemPaths::launchctl()
+{
+    return resolve(QStringLiteral("/bin/launchctl"));
+}
+QString SystemPaths::pmset()
+{
+    return resolve(QStringLiteral("/usr/bin/pmset"));
+}
+QString SystemPaths::osascript()
+{
+    return resolve(QStringLiteral("/usr/bin/osascript"));
+}
+QString SystemPaths::shortcuts()
+{
+    return resolve(QStringLiteral("/usr/bin/shortcuts"));
+}
+QString SystemPaths::globalAgentsDir()
+{
+    return resolve(QStringLiteral("/Library/LaunchAgents"));
+}
+QString SystemPaths::globalDaemonsDir()
+{
+    return resolve(QStringLiteral("/Library/LaunchDaemons"));
+}
+QString SystemPaths::cliLinkDir()
+{
+    return resolve(QStringLiteral("/usr/local/bin"));
+}
 
 QString SystemPaths::systemctl()
 {

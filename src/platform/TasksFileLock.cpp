@@ -56,8 +56,7 @@ TasksFileLock::~TasksFileLock()
     }
 }
 
-TasksFileLock::TasksFileLock(TasksFileLock &&other) noexcept
-    : m_fd(other.m_fd), m_busyText(std::move(other.m_busyText))
+TasksFileLock::TasksFileLock(TasksFileLock &&other) noexcept : m_fd(other.m_fd), m_busyText(std::move(other.m_busyText))
 {
     other.m_fd = -1;
 }
@@ -90,7 +89,8 @@ TasksFileLock TasksFileLock::take(Kind kind, const QString &tasksFile, std::chro
         return {};
     }
     const int operation = kind == Kind::change ? LOCK_SH : LOCK_EX;
-    const auto deadline = std::chrono::steady_clock::now() + (kind == Kind::sweep ? std::chrono::milliseconds(0) : wait);
+    const auto deadline =
+        std::chrono::steady_clock::now() + (kind == Kind::sweep ? std::chrono::milliseconds(0) : wait);
     while (tryLock(fd, operation) != 0) {
         if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= deadline) {
             const bool contended = errno == EWOULDBLOCK;

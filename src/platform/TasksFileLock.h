@@ -16,7 +16,7 @@
 // stray, never one whose task is about to be written.
 class TasksFileLock
 {
-  public:
+public:
     static constexpr std::chrono::milliseconds defaultWait{5000};
 
     enum class Kind { write, change, sweep };
@@ -40,7 +40,7 @@ class TasksFileLock
 
     static QString lockFilePath(Kind kind, const QString &tasksFile);
 
-  private:
+private:
     explicit TasksFileLock(int fd) : m_fd(fd) {}
     int m_fd = -1;
     QString m_busyText;

@@ -36,7 +36,8 @@ void UpdateChecker::checkForUpdates()
         result.currentVersion = m_currentVersion;
         result.error = u"The update feed address is not a secure (https) address: " % m_feedUrl.toString();
         // Answer later, like every other check, so callers can connect after asking.
-        QMetaObject::invokeMethod(this, [this, result] { Q_EMIT checkFinished(result); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this, result] { Q_EMIT checkFinished(result); }, Qt::QueuedConnection);
         return;
     }
     QNetworkRequest request(m_feedUrl);

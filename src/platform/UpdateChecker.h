@@ -8,7 +8,6 @@
 #include <QPointer>
 #include <QUrl>
 
-
 // Asks the update feed whether a newer version exists. One check at a time; a check always ends,
 // with an answer or an error, within the time-out.
 class UpdateChecker : public QObject

@@ -13,7 +13,9 @@ namespace {
 constexpr int kStopGraceMilliseconds = 3000;
 } // namespace
 
-TaskRunner::TaskRunner(QObject *parent) : QObject(parent) {}
+TaskRunner::TaskRunner(QObject *parent) : QObject(parent)
+{
+}
 
 TaskRunner::~TaskRunner()
 {
@@ -69,7 +71,8 @@ void TaskRunner::run(const QString &command, const std::optional<QString> &worki
     if (m_isRunning) {
         return;
     }
-    start(shellProgram(useLoginShell), shellArguments(useLoginShell, commandLine(command, workingDirectory, envFilePath)));
+    start(shellProgram(useLoginShell),
+          shellArguments(useLoginShell, commandLine(command, workingDirectory, envFilePath)));
 }
 
 void TaskRunner::start(const QString &program, const QStringList &arguments)

@@ -17,12 +17,12 @@ QString summaryOf(const ScheduledTask &task)
 FailureAlert::Text FailureAlert::forRun(const ScheduledTask &task, const TaskRunRecord &run, const QTimeZone &zone)
 {
     const QString at = runDateTime(run.startedAt).toTimeZone(zone).toString(u"H:mm"_s);
-    return {summaryOf(task), u"The run at "_s + at + u" ended with exit status "_s + QString::number(run.exitCode) +
-                                 u'.'};
+    return {summaryOf(task),
+            u"The run at "_s + at + u" ended with exit status "_s + QString::number(run.exitCode) + u'.'};
 }
 
 FailureAlert::Text FailureAlert::forUnrecordedFailure(const ScheduledTask &task, std::optional<int> exitStatus,
-                                                     const QString &result)
+                                                      const QString &result)
 {
     if (exitStatus) {
         return {summaryOf(task), u"The run ended with exit status "_s + QString::number(*exitStatus) + u'.'};

@@ -73,8 +73,7 @@ struct Tail {
 };
 
 // Walks back from the end, keeping the records `keep` accepts, until `stop` says a record ends it.
-template <typename Keep, typename Stop>
-std::optional<Tail> readTail(BlockFile &file, qint64 end, Keep keep, Stop stop)
+template <typename Keep, typename Stop> std::optional<Tail> readTail(BlockFile &file, qint64 end, Keep keep, Stop stop)
 {
     Tail tail;
     IdSource ids;
@@ -109,7 +108,8 @@ RunHistory::RecentRuns recentRuns(const QString &runsPath, int count, bool count
         return RunHistory::RecentRuns{{}, countAll ? RunHistory::readRuns(runsPath).size() : 0};
     }
     const auto tail = readTail(
-        file, file.size(), [](const Fields &) { return true; }, [count](const Fields &, qsizetype kept) { return kept >= count; });
+        file, file.size(), [](const Fields &) { return true; },
+        [count](const Fields &, qsizetype kept) { return kept >= count; });
     if (!tail || !wholeFileIsUtf8(file)) {
         return {};
     }
@@ -119,10 +119,11 @@ RunHistory::RecentRuns recentRuns(const QString &runsPath, int count, bool count
     result.total = result.runs.size();
     if (countAll && tail->stoppedAt >= 0) {
         DateCache<char> cache;
-        const bool read = file.forEachPiece(file.textStart(), tail->stoppedAt, [&](const char *b, const char *e, qint64) {
-            result.total += parseFields(b, e, cache) ? 1 : 0;
-            return true;
-        });
+        const bool read =
+            file.forEachPiece(file.textStart(), tail->stoppedAt, [&](const char *b, const char *e, qint64) {
+                result.total += parseFields(b, e, cache) ? 1 : 0;
+                return true;
+            });
         if (!read) {
             return {};
         }
@@ -346,9 +347,9 @@ QString RunHistory::readLogTail(const QString &logPath, int maxLines)
     }
     // A byte-order mark is no text only at the very start of the file; after a line feed it is
     // a character like any other (QString::fromUtf8 would drop it wherever the tail begins).
-    QStringDecoder decoder(QStringDecoder::Utf8, start == 0 ? QStringDecoder::Flag::Stateless
-                                                            : QStringDecoder::Flag::Stateless |
-                                                                  QStringDecoder::Flag::ConvertInitialBom);
+    QStringDecoder decoder(QStringDecoder::Utf8,
+                           start == 0 ? QStringDecoder::Flag::Stateless
+                                      : QStringDecoder::Flag::Stateless | QStringDecoder::Flag::ConvertInitialBom);
     return QString(decoder.decode(tail)).trimmed();
 }
 

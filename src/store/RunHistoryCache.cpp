@@ -109,13 +109,14 @@ struct RunHistoryCache::Entry {
             committedUtf8 = isUtf8(file.handle(), committedEnd, *end);
             IdSource ids;
             DateCache<char> cache;
-            const bool read = committedUtf8 && file.forEachPiece(committedEnd, *end, [&](const char *b, const char *e, qint64) {
-                const auto fields = parseFields(b, e, cache);
-                if (fields && fields->startedAt >= from && fields->startedAt < to) {
-                    committed.append(makeRecord(*fields, ids.next()));
-                }
-                return true;
-            });
+            const bool read =
+                committedUtf8 && file.forEachPiece(committedEnd, *end, [&](const char *b, const char *e, qint64) {
+                    const auto fields = parseFields(b, e, cache);
+                    if (fields && fields->startedAt >= from && fields->startedAt < to) {
+                        committed.append(makeRecord(*fields, ids.next()));
+                    }
+                    return true;
+                });
             if (committedUtf8 && !read) {
                 return false;
             }
@@ -134,8 +135,7 @@ QList<TaskRunRecord> RunHistoryCache::runsStartingBetween(const QString &runsPat
     const qint64 first = from.time_since_epoch().count();
     const qint64 last = to.time_since_epoch().count();
     std::shared_ptr<Entry> &entry = m_entries[runsPath];
-    if (entry && entry->from == first && entry->to == last &&
-        entry->identity == BlockFile::identityOf(runsPath)) {
+    if (entry && entry->from == first && entry->to == last && entry->identity == BlockFile::identityOf(runsPath)) {
         entry->used = true;
         return entry->answer();
     }

@@ -96,8 +96,7 @@ template <typename Ch> Q_ALWAYS_INLINE std::optional<qint64> parseInternetDate(P
         const int year = digits(0, 4);
         const int month = digits(5, 2);
         const int day = digits(8, 2);
-        if (!ok || !is(4, '-') || !is(7, '-') || month < 1 || month > 12 || day < 1 ||
-            day > daysInMonth(year, month)) {
+        if (!ok || !is(4, '-') || !is(7, '-') || month < 1 || month > 12 || day < 1 || day > daysInMonth(year, month)) {
             return std::nullopt;
         }
         std::memcpy(cache.text.data(), s, sizeof cache.text);
@@ -229,8 +228,8 @@ public:
         const quint64 low = draw();
         const auto byte = [](quint64 word, int shift) { return uchar(word >> shift); };
         return QUuid(uint(high >> 32), ushort(high >> 16), ushort((high & 0x0FFF) | 0x4000),
-                     uchar((byte(low, 56) & 0x3F) | 0x80), byte(low, 48), byte(low, 40), byte(low, 32),
-                     byte(low, 24), byte(low, 16), byte(low, 8), byte(low, 0));
+                     uchar((byte(low, 56) & 0x3F) | 0x80), byte(low, 48), byte(low, 40), byte(low, 32), byte(low, 24),
+                     byte(low, 16), byte(low, 8), byte(low, 0));
     }
 
 private:

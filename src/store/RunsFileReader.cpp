@@ -49,7 +49,8 @@ BlockFile::Identity identityFrom(const struct stat &info)
 
 BlockFile::Identity BlockFile::identityOf(const QString &path)
 {
-    struct stat info {};
+    struct stat info {
+    };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0 || !S_ISREG(info.st_mode)) {
         return {};
     }
@@ -76,7 +77,8 @@ BlockFile::BlockFile(const QString &path)
     if (m_fd < 0) {
         return;
     }
-    struct stat info {};
+    struct stat info {
+    };
     if (::fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         ::close(m_fd);
         m_fd = -1;
@@ -125,7 +127,8 @@ bool BlockFile::forEachPiece(qint64 begin, qint64 end, const PieceVisitor &visit
         const char *blockEnd = block + blockLength;
         while (const auto *feed = static_cast<const char *>(std::memchr(p, '\n', size_t(blockEnd - p)))) {
             const qint64 feedAt = blockStart + (feed - block);
-            const char *piece = pieceStart >= blockStart ? block + (pieceStart - blockStart) : gather(pieceStart, feedAt);
+            const char *piece =
+                pieceStart >= blockStart ? block + (pieceStart - blockStart) : gather(pieceStart, feedAt);
             if (!piece) {
                 return false;
             }

@@ -37,8 +37,8 @@ void RunsWatcher::setFiles(const QHash<QUuid, QString> &runsPaths)
             seen.insert(it.key(), *known);
             continue;
         }
-        seen.insert(it.key(), {it.value(), RunHistoryDetail::BlockFile::identityOf(it.value()),
-                               RunHistory::lastRun(it.value())});
+        seen.insert(it.key(),
+                    {it.value(), RunHistoryDetail::BlockFile::identityOf(it.value()), RunHistory::lastRun(it.value())});
     }
     m_seen = std::move(seen);
     watch();

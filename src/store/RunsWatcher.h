@@ -18,7 +18,7 @@ class RunsWatcher : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     // `quietMs`: how long after a change the files are looked at; `pollMs`: the poll's period.
     explicit RunsWatcher(int quietMs = 200, int pollMs = 30000, QObject *parent = nullptr);
 
@@ -26,14 +26,14 @@ class RunsWatcher : public QObject
     // as seen; a file given again keeps what was seen of it.
     void setFiles(const QHash<QUuid, QString> &runsPaths);
 
-  public Q_SLOTS:
+public Q_SLOTS:
     // Looks at every file now.
     void check();
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void runFinished(const QUuid &taskId, const TaskRunRecord &run);
 
-  private:
+private:
     struct Seen {
         QString path;
         RunHistoryDetail::BlockFile::Identity identity;

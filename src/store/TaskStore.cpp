@@ -268,8 +268,8 @@ QList<ScheduledTask> TaskStore::replayOn(QList<ScheduledTask> list) const
     // task it added is never added twice.
     for (const Change &change : m_pending) {
         const ScheduledTask *mine = change.task ? &*change.task : findTask(m_tasks, change.id);
-        const auto index = std::find_if(list.begin(), list.end(),
-                                        [&](const ScheduledTask &task) { return task.id == change.id; });
+        const auto index =
+            std::find_if(list.begin(), list.end(), [&](const ScheduledTask &task) { return task.id == change.id; });
         switch (change.kind) {
         case Change::Kind::add:
             if (mine && !present.contains(change.id)) {

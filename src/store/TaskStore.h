@@ -22,7 +22,7 @@ class TaskStore : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     enum class LogStream { standardOutput, standardError }; // the stdout and stderr logs
 
     struct Options {
@@ -33,8 +33,8 @@ class TaskStore : public QObject
         // null: launchd, through launchdService and pmsetService (see SchedulerChoice for the
         // front ends' choice)
         std::shared_ptr<JobScheduler> scheduler;
-        std::shared_ptr<ChangeNotice> changeNotice;         // may be null: no notices observed
-        bool resetTasks = false;                            // "--reset-tasks"
+        std::shared_ptr<ChangeNotice> changeNotice; // may be null: no notices observed
+        bool resetTasks = false;                    // "--reset-tasks"
         // The app sweeps stray jobs and refreshes scripts even after a failed read (its list is then
         // empty). The moxley tool turns this off: it never acts on a file it could not read.
         bool cleanUpAfterFailedLoad = true;
@@ -115,7 +115,7 @@ class TaskStore : public QObject
     QList<TaskRunRecord> runRecords(const ScheduledTask &task) const;
     QString readLog(const ScheduledTask &task, LogStream stream, int maxLines) const;
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void tasksChanged();
     // Emitted for every error and warning set, even one equal to the last.
     void lastErrorChanged();
@@ -123,7 +123,7 @@ class TaskStore : public QObject
     // The tasks file was written.
     void saved();
 
-  private:
+private:
     qsizetype indexOf(const QUuid &id) const;
     void setLastError(const QString &text);
     void setLastWarning(const QString &text);

@@ -41,10 +41,22 @@ constexpr char overlong4 = 1 << 6;    // F0 80..8F
 constexpr char twoContinuations = char(1 << 7);
 constexpr char carry = tooShort | tooLong | twoContinuations;
 
-alignas(16) constexpr char kByte1High[16] = {
-    tooLong, tooLong, tooLong, tooLong, tooLong, tooLong, tooLong, tooLong, twoContinuations, twoContinuations,
-    twoContinuations, twoContinuations, tooShort | overlong2, tooShort, tooShort | overlong3 | surrogate,
-    tooShort | tooLarge | tooLarge1000 | overlong4};
+alignas(16) constexpr char kByte1High[16] = {tooLong,
+                                             tooLong,
+                                             tooLong,
+                                             tooLong,
+                                             tooLong,
+                                             tooLong,
+                                             tooLong,
+                                             tooLong,
+                                             twoContinuations,
+                                             twoContinuations,
+                                             twoContinuations,
+                                             twoContinuations,
+                                             tooShort | overlong2,
+                                             tooShort,
+                                             tooShort | overlong3 | surrogate,
+                                             tooShort | tooLarge | tooLarge1000 | overlong4};
 alignas(16) constexpr char kByte1Low[16] = {carry | overlong3 | overlong2 | overlong4,
                                             carry | overlong2,
                                             carry,
@@ -61,16 +73,27 @@ alignas(16) constexpr char kByte1Low[16] = {carry | overlong3 | overlong2 | over
                                             carry | tooLarge | tooLarge1000 | surrogate,
                                             carry | tooLarge | tooLarge1000,
                                             carry | tooLarge | tooLarge1000};
-alignas(16) constexpr char kByte2High[16] = {
-    tooShort, tooShort, tooShort, tooShort, tooShort, tooShort, tooShort, tooShort,
-    tooLong | overlong2 | twoContinuations | overlong3 | tooLarge1000 | overlong4,
-    tooLong | overlong2 | twoContinuations | overlong3 | tooLarge,
-    tooLong | overlong2 | twoContinuations | surrogate | tooLarge,
-    tooLong | overlong2 | twoContinuations | surrogate | tooLarge, tooShort, tooShort, tooShort, tooShort};
+alignas(16) constexpr char kByte2High[16] = {tooShort,
+                                             tooShort,
+                                             tooShort,
+                                             tooShort,
+                                             tooShort,
+                                             tooShort,
+                                             tooShort,
+                                             tooShort,
+                                             tooLong | overlong2 | twoContinuations | overlong3 | tooLarge1000 |
+                                                 overlong4,
+                                             tooLong | overlong2 | twoContinuations | overlong3 | tooLarge,
+                                             tooLong | overlong2 | twoContinuations | surrogate | tooLarge,
+                                             tooLong | overlong2 | twoContinuations | surrogate | tooLarge,
+                                             tooShort,
+                                             tooShort,
+                                             tooShort,
+                                             tooShort};
 // Subtracted with saturation from the last three bytes: non-zero where a lead byte's sequence
 // cannot have ended within the vector.
 alignas(32) constexpr unsigned char kMaxima[32] = {
-    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+    0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,     0xFF,     0xFF,
     0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xF0 - 1, 0xE0 - 1, 0xC0 - 1};
 
 struct Ssse3Tables {
@@ -93,8 +116,7 @@ __attribute__((target("ssse3"))) Q_ALWAYS_INLINE Ssse3Tables ssse3Tables()
 __attribute__((target("ssse3"))) Q_ALWAYS_INLINE __m128i errors16(const Ssse3Tables &t, __m128i input, __m128i previous)
 {
     const __m128i previous1 = _mm_alignr_epi8(input, previous, 15);
-    const __m128i byte1High =
-        _mm_shuffle_epi8(t.byte1High, _mm_and_si128(_mm_srli_epi16(previous1, 4), t.lowNibble));
+    const __m128i byte1High = _mm_shuffle_epi8(t.byte1High, _mm_and_si128(_mm_srli_epi16(previous1, 4), t.lowNibble));
     const __m128i byte1Low = _mm_shuffle_epi8(t.byte1Low, _mm_and_si128(previous1, t.lowNibble));
     const __m128i byte2High = _mm_shuffle_epi8(t.byte2High, _mm_and_si128(_mm_srli_epi16(input, 4), t.lowNibble));
     const __m128i special = _mm_and_si128(_mm_and_si128(byte1High, byte1Low), byte2High);
@@ -148,11 +170,11 @@ __attribute__((target("avx2"))) Q_ALWAYS_INLINE __m256i errors32(const Avx2Table
 } // namespace
 
 __attribute__((target("ssse3"))) void checkUtf8ChunksSsse3(VectorUtf8State &state, const unsigned char *p,
-                                                          qint64 chunks)
+                                                           qint64 chunks)
 {
     const Ssse3Tables t = ssse3Tables();
-    __m128i previous = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, char(state.last[0]),
-                                     char(state.last[1]), char(state.last[2]));
+    __m128i previous = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, char(state.last[0]), char(state.last[1]),
+                                     char(state.last[2]));
     __m128i error = _mm_setzero_si128();
     for (; chunks > 0; --chunks, p += 64) {
         const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
@@ -176,8 +198,7 @@ __attribute__((target("ssse3"))) void checkUtf8ChunksSsse3(VectorUtf8State &stat
     state.error = state.error || _mm_movemask_epi8(_mm_cmpeq_epi8(error, _mm_setzero_si128())) != 0xFFFF;
 }
 
-__attribute__((target("avx2"))) void checkUtf8ChunksAvx2(VectorUtf8State &state, const unsigned char *p,
-                                                        qint64 chunks)
+__attribute__((target("avx2"))) void checkUtf8ChunksAvx2(VectorUtf8State &state, const unsigned char *p, qint64 chunks)
 {
     const Avx2Tables t = avx2Tables();
     alignas(32) unsigned char last[32] = {};
@@ -203,9 +224,12 @@ __attribute__((target("avx2"))) void checkUtf8ChunksAvx2(VectorUtf8State &state,
 bool utf8CheckAvailable(Utf8Check check)
 {
     switch (check) {
-    case Utf8Check::scalar: return true;
-    case Utf8Check::ssse3: return __builtin_cpu_supports("ssse3");
-    case Utf8Check::avx2: return __builtin_cpu_supports("avx2");
+    case Utf8Check::scalar:
+        return true;
+    case Utf8Check::ssse3:
+        return __builtin_cpu_supports("ssse3");
+    case Utf8Check::avx2:
+        return __builtin_cpu_supports("avx2");
     }
     return false;
 }
@@ -247,8 +271,7 @@ Utf8Check preferredUtf8Check()
     return Utf8Check::scalar;
 }
 
-Utf8Validator::Utf8Validator(Utf8Check check)
-    : m_check(utf8CheckAvailable(check) ? check : Utf8Check::scalar)
+Utf8Validator::Utf8Validator(Utf8Check check) : m_check(utf8CheckAvailable(check) ? check : Utf8Check::scalar)
 {
 }
 

@@ -116,13 +116,31 @@ public:
             unsigned high = 0xBF;
             int next = 0;
             switch (state) {
-            case 1: next = 0; break;
-            case 2: next = 1; break;
-            case 3: next = 2; break;
-            case 4: low = 0xA0; next = 1; break;
-            case 5: high = 0x9F; next = 1; break;
-            case 6: low = 0x90; next = 2; break;
-            case 7: high = 0x8F; next = 2; break;
+            case 1:
+                next = 0;
+                break;
+            case 2:
+                next = 1;
+                break;
+            case 3:
+                next = 2;
+                break;
+            case 4:
+                low = 0xA0;
+                next = 1;
+                break;
+            case 5:
+                high = 0x9F;
+                next = 1;
+                break;
+            case 6:
+                low = 0x90;
+                next = 2;
+                break;
+            case 7:
+                high = 0x8F;
+                next = 2;
+                break;
             }
             if (c < low || c > high) {
                 m_state = -1;

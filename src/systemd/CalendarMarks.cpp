@@ -32,11 +32,10 @@ std::optional<QDateTime> stamp(const QString &line)
 
 QList<QDateTime> elapsesAfter(const QString &expression, qint64 baseSeconds, int iterations)
 {
-    const ChildProcess::Result result = ChildProcess::run(
-        SystemdTools::program(u"systemd-analyze"_s),
-        {u"calendar"_s, u"--iterations=%1"_s.arg(iterations), u"--base-time=@%1"_s.arg(baseSeconds), u"--"_s,
-         expression},
-        {ChildProcess::Output::capture, std::nullopt, std::nullopt});
+    const ChildProcess::Result result = ChildProcess::run(SystemdTools::program(u"systemd-analyze"_s),
+                                                          {u"calendar"_s, u"--iterations=%1"_s.arg(iterations),
+                                                           u"--base-time=@%1"_s.arg(baseSeconds), u"--"_s, expression},
+                                                          {ChildProcess::Output::capture, std::nullopt, std::nullopt});
     return result.succeeded() ? CalendarMarks::parseElapses(result.standardOutput) : QList<QDateTime>();
 }
 

@@ -76,8 +76,7 @@ std::optional<std::vector<bool>> parseField(const QString &field, const FieldRan
     return bits;
 }
 
-template <size_t N>
-void copyBits(const std::vector<bool> &from, std::bitset<N> &to)
+template <size_t N> void copyBits(const std::vector<bool> &from, std::bitset<N> &to)
 {
     for (size_t i = 0; i < N && i < from.size(); ++i) {
         to[i] = from[i];
@@ -129,10 +128,10 @@ std::optional<CronSchedule> CronSchedule::parse(const QStringList &fields, QStri
 
 std::optional<QStringList> CronSchedule::fieldsOf(const QString &special)
 {
-    static const QHash<QString, QString> specials = {
-        {u"@yearly"_s, u"0 0 1 1 *"_s},  {u"@annually"_s, u"0 0 1 1 *"_s}, {u"@monthly"_s, u"0 0 1 * *"_s},
-        {u"@weekly"_s, u"0 0 * * 0"_s},  {u"@daily"_s, u"0 0 * * *"_s},    {u"@midnight"_s, u"0 0 * * *"_s},
-        {u"@hourly"_s, u"0 * * * *"_s}};
+    static const QHash<QString, QString> specials = {{u"@yearly"_s, u"0 0 1 1 *"_s},  {u"@annually"_s, u"0 0 1 1 *"_s},
+                                                     {u"@monthly"_s, u"0 0 1 * *"_s}, {u"@weekly"_s, u"0 0 * * 0"_s},
+                                                     {u"@daily"_s, u"0 0 * * *"_s},   {u"@midnight"_s, u"0 0 * * *"_s},
+                                                     {u"@hourly"_s, u"0 * * * *"_s}};
     const auto found = specials.constFind(special.toLower());
     if (found == specials.cend()) {
         return std::nullopt;

@@ -26,8 +26,8 @@ public:
 private:
     std::bitset<60> m_minutes;
     std::bitset<24> m_hours;
-    std::bitset<32> m_days;   // 1-31
-    std::bitset<13> m_months; // 1-12
+    std::bitset<32> m_days;    // 1-31
+    std::bitset<13> m_months;  // 1-12
     std::bitset<7> m_weekdays; // 0 = Sunday
     bool m_dayStar = false;
     bool m_weekdayStar = false;

@@ -56,7 +56,8 @@ QStringList SystemdScheduler::defaultEnvironment() const
 {
     ChildProcess::Options options;
     options.output = ChildProcess::Output::capture;
-    const auto result = ChildProcess::run(SystemdTools::program(u"systemd-path"_s), {u"search-binaries-default"_s}, options);
+    const auto result =
+        ChildProcess::run(SystemdTools::program(u"systemd-path"_s), {u"search-binaries-default"_s}, options);
     const QString path = QString::fromUtf8(result.standardOutput).trimmed();
     return {u"PATH=" % (result.succeeded() && path.startsWith(u'/') ? path : kFallbackPath)};
 }

@@ -117,7 +117,8 @@ std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task, b
     if (alerts) {
         // Written with every task, so that it always runs the tool of the latest install; after the
         // task's units, so that a sweep running alongside sees a task that still needs it.
-        files.append({m_unitDir % u'/' % SystemdUnits::alertTemplateName(), SystemdUnits::alertTemplateText(m_alertTool)});
+        files.append(
+            {m_unitDir % u'/' % SystemdUnits::alertTemplateName(), SystemdUnits::alertTemplateText(m_alertTool)});
     }
     for (const JobFile &file : std::as_const(files)) {
         if (auto failure = saveFile(file.path, file.text)) {
@@ -129,7 +130,8 @@ std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task, b
 
 void SystemdScheduler::removeUnusedAlertTemplate() const
 {
-    const QStringList taskUnits = QDir(m_unitDir).entryList({u"com.moxley.task.*"_s}, QDir::Files | QDir::Hidden | QDir::System);
+    const QStringList taskUnits =
+        QDir(m_unitDir).entryList({u"com.moxley.task.*"_s}, QDir::Files | QDir::Hidden | QDir::System);
     if (taskUnits.isEmpty()) {
         QFile::remove(m_unitDir % u'/' % SystemdUnits::alertTemplateName());
     }
@@ -219,8 +221,9 @@ std::optional<QString> SystemdScheduler::uninstall(const ScheduledTask &task)
     const QString timer = timerPath(task);
     std::optional<QString> result;
     if (QFileInfo::exists(service) || QFileInfo::exists(timer)) {
-        result = systemctl({u"disable"_s, u"--now"_s, SystemdUnits::timerName(task.id), SystemdUnits::serviceName(task.id)})
-                     .error;
+        result =
+            systemctl({u"disable"_s, u"--now"_s, SystemdUnits::timerName(task.id), SystemdUnits::serviceName(task.id)})
+                .error;
         QFile::remove(timer);
         QFile::remove(service);
         removeUnusedAlertTemplate();
@@ -292,7 +295,8 @@ QList<QDateTime> SystemdScheduler::nextRuns(const ScheduledTask &task, const QDa
             return {};
         }
         QList<QDateTime> runs;
-        for (QDateTime when = next->toLocalTime(); runs.size() < count; when = when.addSecs(qint64(interval->minutes) * 60)) {
+        for (QDateTime when = next->toLocalTime(); runs.size() < count;
+             when = when.addSecs(qint64(interval->minutes) * 60)) {
             if (when > after) {
                 runs << when;
             }
@@ -320,7 +324,8 @@ QString SystemdScheduler::jobFilePath(const ScheduledTask &task) const
 
 bool SystemdScheduler::isLoaded(const ScheduledTask &task) const
 {
-    const QString unit = SystemdUnits::hasTimer(task) ? SystemdUnits::timerName(task.id) : SystemdUnits::serviceName(task.id);
+    const QString unit =
+        SystemdUnits::hasTimer(task) ? SystemdUnits::timerName(task.id) : SystemdUnits::serviceName(task.id);
     return !systemctl({u"is-enabled"_s, u"--quiet"_s, unit}).error;
 }
 

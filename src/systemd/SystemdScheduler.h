@@ -11,7 +11,7 @@
 // systemctl's own message, or say that no user instance answers.
 class SystemdScheduler final : public JobScheduler
 {
-  public:
+public:
     // `unitDir` empty: AppPaths::systemdUserUnitDir(); `loginShell` empty: AppPaths::loginShell().
     // `alertTool`: the moxley executable that the alert unit runs; nothing: the one beside this
     // program (AppPaths::besideThisProgram); empty: no alert unit, and no OnFailure= on the services.
@@ -53,7 +53,7 @@ class SystemdScheduler final : public JobScheduler
     // systemctl --user with these arguments; the error as described above.
     Reply systemctl(const QStringList &arguments) const;
 
-  private:
+private:
     QString servicePath(const ScheduledTask &task) const;
     QString timerPath(const ScheduledTask &task) const;
     // `alerts`: whether the service names the alert unit (a probe's failure is no run's failure).

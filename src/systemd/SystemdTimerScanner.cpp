@@ -208,8 +208,8 @@ Listing listScope(const QStringList &folders)
                     listing.timers.insert(name, dir.filePath(name));
                 }
             } else if (name.endsWith(u".wants") || name.endsWith(u".requires")) {
-                const QStringList links = QDir(dir.filePath(name))
-                                              .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+                const QStringList links =
+                    QDir(dir.filePath(name)).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
                 for (const QString &link : links) {
                     listing.linked.insert(link);
                 }
@@ -254,8 +254,7 @@ SystemdTimerScanner::SystemdTimerScanner()
                  SystemPaths::resolve(u"/etc/systemd/user"_s), SystemPaths::resolve(u"/usr/lib/systemd/user"_s)}},
                {TimerUnit::Source::systemTimers,
                 {SystemPaths::resolve(u"/etc/systemd/system"_s), SystemPaths::resolve(u"/run/systemd/system"_s),
-                 SystemPaths::resolve(u"/usr/lib/systemd/system"_s),
-                 SystemPaths::resolve(u"/lib/systemd/system"_s)}}}
+                 SystemPaths::resolve(u"/usr/lib/systemd/system"_s), SystemPaths::resolve(u"/lib/systemd/system"_s)}}}
 {
 }
 

@@ -58,8 +58,7 @@ QList<int> occurrenceMinutes(const TaskSchedule &schedule, const QDate &today)
         // launchd fires on every day; the wrapper script is what keeps to the day of the month.
         return minutesOf(schedule.as<Schedule::Monthly>()->times);
     case TaskSchedule::Kind::monthlyLastDay:
-        return today.addDays(1).day() == 1 ? minutesOf(schedule.as<Schedule::MonthlyLastDay>()->times)
-                                           : QList<int>{};
+        return today.addDays(1).day() == 1 ? minutesOf(schedule.as<Schedule::MonthlyLastDay>()->times) : QList<int>{};
     case TaskSchedule::Kind::monthlyNthWeekday: {
         const auto *nth = schedule.as<Schedule::MonthlyNthWeekday>();
         const bool matches = weekday == nth->weekday && (today.day() - 1) / 7 + 1 == nth->nth;
@@ -163,8 +162,8 @@ class RunCoverage
 public:
     void add(int startMinute)
     {
-        for (int minute = std::max(startMinute - 4, 0); minute <= std::min(startMinute + 4, Timeline::kTotalMinutes - 1);
-             ++minute) {
+        for (int minute = std::max(startMinute - 4, 0);
+             minute <= std::min(startMinute + 4, Timeline::kTotalMinutes - 1); ++minute) {
             m_covered[minute] = true;
         }
     }

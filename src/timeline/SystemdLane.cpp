@@ -8,8 +8,7 @@ QList<Timeline::SystemRow> Timeline::systemdRows(const SystemdJobs &jobs, const 
 {
     QList<SystemRow> rows;
     for (const TimerUnit &timer : jobs.timers) {
-        if (timer.isTemplate || timer.masked || timer.calendars.isEmpty() ||
-            (!timer.enabled && !timer.nextElapse)) {
+        if (timer.isTemplate || timer.masked || timer.calendars.isEmpty() || (!timer.enabled && !timer.nextElapse)) {
             continue;
         }
         QList<int> marks;

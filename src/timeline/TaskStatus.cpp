@@ -70,7 +70,8 @@ TaskStatus::Status TaskStatus::compute(const ScheduledTask &task, const Inputs &
 {
     Status status;
     status.task = task;
-    const QList<TaskRunRecord> runs = inputs.runsOf ? inputs.runsOf(task, windowStart(now, zone)) : QList<TaskRunRecord>{};
+    const QList<TaskRunRecord> runs =
+        inputs.runsOf ? inputs.runsOf(task, windowStart(now, zone)) : QList<TaskRunRecord>{};
     status.lastRun = latestRun(runs);
     if (task.isEnabled) {
         if (isCalendar(task.schedule)) {

@@ -18,9 +18,7 @@ std::optional<QString> noneIfEmpty(const QString &text)
 } // namespace
 
 AddTaskView::AddTaskView(TaskStore &store, QWidget *parent)
-    : QDialog(parent),
-      m_store(store),
-      m_form(new TaskFormView),
+    : QDialog(parent), m_store(store), m_form(new TaskFormView),
       m_testRun(new QPushButton(Icons::symbol(QStringLiteral("play.fill")), QStringLiteral("Test Run"))),
       m_check(new QPushButton(Icons::symbol(QStringLiteral("checkmark.circle")), QStringLiteral("Check"))),
       m_add(new QPushButton(QStringLiteral("Add Task")))
@@ -68,8 +66,8 @@ TestRunView *AddTaskView::openTestRun()
     if (fields.command.isEmpty()) {
         return nullptr;
     }
-    auto *run = new TestRunView(fields.command, noneIfEmpty(fields.workingDirectory),
-                                noneIfEmpty(fields.envFilePath), fields.useLoginShell, this);
+    auto *run = new TestRunView(fields.command, noneIfEmpty(fields.workingDirectory), noneIfEmpty(fields.envFilePath),
+                                fields.useLoginShell, this);
     run->setAttribute(Qt::WA_DeleteOnClose);
     run->open();
     return run;
@@ -82,7 +80,8 @@ DoctorSheet *AddTaskView::openCheck()
     }
     ScheduledTask task = buildTask();
     task.isEnabled = false;
-    auto *sheet = new DoctorSheet(DoctorChecks::instance(), task, m_store.sharedScheduler(), m_store.launchdService(), this);
+    auto *sheet =
+        new DoctorSheet(DoctorChecks::instance(), task, m_store.sharedScheduler(), m_store.launchdService(), this);
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     sheet->open();
     return sheet;

@@ -13,7 +13,7 @@ class CheckForUpdatesView : public QAction
 {
     Q_OBJECT
 
-  public:
+public:
     CheckForUpdatesView(UpdaterController &updaterController, QObject *parent = nullptr);
 
     // Re-reads the updater's state whenever `menu` is about to show.
@@ -22,7 +22,7 @@ class CheckForUpdatesView : public QAction
     // Re-reads the updater's state every `milliseconds`.
     void pollEvery(int milliseconds);
 
-  private:
+private:
     UpdaterController &m_updaterController;
     QTimer *m_poll = nullptr;
 };

@@ -4,18 +4,18 @@
 #include "model/TaskMigration.h"
 #include "store/TaskStore.h"
 #include "ui/AddTaskView.h"
+#include "ui/CronEntryDetailView.h"
 #include "ui/DayTimelineView.h"
-#include "ui/TaskGlance.h"
 #include "ui/EditTaskView.h"
 #include "ui/EmptyStateView.h"
 #include "ui/FileDialog.h"
 #include "ui/Icons.h"
 #include "ui/LaunchdJobDetailView.h"
-#include "ui/CronEntryDetailView.h"
-#include "ui/TimerDetailView.h"
 #include "ui/MessageBox.h"
 #include "ui/SidebarView.h"
 #include "ui/TaskDetailView.h"
+#include "ui/TaskGlance.h"
+#include "ui/TimerDetailView.h"
 #include "ui/ViewStyle.h"
 
 #include <QApplication>
@@ -50,7 +50,10 @@ QAction *toolButton(QToolBar *bar, const QString &symbol, const QString &text, c
     return bar->addWidget(button);
 }
 
-QToolButton *buttonOf(QToolBar *bar, QAction *action) { return qobject_cast<QToolButton *>(bar->widgetForAction(action)); }
+QToolButton *buttonOf(QToolBar *bar, QAction *action)
+{
+    return qobject_cast<QToolButton *>(bar->widgetForAction(action));
+}
 
 } // namespace
 
@@ -68,10 +71,12 @@ ContentView::ContentView(TaskStore &store, QWidget *parent) : QWidget(parent), m
     auto *spacer = new QWidget(m_toolBar);
     spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     m_toolBar->addWidget(spacer);
-    m_addAction = toolButton(m_toolBar, QStringLiteral("plus"), QStringLiteral("Add Task"), QStringLiteral("toolbar-add-task"));
+    m_addAction =
+        toolButton(m_toolBar, QStringLiteral("plus"), QStringLiteral("Add Task"), QStringLiteral("toolbar-add-task"));
     m_exportAction = toolButton(m_toolBar, QStringLiteral("square.and.arrow.up"), QStringLiteral("Export"),
                                 QStringLiteral("toolbar-export"));
-    m_deleteAction = toolButton(m_toolBar, QStringLiteral("trash"), QStringLiteral("Delete"), QStringLiteral("toolbar-delete"));
+    m_deleteAction =
+        toolButton(m_toolBar, QStringLiteral("trash"), QStringLiteral("Delete"), QStringLiteral("toolbar-delete"));
     m_doneAction = toolButton(m_toolBar, QString(), QStringLiteral("Done"), QStringLiteral("toolbar-done"));
     connect(buttonOf(m_toolBar, m_addAction), &QToolButton::clicked, this, &ContentView::addNewTask);
     connect(buttonOf(m_toolBar, m_exportAction), &QToolButton::clicked, this, &ContentView::exportSelected);
@@ -292,8 +297,8 @@ void ContentView::rebuildSidebar()
 QWidget *ContentView::systemJobDetail(const QString &id)
 {
     QWidget *detail = nullptr;
-    const auto launchd = std::find_if(m_systemJobs.cbegin(), m_systemJobs.cend(),
-                                      [&id](const LaunchdJob &job) { return job.id == id; });
+    const auto launchd =
+        std::find_if(m_systemJobs.cbegin(), m_systemJobs.cend(), [&id](const LaunchdJob &job) { return job.id == id; });
     const auto timer = std::find_if(m_systemdJobs.timers.cbegin(), m_systemdJobs.timers.cend(),
                                     [&id](const TimerUnit &unit) { return unit.id == id; });
     const auto cron = std::find_if(m_systemdJobs.cron.cbegin(), m_systemdJobs.cron.cend(),
@@ -405,7 +410,8 @@ QMenu *ContentView::createContextMenu(const ScheduledTask &task, QWidget *parent
     auto *menu = new QMenu(parent);
     menu->setObjectName(QStringLiteral("task-context-menu"));
     connect(menu->addAction(QStringLiteral("Edit...")), &QAction::triggered, this, [this, task] { editTask(task); });
-    connect(menu->addAction(QStringLiteral("Duplicate")), &QAction::triggered, this, [this, task] { duplicateTask(task); });
+    connect(menu->addAction(QStringLiteral("Duplicate")), &QAction::triggered, this,
+            [this, task] { duplicateTask(task); });
     QAction *runNow = menu->addAction(QStringLiteral("Run Now"));
     runNow->setEnabled(task.isEnabled);
     connect(runNow, &QAction::triggered, this, [this, task] { m_store.startNow(task); });
@@ -441,7 +447,10 @@ void ContentView::editTask(const ScheduledTask &task)
     sheet->open();
 }
 
-void ContentView::taskCreated(const ScheduledTask &task) { setSelection(SidebarSection::task(task.id)); }
+void ContentView::taskCreated(const ScheduledTask &task)
+{
+    setSelection(SidebarSection::task(task.id));
+}
 
 void ContentView::duplicateTask(const ScheduledTask &task)
 {
@@ -450,14 +459,18 @@ void ContentView::duplicateTask(const ScheduledTask &task)
     }
 }
 
-void ContentView::toggleEnabled(const ScheduledTask &task) { m_store.setEnabled(!task.isEnabled, task.id); }
+void ContentView::toggleEnabled(const ScheduledTask &task)
+{
+    m_store.setEnabled(!task.isEnabled, task.id);
+}
 
 void ContentView::deleteTask(const ScheduledTask &task)
 {
-    const QString answer = MessageBox::show(
-        this, MessageBox::Style::warning, QStringLiteral("Delete Task"),
-        u"Are you sure you want to delete \"" % task.name % u"\"? This will also remove the launchd job.",
-        {{QStringLiteral("Cancel"), MessageBox::Role::cancel}, {QStringLiteral("Delete"), MessageBox::Role::destructive}});
+    const QString answer = MessageBox::show(this, MessageBox::Style::warning, QStringLiteral("Delete Task"),
+                                            u"Are you sure you want to delete \"" % task.name %
+                                                u"\"? This will also remove the launchd job.",
+                                            {{QStringLiteral("Cancel"), MessageBox::Role::cancel},
+                                             {QStringLiteral("Delete"), MessageBox::Role::destructive}});
     if (answer != u"Delete") {
         return;
     }
@@ -525,8 +538,8 @@ void ContentView::exportSelected()
     if (m_ticked.isEmpty()) {
         return;
     }
-    const QString path = FileDialog::getSaveFileName(this, QStringLiteral("Export Tasks"), QStringLiteral("Moxley-tasks.json"),
-                                                     QStringLiteral("JSON (*.json)"));
+    const QString path = FileDialog::getSaveFileName(
+        this, QStringLiteral("Export Tasks"), QStringLiteral("Moxley-tasks.json"), QStringLiteral("JSON (*.json)"));
     if (path.isEmpty()) {
         return;
     }
@@ -550,10 +563,11 @@ void ContentView::deleteSelected()
         return;
     }
     const QString count = QString::number(m_ticked.size());
-    const QString answer = MessageBox::show(
-        this, MessageBox::Style::warning, u"Delete " % count % u" Tasks",
-        u"Are you sure you want to delete " % count % u" tasks? This will also remove their launchd jobs.",
-        {{QStringLiteral("Cancel"), MessageBox::Role::cancel}, {QStringLiteral("Delete"), MessageBox::Role::destructive}});
+    const QString answer = MessageBox::show(this, MessageBox::Style::warning, u"Delete " % count % u" Tasks",
+                                            u"Are you sure you want to delete " % count %
+                                                u" tasks? This will also remove their launchd jobs.",
+                                            {{QStringLiteral("Cancel"), MessageBox::Role::cancel},
+                                             {QStringLiteral("Delete"), MessageBox::Role::destructive}});
     if (answer != u"Delete") {
         return;
     }

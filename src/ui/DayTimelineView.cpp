@@ -10,15 +10,15 @@
 #include "ui/ViewStyle.h"
 
 #include <QCheckBox>
-#include <algorithm>
-#include <QTime>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
 #include <QScrollArea>
 #include <QScrollBar>
+#include <QTime>
 #include <QVBoxLayout>
+#include <algorithm>
 
 using namespace TimelineRowGeometry;
 
@@ -273,7 +273,8 @@ void DayTimelineView::placeLanesInSight()
         }
         if (!slot.widget) {
             if (slot.system) {
-                slot.widget = new SystemJobTimelineItemView(m_day.systemJobs.at(slot.index), Timeline::kTotalMinutes, m_lanes);
+                slot.widget =
+                    new SystemJobTimelineItemView(m_day.systemJobs.at(slot.index), Timeline::kTotalMinutes, m_lanes);
             } else {
                 auto *lane = new TimelineItemView(m_day.tasks.at(slot.index), Timeline::kTotalMinutes, m_lanes);
                 lane->setMissed(missedToday(m_day.tasks.at(slot.index)));

@@ -38,17 +38,9 @@ QString sideText(const std::optional<ProbeScript::Answer> &answer)
 
 DoctorSheet::DoctorSheet(DoctorChecks &checks, const ScheduledTask &task, std::shared_ptr<JobScheduler> scheduler,
                          LaunchdService files, QWidget *parent)
-    : QDialog(parent),
-      m_checks(checks),
-      m_task(task),
-      m_scheduler(std::move(scheduler)),
-      m_files(std::move(files)),
-      m_runningRow(new QWidget),
-      m_busy(new QProgressBar),
-      m_headline(new QLabel),
-      m_report(new QWidget),
-      m_reportLayout(new QVBoxLayout(m_report)),
-      m_again(new QPushButton(u"Check Again"_s)),
+    : QDialog(parent), m_checks(checks), m_task(task), m_scheduler(std::move(scheduler)), m_files(std::move(files)),
+      m_runningRow(new QWidget), m_busy(new QProgressBar), m_headline(new QLabel), m_report(new QWidget),
+      m_reportLayout(new QVBoxLayout(m_report)), m_again(new QPushButton(u"Check Again"_s)),
       m_close(new QPushButton(u"Close"_s))
 {
     setWindowTitle(u"Check"_s);
@@ -177,9 +169,9 @@ void DoctorSheet::showResult(const Doctor::Result &result)
         delete item;
     }
     const qsizetype count = result.problems.size();
-    m_headline->setText(result.ok() ? u"No problems: the task will run when scheduled as it does in a Test Run."_s
-                                    : (count == 1 ? u"1 problem found"_s
-                                                  : QString::number(count) + u" problems found"_s));
+    m_headline->setText(result.ok()
+                            ? u"No problems: the task will run when scheduled as it does in a Test Run."_s
+                            : (count == 1 ? u"1 problem found"_s : QString::number(count) + u" problems found"_s));
     ViewStyle::setTextColor(m_headline, result.ok() ? ViewStyle::green() : ViewStyle::red());
     if (!result.note.isEmpty()) {
         QLabel *note = wrappedLabel(result.note, u"doctor-note"_s, m_report);

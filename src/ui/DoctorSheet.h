@@ -20,7 +20,7 @@ class DoctorSheet : public QDialog
 {
     Q_OBJECT
 
-  public:
+public:
     DoctorSheet(DoctorChecks &checks, const ScheduledTask &task, std::shared_ptr<JobScheduler> scheduler,
                 LaunchdService files, QWidget *parent = nullptr);
 
@@ -35,10 +35,10 @@ class DoctorSheet : public QDialog
     // "Add its folder to PATH..."); no fix when the text has none.
     static QPair<QString, QString> splitFix(const QString &text);
 
-  protected:
+protected:
     void showEvent(QShowEvent *event) override;
 
-  private:
+private:
     void showResult(const Doctor::Result &result);
     QWidget *problemBox(const DoctorProblem &problem, int index);
     QWidget *environmentBox(const Doctor::Result &result);

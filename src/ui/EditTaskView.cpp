@@ -7,10 +7,7 @@
 #include <QPushButton>
 
 EditTaskView::EditTaskView(TaskStore &store, ScheduledTask task, QWidget *parent)
-    : QDialog(parent),
-      m_store(store),
-      m_task(std::move(task)),
-      m_form(new TaskFormView),
+    : QDialog(parent), m_store(store), m_task(std::move(task)), m_form(new TaskFormView),
       m_save(new QPushButton(QStringLiteral("Save")))
 {
     setWindowTitle(QStringLiteral("Edit Task"));

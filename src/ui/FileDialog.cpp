@@ -52,7 +52,7 @@ QString FileDialog::getSaveFileName(QWidget *parent, const QString &caption, con
 }
 
 QString FileDialog::getOpenFileName(QWidget *parent, const QString &caption, const QString &filter,
-                                   const QString &directory, bool showHidden)
+                                    const QString &directory, bool showHidden)
 {
     if (const std::optional<QString> preset = takePreset()) {
         return *preset;
@@ -67,8 +67,8 @@ QString FileDialog::getOpenFileName(QWidget *parent, const QString &caption, con
 std::unique_ptr<QFileDialog> FileDialog::openDialog(QWidget *parent, const QString &caption, const QString &filter,
                                                     const QString &directory, bool showHidden)
 {
-    auto dialog = std::make_unique<QFileDialog>(parent, caption, directory.isEmpty() ? QDir::homePath() : directory,
-                                                filter);
+    auto dialog =
+        std::make_unique<QFileDialog>(parent, caption, directory.isEmpty() ? QDir::homePath() : directory, filter);
     dialog->setAcceptMode(QFileDialog::AcceptOpen);
     dialog->setFileMode(QFileDialog::ExistingFile);
     if (showHidden) {
@@ -77,6 +77,12 @@ std::unique_ptr<QFileDialog> FileDialog::openDialog(QWidget *parent, const QStri
     return dialog;
 }
 
-void FileDialog::setNextFileName(const QString &fileName) { nextFileName() = fileName; }
+void FileDialog::setNextFileName(const QString &fileName)
+{
+    nextFileName() = fileName;
+}
 
-QString FileDialog::lastProposedName() { return proposedName(); }
+QString FileDialog::lastProposedName()
+{
+    return proposedName();
+}

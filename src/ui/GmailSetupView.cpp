@@ -2,8 +2,8 @@
 
 #include "launchd/MailSnippet.h"
 #include "platform/Keychain.h"
-#include "ui/ViewStyle.h"
 #include "ui/Icons.h"
+#include "ui/ViewStyle.h"
 
 #include <QDesktopServices>
 #include <QFormLayout>
@@ -56,21 +56,12 @@ const QStringList &helpSteps()
 
 } // namespace
 
-GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_ptr<QSettings> settings,
-                               QWidget *parent)
-    : QDialog(parent),
-      m_keychain(std::move(keychain)),
-      m_settings(std::move(settings)),
-      m_openUrl([](const QUrl &url) { QDesktopServices::openUrl(url); }),
-      m_address(new QLineEdit),
-      m_password(new QLineEdit),
-      m_passwordPages(new QStackedWidget),
-      m_help(new QWidget),
-      m_to(new QLineEdit),
-      m_subject(new QLineEdit(MailSnippet::defaultSubject())),
-      m_body(new QPlainTextEdit(MailSnippet::defaultBody())),
-      m_error(ViewStyle::formCaption()),
-      m_use(new QPushButton(QStringLiteral("Use Template")))
+GmailSetupView::GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_ptr<QSettings> settings, QWidget *parent)
+    : QDialog(parent), m_keychain(std::move(keychain)), m_settings(std::move(settings)),
+      m_openUrl([](const QUrl &url) { QDesktopServices::openUrl(url); }), m_address(new QLineEdit),
+      m_password(new QLineEdit), m_passwordPages(new QStackedWidget), m_help(new QWidget), m_to(new QLineEdit),
+      m_subject(new QLineEdit(MailSnippet::defaultSubject())), m_body(new QPlainTextEdit(MailSnippet::defaultBody())),
+      m_error(ViewStyle::formCaption()), m_use(new QPushButton(QStringLiteral("Use Template")))
 {
     setWindowTitle(QStringLiteral("Gmail Template"));
     setObjectName(QStringLiteral("gmail-setup"));
@@ -254,8 +245,8 @@ QLayout *GmailSetupView::buildButtons()
 
 bool GmailSetupView::showsSavedPassword() const
 {
-    return m_hasExistingCredentials && !m_changingPassword
-           && MailSnippet::trimBlanks(m_address->text()) == m_credentialsAddress;
+    return m_hasExistingCredentials && !m_changingPassword &&
+           MailSnippet::trimBlanks(m_address->text()) == m_credentialsAddress;
 }
 
 void GmailSetupView::updateState()
@@ -263,10 +254,10 @@ void GmailSetupView::updateState()
     const bool saved = showsSavedPassword();
     m_passwordPages->setCurrentIndex(saved ? savedPage : enterPage);
     const bool passwordKnown =
-        saved || !MailSnippet::trimBlanks(m_password->text()).isEmpty()
-        || (m_hasExistingCredentials && MailSnippet::trimBlanks(m_address->text()) == m_credentialsAddress);
-    m_use->setEnabled(!MailSnippet::trimBlanks(m_address->text()).isEmpty()
-                      && !MailSnippet::trimBlanks(m_to->text()).isEmpty() && passwordKnown);
+        saved || !MailSnippet::trimBlanks(m_password->text()).isEmpty() ||
+        (m_hasExistingCredentials && MailSnippet::trimBlanks(m_address->text()) == m_credentialsAddress);
+    m_use->setEnabled(!MailSnippet::trimBlanks(m_address->text()).isEmpty() &&
+                      !MailSnippet::trimBlanks(m_to->text()).isEmpty() && passwordKnown);
 }
 
 void GmailSetupView::useTemplate()

@@ -28,8 +28,7 @@ public:
     // The settings key of the last used address.
     static constexpr char16_t kAccountKey[] = u"gmail_account";
 
-    GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_ptr<QSettings> settings,
-                   QWidget *parent = nullptr);
+    GmailSetupView(std::shared_ptr<Keychain> keychain, std::shared_ptr<QSettings> settings, QWidget *parent = nullptr);
     ~GmailSetupView() override;
 
     void setOnComplete(std::function<void(const QString &snippet, const QString &suggestedName)> onComplete)

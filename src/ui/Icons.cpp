@@ -62,7 +62,8 @@ public:
         if (size.isEmpty()) {
             return {};
         }
-        const quint64 key = quint64(size.width()) << 32 | quint64(size.height()) << 2 | quint64(mode == QIcon::Disabled);
+        const quint64 key =
+            quint64(size.width()) << 32 | quint64(size.height()) << 2 | quint64(mode == QIcon::Disabled);
         if (const auto it = m_pixmaps.constFind(key); it != m_pixmaps.constEnd()) {
             return it.value();
         }

@@ -91,8 +91,8 @@ QString MessageBox::show(QWidget *parent, Style style, const QString &title, con
     return fallbackAnswer(buttons);
 }
 
-std::unique_ptr<QMessageBox> MessageBox::create(QWidget *parent, Style style, const QString &title,
-                                               const QString &text, const QList<Button> &buttons)
+std::unique_ptr<QMessageBox> MessageBox::create(QWidget *parent, Style style, const QString &title, const QString &text,
+                                                const QList<Button> &buttons)
 {
     auto box = std::make_unique<QMessageBox>(parent);
     box->setIcon(boxIcon(style));
@@ -128,12 +128,27 @@ std::unique_ptr<QMessageBox> MessageBox::create(QWidget *parent, Style style, co
     return box;
 }
 
-void MessageBox::setNextAnswer(const QString &buttonText) { pendingAnswers().enqueue(buttonText); }
+void MessageBox::setNextAnswer(const QString &buttonText)
+{
+    pendingAnswers().enqueue(buttonText);
+}
 
-bool MessageBox::hasPendingAnswers() { return !pendingAnswers().isEmpty(); }
+bool MessageBox::hasPendingAnswers()
+{
+    return !pendingAnswers().isEmpty();
+}
 
-void MessageBox::clearPendingAnswers() { pendingAnswers().clear(); }
+void MessageBox::clearPendingAnswers()
+{
+    pendingAnswers().clear();
+}
 
-QList<MessageBox::Shown> MessageBox::history() { return shownAlerts(); }
+QList<MessageBox::Shown> MessageBox::history()
+{
+    return shownAlerts();
+}
 
-void MessageBox::clearHistory() { shownAlerts().clear(); }
+void MessageBox::clearHistory()
+{
+    shownAlerts().clear();
+}

@@ -34,8 +34,8 @@ public:
 
     // The alert show() would run, not yet shown. A cancel button is the default where another
     // button destroys something, else the accept button.
-    static std::unique_ptr<QMessageBox> create(QWidget *parent, Style style, const QString &title,
-                                               const QString &text, const QList<Button> &buttons);
+    static std::unique_ptr<QMessageBox> create(QWidget *parent, Style style, const QString &title, const QString &text,
+                                               const QList<Button> &buttons);
 
     // The next show() returns this answer at once, showing nothing. Answers queue up in order.
     static void setNextAnswer(const QString &buttonText);

@@ -19,11 +19,8 @@ enum Page { loadingPage, emptyPage, listPage };
 }
 
 ShortcutsPickerView::ShortcutsPickerView(QWidget *parent)
-    : QDialog(parent),
-      m_openUrl([](const QUrl &url) { QDesktopServices::openUrl(url); }),
-      m_search(new QLineEdit),
-      m_pages(new QStackedWidget),
-      m_list(new QListWidget)
+    : QDialog(parent), m_openUrl([](const QUrl &url) { QDesktopServices::openUrl(url); }), m_search(new QLineEdit),
+      m_pages(new QStackedWidget), m_list(new QListWidget)
 {
     setWindowTitle(QStringLiteral("Choose a Shortcut"));
     setObjectName(QStringLiteral("shortcuts-picker"));

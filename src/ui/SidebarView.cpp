@@ -11,8 +11,8 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMouseEvent>
 #include <QListWidget>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QSignalBlocker>
@@ -94,7 +94,8 @@ QListWidgetItem *SidebarView::addRow(QWidget *widget, Qt::ItemFlags flags, const
     item->setFlags(flags);
     item->setData(kKindRole, section ? int(section->kind) : kHeaderKind);
     if (section) {
-        item->setData(kIdRole, section->kind == SidebarSection::Kind::task ? section->taskId.toString() : section->jobId);
+        item->setData(kIdRole,
+                      section->kind == SidebarSection::Kind::task ? section->taskId.toString() : section->jobId);
     }
     item->setSizeHint(widget->sizeHint());
     m_list->addItem(item);
@@ -318,7 +319,8 @@ void SidebarView::setState(const State &state)
         auto *timelineLayout = new QHBoxLayout(timeline);
         timelineLayout->setContentsMargins(6, 5, 6, 5);
         timelineLayout->setSpacing(8);
-        timelineLayout->addWidget(ViewStyle::iconLabel(QStringLiteral("clock.badge.checkmark"), QColor(), 16, timeline));
+        timelineLayout->addWidget(
+            ViewStyle::iconLabel(QStringLiteral("clock.badge.checkmark"), QColor(), 16, timeline));
         auto *timelineLabel = new QLabel(QStringLiteral("Timeline"), timeline);
         timelineLabel->setObjectName(QStringLiteral("sidebar-timeline"));
         timelineLayout->addWidget(timelineLabel, 1);
@@ -326,7 +328,8 @@ void SidebarView::setState(const State &state)
         addSectionGap();
 
         addRow(tasksHeader(), Qt::ItemIsEnabled, std::nullopt);
-        const Qt::ItemFlags taskFlags = state.selectMode ? Qt::ItemIsEnabled : (Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+        const Qt::ItemFlags taskFlags =
+            state.selectMode ? Qt::ItemIsEnabled : (Qt::ItemIsEnabled | Qt::ItemIsSelectable);
         const QSize taskSize = taskRowSize();
         for (int i = 0; i < state.tasks.size(); ++i) {
             addLazyRow(taskSize, taskFlags, SidebarSection::task(state.tasks.at(i).id), i);
@@ -342,7 +345,8 @@ void SidebarView::setState(const State &state)
         m_pendingWidgets.clear();
 
         if (state.selection) {
-            if (QListWidgetItem *selected = item(*state.selection); selected && (selected->flags() & Qt::ItemIsSelectable)) {
+            if (QListWidgetItem *selected = item(*state.selection);
+                selected && (selected->flags() & Qt::ItemIsSelectable)) {
                 selected->setSelected(true);
                 m_list->setCurrentItem(selected, QItemSelectionModel::NoUpdate);
             }
@@ -414,7 +418,8 @@ void SidebarView::updateSelectButton()
     }
     QString text = QStringLiteral("Select");
     if (m_state.selectMode) {
-        text = m_state.ticked.size() != m_state.tasks.size() ? QStringLiteral("Select All") : QStringLiteral("Deselect All");
+        text = m_state.ticked.size() != m_state.tasks.size() ? QStringLiteral("Select All")
+                                                             : QStringLiteral("Deselect All");
     }
     m_selectButton->setText(text);
     ViewStyle::setTextColor(m_selectButton, ViewStyle::accent());

@@ -37,7 +37,7 @@ public:
     struct State {
         QList<ScheduledTask> tasks; // those that pass the filter, in store order
         int totalTasks = 0;
-        QList<LaunchdJob> jobs; // those that pass the filter
+        QList<LaunchdJob> jobs;  // those that pass the filter
         SystemdJobs systemdJobs; // timers and cron lines that pass the filter, listed after `jobs`
         int totalJobs = 0;
         std::optional<SidebarSection> selection;

@@ -18,7 +18,10 @@ SystemJobTimelineItemView::SystemJobTimelineItemView(const Timeline::SystemRow &
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
-QRectF SystemJobTimelineItemView::timeArea() const { return TimelineRowPainting::timeArea(this); }
+QRectF SystemJobTimelineItemView::timeArea() const
+{
+    return TimelineRowPainting::timeArea(this);
+}
 
 double SystemJobTimelineItemView::xForMinute(double minute) const
 {
@@ -33,9 +36,15 @@ QColor SystemJobTimelineItemView::markColor()
     return color;
 }
 
-QSize SystemJobTimelineItemView::sizeHint() const { return QSize(kTimeAreaLeft + 480, kRowHeight); }
+QSize SystemJobTimelineItemView::sizeHint() const
+{
+    return QSize(kTimeAreaLeft + 480, kRowHeight);
+}
 
-QSize SystemJobTimelineItemView::minimumSizeHint() const { return QSize(kTimeAreaLeft + 120, kRowHeight); }
+QSize SystemJobTimelineItemView::minimumSizeHint() const
+{
+    return QSize(kTimeAreaLeft + 120, kRowHeight);
+}
 
 void SystemJobTimelineItemView::paintEvent(QPaintEvent *)
 {

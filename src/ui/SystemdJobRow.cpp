@@ -8,8 +8,8 @@
 
 SystemdJobRow::SystemdJobRow(const TimerUnit &timer, QWidget *parent) : QWidget(parent)
 {
-    const QString summary = timer.isTemplate ? QStringLiteral("Template: ") + timer.scheduleSummary()
-                                             : timer.scheduleSummary();
+    const QString summary =
+        timer.isTemplate ? QStringLiteral("Template: ") + timer.scheduleSummary() : timer.scheduleSummary();
     build(timer.name, TimerUnit::sourceTitle(timer.source), summary);
     setToolTip(timer.description.isEmpty() ? timer.name : timer.description);
 }

@@ -120,7 +120,10 @@ void TaskDetailView::setSelectedLogTab(TaskStore::LogStream stream)
     }
 }
 
-void TaskDetailView::refresh() { rebuild(); }
+void TaskDetailView::refresh()
+{
+    rebuild();
+}
 
 void TaskDetailView::rebuild()
 {
@@ -200,16 +203,16 @@ QWidget *TaskDetailView::buildActions(QWidget *page)
     auto *layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(8);
-    QPushButton *testRun = actionButton(QStringLiteral("play.fill"), QStringLiteral("Test Run"),
-                                        QStringLiteral("detail-test-run"), row);
+    QPushButton *testRun =
+        actionButton(QStringLiteral("play.fill"), QStringLiteral("Test Run"), QStringLiteral("detail-test-run"), row);
     connect(testRun, &QPushButton::clicked, this, &TaskDetailView::openTestRun);
-    QPushButton *check = actionButton(QStringLiteral("checkmark.circle"), QStringLiteral("Check"),
-                                      QStringLiteral("detail-check"), row);
+    QPushButton *check =
+        actionButton(QStringLiteral("checkmark.circle"), QStringLiteral("Check"), QStringLiteral("detail-check"), row);
     check->setToolTip(QStringLiteral("Check that the task runs when scheduled as it does in a Test Run."));
     connect(check, &QPushButton::clicked, this, &TaskDetailView::openCheck);
     // The real job, through the scheduler: recorded in the history, unlike a test run.
-    QPushButton *runNow = actionButton(QStringLiteral("play.fill"), QStringLiteral("Run Now"),
-                                       QStringLiteral("detail-run-now"), row);
+    QPushButton *runNow =
+        actionButton(QStringLiteral("play.fill"), QStringLiteral("Run Now"), QStringLiteral("detail-run-now"), row);
     runNow->setEnabled(m_task.isEnabled);
     runNow->setToolTip(m_task.isEnabled ? QStringLiteral("Start the scheduled job now; the run is recorded.")
                                         : QStringLiteral("Enable the task to run its job."));
@@ -217,12 +220,14 @@ QWidget *TaskDetailView::buildActions(QWidget *page)
         m_store.startNow(m_task);
         QTimer::singleShot(1500, this, &TaskDetailView::refresh);
     });
-    QPushButton *edit = actionButton(QStringLiteral("pencil"), QStringLiteral("Edit"), QStringLiteral("detail-edit"), row);
+    QPushButton *edit =
+        actionButton(QStringLiteral("pencil"), QStringLiteral("Edit"), QStringLiteral("detail-edit"), row);
     connect(edit, &QPushButton::clicked, this, &TaskDetailView::editRequested);
     QPushButton *duplicate = actionButton(QStringLiteral("doc.on.doc"), QStringLiteral("Duplicate"),
                                           QStringLiteral("detail-duplicate"), row);
     connect(duplicate, &QPushButton::clicked, this, &TaskDetailView::duplicateRequested);
-    QPushButton *remove = actionButton(QStringLiteral("trash"), QStringLiteral("Delete"), QStringLiteral("detail-delete"), row);
+    QPushButton *remove =
+        actionButton(QStringLiteral("trash"), QStringLiteral("Delete"), QStringLiteral("detail-delete"), row);
     connect(remove, &QPushButton::clicked, this, &TaskDetailView::deleteRequested);
     for (QPushButton *button : {testRun, check, runNow, edit, duplicate, remove}) {
         layout->addWidget(button);
@@ -240,8 +245,8 @@ QWidget *TaskDetailView::buildCheckResult(QWidget *page)
     auto *row = new QWidget(page);
     auto *layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(ViewStyle::iconLabel(QStringLiteral("exclamationmark.triangle"), ViewStyle::orange(), 14, row),
-                      0, Qt::AlignTop);
+    layout->addWidget(ViewStyle::iconLabel(QStringLiteral("exclamationmark.triangle"), ViewStyle::orange(), 14, row), 0,
+                      Qt::AlignTop);
     QStringList titles;
     for (const DoctorProblem &problem : result->problems) {
         if (!titles.contains(DoctorSheet::kindTitle(problem.kind))) {
@@ -358,10 +363,10 @@ QWidget *TaskDetailView::buildSchedule(QWidget *page)
     QWidget *box = section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), page, &body);
     body->addWidget(plainLabel(m_task.schedule.description(), QStringLiteral("detail-schedule"), box));
     const QList<QDateTime> next = m_store.scheduler().nextRuns(m_task, QDateTime::currentDateTime(), 1);
-    QLabel *nextRun = plainLabel(next.isEmpty() ? QStringLiteral("Next run: not scheduled")
-                                                : u"Next run: " % QLocale::c().toString(next.first().toLocalTime(),
-                                                                                        u"ddd d MMM yyyy, H:mm"),
-                                 QStringLiteral("detail-next-run"), box);
+    QLabel *nextRun = plainLabel(
+        next.isEmpty() ? QStringLiteral("Next run: not scheduled")
+                       : u"Next run: " % QLocale::c().toString(next.first().toLocalTime(), u"ddd d MMM yyyy, H:mm"),
+        QStringLiteral("detail-next-run"), box);
     nextRun->setFont(ViewStyle::captionFont());
     ViewStyle::setTextColor(nextRun, ViewStyle::secondaryText());
     body->addWidget(nextRun);
@@ -370,13 +375,13 @@ QWidget *TaskDetailView::buildSchedule(QWidget *page)
         auto *row = new QHBoxLayout;
         row->setSpacing(6);
         const QColor tint = active ? QColor() : ViewStyle::orange();
-        row->addWidget(ViewStyle::iconLabel(active ? QStringLiteral("power") : QStringLiteral("exclamationmark.triangle"),
-                                            tint, 14, box));
+        row->addWidget(ViewStyle::iconLabel(
+            active ? QStringLiteral("power") : QStringLiteral("exclamationmark.triangle"), tint, 14, box));
         const bool mac = m_store.scheduler().kind() == JobScheduler::Kind::launchd;
-        QLabel *text = plainLabel(active ? (mac ? QStringLiteral("Wakes Mac 5 min before")
-                                                : QStringLiteral("Wakes the computer for the run"))
-                                         : QStringLiteral("Wake requested but not active in system"),
-                                  QStringLiteral("detail-wake-status"), box);
+        QLabel *text = plainLabel(
+            active ? (mac ? QStringLiteral("Wakes Mac 5 min before") : QStringLiteral("Wakes the computer for the run"))
+                   : QStringLiteral("Wake requested but not active in system"),
+            QStringLiteral("detail-wake-status"), box);
         text->setFont(ViewStyle::captionFont());
         ViewStyle::setTextColor(text, active ? ViewStyle::secondaryText() : ViewStyle::orange());
         row->addWidget(text, 1);
@@ -394,8 +399,8 @@ QWidget *TaskDetailView::buildHistory(QWidget *page)
     refreshButton->setToolTip(QStringLiteral("Refresh"));
     connect(refreshButton, &QToolButton::clicked, this, &TaskDetailView::refresh);
     QVBoxLayout *body = nullptr;
-    QWidget *box =
-        section(QStringLiteral("list.bullet.rectangle"), QStringLiteral("Execution History"), page, &body, refreshButton);
+    QWidget *box = section(QStringLiteral("list.bullet.rectangle"), QStringLiteral("Execution History"), page, &body,
+                           refreshButton);
 
     // Only the shown runs are parsed, from the end of the file.
     const RunHistory::RecentRuns recent =
@@ -414,8 +419,9 @@ QWidget *TaskDetailView::buildHistory(QWidget *page)
         layout->setContentsMargins(0, 0, 0, 0);
         layout->setSpacing(8);
         const bool ok = run.exitCode == 0;
-        QLabel *icon = ViewStyle::iconLabel(ok ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"),
-                                            ok ? ViewStyle::green() : ViewStyle::red(), 14, row);
+        QLabel *icon =
+            ViewStyle::iconLabel(ok ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"),
+                                 ok ? ViewStyle::green() : ViewStyle::red(), 14, row);
         icon->setObjectName(QStringLiteral("detail-run-icon"));
         icon->setAccessibleName(ok ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"));
         layout->addWidget(icon);
@@ -446,7 +452,8 @@ QWidget *TaskDetailView::buildOutput(QWidget *page)
     auto *tabs = new QHBoxLayout;
     tabs->setSpacing(0);
     auto *group = new QButtonGroup(box);
-    for (const TaskStore::LogStream stream : {TaskStore::LogStream::standardOutput, TaskStore::LogStream::standardError}) {
+    for (const TaskStore::LogStream stream :
+         {TaskStore::LogStream::standardOutput, TaskStore::LogStream::standardError}) {
         auto *button = new QPushButton(streamName(stream), box);
         ViewStyle::setIdentifier(button, u"detail-log-" % streamName(stream));
         button->setCheckable(true);
@@ -461,11 +468,13 @@ QWidget *TaskDetailView::buildOutput(QWidget *page)
 
     const QString log = m_store.readLog(m_task, m_selectedLogTab, kLogLines);
     if (log.isEmpty()) {
-        body->addWidget(missingLabel(u"No " % streamName(m_selectedLogTab) % u" output.", QStringLiteral("detail-log-text"), box));
+        body->addWidget(
+            missingLabel(u"No " % streamName(m_selectedLogTab) % u" output.", QStringLiteral("detail-log-text"), box));
         return box;
     }
     const QStringList lines = log.split(u'\n');
-    QLabel *text = ViewStyle::codeLabel(lines.mid(std::max<qsizetype>(0, lines.size() - kShownLogLines)).join(u'\n'), box);
+    QLabel *text =
+        ViewStyle::codeLabel(lines.mid(std::max<qsizetype>(0, lines.size() - kShownLogLines)).join(u'\n'), box);
     text->setObjectName(QStringLiteral("detail-log-text"));
     body->addWidget(ViewStyle::codeBlock(text, box));
     if (lines.size() > kShownLogLines) {
@@ -485,14 +494,16 @@ QWidget *TaskDetailView::buildOutput(QWidget *page)
 
 void TaskDetailView::showFullLog()
 {
-    auto *view = new FullLogView(streamName(m_selectedLogTab), m_store.readLog(m_task, m_selectedLogTab, kFullLogLines), this);
+    auto *view =
+        new FullLogView(streamName(m_selectedLogTab), m_store.readLog(m_task, m_selectedLogTab, kFullLogLines), this);
     view->setAttribute(Qt::WA_DeleteOnClose);
     view->open();
 }
 
 DoctorSheet *TaskDetailView::openCheck()
 {
-    auto *sheet = new DoctorSheet(DoctorChecks::instance(), m_task, m_store.sharedScheduler(), m_store.launchdService(), this);
+    auto *sheet =
+        new DoctorSheet(DoctorChecks::instance(), m_task, m_store.sharedScheduler(), m_store.launchdService(), this);
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     sheet->open();
     return sheet;
@@ -500,7 +511,8 @@ DoctorSheet *TaskDetailView::openCheck()
 
 void TaskDetailView::openTestRun()
 {
-    auto *sheet = new TestRunView(m_task.command, m_task.workingDirectory, m_task.envFilePath, m_task.useLoginShell, this);
+    auto *sheet =
+        new TestRunView(m_task.command, m_task.workingDirectory, m_task.envFilePath, m_task.useLoginShell, this);
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     sheet->open();
 }

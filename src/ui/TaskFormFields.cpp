@@ -10,11 +10,16 @@
 QString TaskFormText::rawValue(ScheduleType type)
 {
     switch (type) {
-    case ScheduleType::runAtLoad: return QStringLiteral("runAtLoad");
-    case ScheduleType::interval: return QStringLiteral("interval");
-    case ScheduleType::daily: return QStringLiteral("daily");
-    case ScheduleType::weekly: return QStringLiteral("weekly");
-    case ScheduleType::monthly: return QStringLiteral("monthly");
+    case ScheduleType::runAtLoad:
+        return QStringLiteral("runAtLoad");
+    case ScheduleType::interval:
+        return QStringLiteral("interval");
+    case ScheduleType::daily:
+        return QStringLiteral("daily");
+    case ScheduleType::weekly:
+        return QStringLiteral("weekly");
+    case ScheduleType::monthly:
+        return QStringLiteral("monthly");
     }
     Q_UNREACHABLE();
     return QString();
@@ -23,9 +28,12 @@ QString TaskFormText::rawValue(ScheduleType type)
 QString TaskFormText::rawValue(MonthlyType type)
 {
     switch (type) {
-    case MonthlyType::specificDay: return QStringLiteral("specificDay");
-    case MonthlyType::lastDay: return QStringLiteral("lastDay");
-    case MonthlyType::nthWeekday: return QStringLiteral("nthWeekday");
+    case MonthlyType::specificDay:
+        return QStringLiteral("specificDay");
+    case MonthlyType::lastDay:
+        return QStringLiteral("lastDay");
+    case MonthlyType::nthWeekday:
+        return QStringLiteral("nthWeekday");
     }
     Q_UNREACHABLE();
     return QString();
@@ -34,11 +42,16 @@ QString TaskFormText::rawValue(MonthlyType type)
 QString TaskFormText::label(ScheduleType type)
 {
     switch (type) {
-    case ScheduleType::runAtLoad: return QStringLiteral("Run at load (login / reboot)");
-    case ScheduleType::interval: return QStringLiteral("Every N minutes");
-    case ScheduleType::daily: return QStringLiteral("Daily");
-    case ScheduleType::weekly: return QStringLiteral("Weekly");
-    case ScheduleType::monthly: return QStringLiteral("Monthly");
+    case ScheduleType::runAtLoad:
+        return QStringLiteral("Run at load (login / reboot)");
+    case ScheduleType::interval:
+        return QStringLiteral("Every N minutes");
+    case ScheduleType::daily:
+        return QStringLiteral("Daily");
+    case ScheduleType::weekly:
+        return QStringLiteral("Weekly");
+    case ScheduleType::monthly:
+        return QStringLiteral("Monthly");
     }
     Q_UNREACHABLE();
     return QString();
@@ -47,9 +60,12 @@ QString TaskFormText::label(ScheduleType type)
 QString TaskFormText::label(MonthlyType type)
 {
     switch (type) {
-    case MonthlyType::specificDay: return QStringLiteral("Specific day");
-    case MonthlyType::lastDay: return QStringLiteral("Last day of month");
-    case MonthlyType::nthWeekday: return QStringLiteral("Nth weekday");
+    case MonthlyType::specificDay:
+        return QStringLiteral("Specific day");
+    case MonthlyType::lastDay:
+        return QStringLiteral("Last day of month");
+    case MonthlyType::nthWeekday:
+        return QStringLiteral("Nth weekday");
     }
     Q_UNREACHABLE();
     return QString();
@@ -107,9 +123,9 @@ QString TaskFormText::wakeExplanation(ScheduleType type, MonthlyType monthlyType
                               "time. The task only runs on the actual last day.");
     }
     if (type == ScheduleType::monthly && monthlyType == MonthlyType::nthWeekday) {
-        return u"Wakes your Mac every " % Weekdays::fullName(nthWeekday)
-               % u" 5 minutes before the scheduled time. The task only runs on the " % Weekdays::ordinal(nthWeek)
-               % u" occurrence.";
+        return u"Wakes your Mac every " % Weekdays::fullName(nthWeekday) %
+               u" 5 minutes before the scheduled time. The task only runs on the " % Weekdays::ordinal(nthWeek) %
+               u" occurrence.";
     }
     return QStringLiteral("Wakes your Mac 5 minutes before the scheduled time so the task can run even during sleep.");
 }
@@ -136,9 +152,12 @@ TaskSchedule TaskFormFields::schedule() const
 {
     const QList<TimeOfDay> sorted = sortedTimes(times);
     switch (scheduleType) {
-    case ScheduleType::runAtLoad: return TaskSchedule::runAtLoad();
-    case ScheduleType::interval: return TaskSchedule::interval(intervalMinutes);
-    case ScheduleType::daily: return TaskSchedule::daily(sorted);
+    case ScheduleType::runAtLoad:
+        return TaskSchedule::runAtLoad();
+    case ScheduleType::interval:
+        return TaskSchedule::interval(intervalMinutes);
+    case ScheduleType::daily:
+        return TaskSchedule::daily(sorted);
     case ScheduleType::weekly: {
         QList<int> days = weekdays.values();
         std::sort(days.begin(), days.end());
@@ -146,9 +165,12 @@ TaskSchedule TaskFormFields::schedule() const
     }
     case ScheduleType::monthly:
         switch (monthlyType) {
-        case MonthlyType::specificDay: return TaskSchedule::monthly(dayOfMonth, sorted);
-        case MonthlyType::lastDay: return TaskSchedule::monthlyLastDay(sorted);
-        case MonthlyType::nthWeekday: return TaskSchedule::monthlyNthWeekday(nthWeek, nthWeekday, sorted);
+        case MonthlyType::specificDay:
+            return TaskSchedule::monthly(dayOfMonth, sorted);
+        case MonthlyType::lastDay:
+            return TaskSchedule::monthlyLastDay(sorted);
+        case MonthlyType::nthWeekday:
+            return TaskSchedule::monthlyNthWeekday(nthWeek, nthWeekday, sorted);
         }
     }
     Q_UNREACHABLE();

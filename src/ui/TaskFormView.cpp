@@ -304,15 +304,16 @@ void TaskFormView::openGmailSetup()
     }
     auto *setup = new GmailSetupView(m_keychain, m_settings, this);
     setup->setAttribute(Qt::WA_DeleteOnClose);
-    setup->setOnComplete(
-        [this](const QString &snippet, const QString &suggestedName) { applyGeneratedCommand(snippet, suggestedName); });
+    setup->setOnComplete([this](const QString &snippet, const QString &suggestedName) {
+        applyGeneratedCommand(snippet, suggestedName);
+    });
     setup->open();
 }
 
 void TaskFormView::chooseWorkingDirectory()
 {
-    const QString folder = QFileDialog::getExistingDirectory(this, QStringLiteral("Working Directory"),
-                                                             m_fields.workingDirectory);
+    const QString folder =
+        QFileDialog::getExistingDirectory(this, QStringLiteral("Working Directory"), m_fields.workingDirectory);
     if (!folder.isEmpty()) {
         m_fields.workingDirectory = folder;
         changed();
@@ -322,9 +323,9 @@ void TaskFormView::chooseWorkingDirectory()
 void TaskFormView::chooseEnvFile()
 {
     // A .env file's name starts with a dot: the panel lists such names too.
-    const QString file = FileDialog::getOpenFileName(this, QStringLiteral(".env File"), {},
-                                                     m_fields.envFilePath.isEmpty() ? QString() : QFileInfo(m_fields.envFilePath).path(),
-                                                     true);
+    const QString file = FileDialog::getOpenFileName(
+        this, QStringLiteral(".env File"), {},
+        m_fields.envFilePath.isEmpty() ? QString() : QFileInfo(m_fields.envFilePath).path(), true);
     if (!file.isEmpty()) {
         m_fields.envFilePath = file;
         changed();

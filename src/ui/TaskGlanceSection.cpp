@@ -61,9 +61,9 @@ TaskGlanceSection::TaskGlanceSection(const TaskStatus::Status &status, const QLi
         icon->setObjectName(u"glance-last-icon"_s);
         lastRow->addWidget(icon);
         const QString when = TaskGlance::shortTime(runDateTime(status.lastRun->startedAt), zone);
-        const QString text = ok ? QString(u"Succeeded, "_s + when)
-                                : QString(u"Failed with exit status "_s + QString::number(status.lastRun->exitCode) +
-                                          u", "_s + when);
+        const QString text =
+            ok ? QString(u"Succeeded, "_s + when)
+               : QString(u"Failed with exit status "_s + QString::number(status.lastRun->exitCode) + u", "_s + when);
         lastRow->addWidget(textLabel(text, u"glance-last-result"_s, last), 1);
     } else {
         lastRow->addWidget(textLabel(u"No runs recorded yet."_s, u"glance-last-result"_s, last), 1);
@@ -77,8 +77,8 @@ TaskGlanceSection::TaskGlanceSection(const TaskStatus::Status &status, const QLi
     missedRows->setContentsMargins(0, 0, 0, 0);
     missedRows->setSpacing(4);
     if (status.missed.isEmpty()) {
-        missedRows->addWidget(
-            textLabel(u"No runs missed in the last %1 days."_s.arg(TaskStatus::kMissedWindowDays), u"glance-no-missed"_s, missed));
+        missedRows->addWidget(textLabel(u"No runs missed in the last %1 days."_s.arg(TaskStatus::kMissedWindowDays),
+                                        u"glance-no-missed"_s, missed));
     }
     // Newest first, like the execution history.
     for (auto due = status.missed.crbegin(); due != status.missed.crend(); ++due) {

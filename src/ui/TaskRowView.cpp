@@ -4,8 +4,8 @@
 #include "ui/ViewStyle.h"
 
 #include <QHBoxLayout>
-#include <QLocale>
 #include <QLabel>
+#include <QLocale>
 #include <QPainter>
 #include <QVBoxLayout>
 
@@ -98,7 +98,8 @@ void TaskRowView::setGlance(const std::optional<TaskRunRecord> &lastRun, qsizety
     }
     m_missedMark->setVisible(missedCount > 0);
     if (missedCount > 0) {
-        m_missedMark->setToolTip(QString::number(missedCount) % (missedCount == 1 ? QStringLiteral(" run") : QStringLiteral(" runs")) %
+        m_missedMark->setToolTip(QString::number(missedCount) %
+                                 (missedCount == 1 ? QStringLiteral(" run") : QStringLiteral(" runs")) %
                                  u" missed in the last 7 days");
     }
 }

@@ -8,8 +8,8 @@
 
 class QLabel;
 
-// One task in the sidebar: a status dot (with marks for a failed last run and missed runs), the name and the schedule's description. In select mode
-// a tick mark leads the row.
+// One task in the sidebar: a status dot (with marks for a failed last run and missed runs), the name and the schedule's
+// description. In select mode a tick mark leads the row.
 class TaskRowView : public QWidget
 {
     Q_OBJECT

@@ -25,24 +25,13 @@ constexpr qsizetype kFlushSliceChars = 32 * 1024;
 constexpr int kStatusIconSize = 16;
 } // namespace
 
-TestRunView::TestRunView(QString command, std::optional<QString> workingDirectory,
-                         std::optional<QString> envFilePath, bool useLoginShell, QWidget *parent)
-    : QDialog(parent),
-      m_command(std::move(command)),
-      m_workingDirectory(std::move(workingDirectory)),
-      m_envFilePath(std::move(envFilePath)),
-      m_useLoginShell(useLoginShell),
-      m_runner(new TaskRunner(this)),
-      m_flushTimer(new QTimer(this)),
-      m_omitted(new QLabel),
-      m_runningRow(new QWidget),
-      m_busy(new QProgressBar),
-      m_output(new QPlainTextEdit),
-      m_exitRow(new QWidget),
-      m_exitIcon(new QLabel),
-      m_exitLabel(new QLabel),
-      m_stop(new QPushButton(QStringLiteral("Stop"))),
-      m_close(new QPushButton(QStringLiteral("Close"))),
+TestRunView::TestRunView(QString command, std::optional<QString> workingDirectory, std::optional<QString> envFilePath,
+                         bool useLoginShell, QWidget *parent)
+    : QDialog(parent), m_command(std::move(command)), m_workingDirectory(std::move(workingDirectory)),
+      m_envFilePath(std::move(envFilePath)), m_useLoginShell(useLoginShell), m_runner(new TaskRunner(this)),
+      m_flushTimer(new QTimer(this)), m_omitted(new QLabel), m_runningRow(new QWidget), m_busy(new QProgressBar),
+      m_output(new QPlainTextEdit), m_exitRow(new QWidget), m_exitIcon(new QLabel), m_exitLabel(new QLabel),
+      m_stop(new QPushButton(QStringLiteral("Stop"))), m_close(new QPushButton(QStringLiteral("Close"))),
       m_runAgain(new QPushButton(QStringLiteral("Run Again")))
 {
     setWindowTitle(QStringLiteral("Test Run"));

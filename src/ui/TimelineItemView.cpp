@@ -57,20 +57,27 @@ QColor TimelineItemView::kindColor(TaskSchedule::Kind kind)
     }
 }
 
-QColor TimelineItemView::missedColor() { return ViewStyle::red(); }
+QColor TimelineItemView::missedColor()
+{
+    return ViewStyle::red();
+}
 
 void TimelineItemView::setMissed(const QList<Missed> &missed)
 {
     m_missed = missed;
     QString tip = m_row.task.name % u"\n" % m_row.task.schedule.description();
     for (const Missed &one : missed) {
-        tip += u"\nMissed " % QTime(0, 0).addSecs(one.minute * 60).toString(QStringLiteral("HH:mm")) % u": " % one.reason;
+        tip +=
+            u"\nMissed " % QTime(0, 0).addSecs(one.minute * 60).toString(QStringLiteral("HH:mm")) % u": " % one.reason;
     }
     setToolTip(tip);
     update();
 }
 
-QRectF TimelineItemView::timeArea() const { return TimelineRowPainting::timeArea(this); }
+QRectF TimelineItemView::timeArea() const
+{
+    return TimelineRowPainting::timeArea(this);
+}
 
 double TimelineItemView::xForMinute(double minute) const
 {
@@ -78,16 +85,21 @@ double TimelineItemView::xForMinute(double minute) const
     return area.left() + minute / m_totalMinutes * area.width();
 }
 
-QSize TimelineItemView::sizeHint() const { return QSize(kTimeAreaLeft + 480, kRowHeight); }
+QSize TimelineItemView::sizeHint() const
+{
+    return QSize(kTimeAreaLeft + 480, kRowHeight);
+}
 
-QSize TimelineItemView::minimumSizeHint() const { return QSize(kTimeAreaLeft + 120, kRowHeight); }
+QSize TimelineItemView::minimumSizeHint() const
+{
+    return QSize(kTimeAreaLeft + 120, kRowHeight);
+}
 
 void TimelineItemView::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    TimelineRowPainting::paintName(painter, this, m_row.task.name, ViewStyle::captionFont(),
-                                   ViewStyle::primaryText());
+    TimelineRowPainting::paintName(painter, this, m_row.task.name, ViewStyle::captionFont(), ViewStyle::primaryText());
 
     const QRectF area = timeArea();
     TimelineRowPainting::paintTrack(painter, area);
@@ -126,7 +138,8 @@ void TimelineItemView::paintEvent(QPaintEvent *)
 
     painter.setBrush(kind);
     const auto isMissed = [this](int minute) {
-        return std::any_of(m_missed.cbegin(), m_missed.cend(), [minute](const Missed &one) { return one.minute == minute; });
+        return std::any_of(m_missed.cbegin(), m_missed.cend(),
+                           [minute](const Missed &one) { return one.minute == minute; });
     };
     for (const Timeline::Occurrence &occurrence : m_row.occurrences) {
         if (!occurrence.ran && !isMissed(occurrence.minute)) {

@@ -19,7 +19,7 @@ class UpdaterController : public QObject
 {
     Q_OBJECT
 
-  public:
+public:
     UpdaterController(const QUrl &feedUrl, const QString &currentVersion, QObject *parent = nullptr);
     ~UpdaterController() override;
 
@@ -44,12 +44,12 @@ class UpdaterController : public QObject
     // Our own updater's checker (null with Sparkle), for its time-out.
     UpdateChecker *checker() const { return m_checker; }
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void canCheckForUpdatesChanged(bool canCheck);
     // The check's dialog was answered (our own updater only).
     void checkEnded();
 
-  private:
+private:
     void showResult(const UpdateChecker::Result &result);
 
     UpdateChecker *m_checker = nullptr;

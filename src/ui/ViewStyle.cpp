@@ -33,21 +33,60 @@ QFont resized(QFont font, qreal factor)
 
 } // namespace
 
-QColor ViewStyle::green() { return QColor(52, 199, 89); }
-QColor ViewStyle::red() { return QColor(255, 59, 48); }
-QColor ViewStyle::orange() { return QColor(255, 149, 0); }
-QColor ViewStyle::purple() { return QColor(175, 82, 222); }
-QColor ViewStyle::blue() { return QColor(0, 122, 255); }
-QColor ViewStyle::grey() { return QColor(142, 142, 147); }
-QColor ViewStyle::accent() { return QApplication::palette().color(QPalette::Highlight); }
+QColor ViewStyle::green()
+{
+    return QColor(52, 199, 89);
+}
+QColor ViewStyle::red()
+{
+    return QColor(255, 59, 48);
+}
+QColor ViewStyle::orange()
+{
+    return QColor(255, 149, 0);
+}
+QColor ViewStyle::purple()
+{
+    return QColor(175, 82, 222);
+}
+QColor ViewStyle::blue()
+{
+    return QColor(0, 122, 255);
+}
+QColor ViewStyle::grey()
+{
+    return QColor(142, 142, 147);
+}
+QColor ViewStyle::accent()
+{
+    return QApplication::palette().color(QPalette::Highlight);
+}
 
-QColor ViewStyle::primaryText() { return QApplication::palette().color(QPalette::WindowText); }
-QColor ViewStyle::secondaryText() { return withAlpha(primaryText(), 0.6); }
-QColor ViewStyle::tertiaryText() { return withAlpha(primaryText(), 0.4); }
-QColor ViewStyle::quaternaryText() { return withAlpha(primaryText(), 0.3); }
-QColor ViewStyle::quaternaryFill() { return withAlpha(primaryText(), 0.1); }
+QColor ViewStyle::primaryText()
+{
+    return QApplication::palette().color(QPalette::WindowText);
+}
+QColor ViewStyle::secondaryText()
+{
+    return withAlpha(primaryText(), 0.6);
+}
+QColor ViewStyle::tertiaryText()
+{
+    return withAlpha(primaryText(), 0.4);
+}
+QColor ViewStyle::quaternaryText()
+{
+    return withAlpha(primaryText(), 0.3);
+}
+QColor ViewStyle::quaternaryFill()
+{
+    return withAlpha(primaryText(), 0.1);
+}
 
-QFont ViewStyle::bodyFont() { return QApplication::font(); }
+QFont ViewStyle::bodyFont()
+{
+    return QApplication::font();
+}
 
 QFont ViewStyle::mediumFont()
 {
@@ -56,8 +95,14 @@ QFont ViewStyle::mediumFont()
     return font;
 }
 
-QFont ViewStyle::captionFont() { return resized(bodyFont(), 0.85); }
-QFont ViewStyle::caption2Font() { return resized(bodyFont(), 0.78); }
+QFont ViewStyle::captionFont()
+{
+    return resized(bodyFont(), 0.85);
+}
+QFont ViewStyle::caption2Font()
+{
+    return resized(bodyFont(), 0.78);
+}
 
 QFont ViewStyle::headlineFont()
 {
@@ -229,8 +274,8 @@ QPixmap ViewStyle::tintedSymbol(const QString &name, const QColor &color, int si
 QPixmap ViewStyle::statusSymbol(bool success, int size)
 {
     const QColor color = success ? green() : red();
-    QPixmap pixmap =
-        tintedSymbol(success ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"), color, size);
+    QPixmap pixmap = tintedSymbol(
+        success ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"), color, size);
     if (!pixmap.isNull()) {
         return pixmap;
     }

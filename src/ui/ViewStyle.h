@@ -25,7 +25,7 @@ QColor accent();
 
 // Text colours relative to the palette's text colour.
 QColor primaryText();
-QColor secondaryText();  // captions and other quieter text
+QColor secondaryText(); // captions and other quieter text
 QColor tertiaryText();
 QColor quaternaryText(); // the faintest marks
 QColor quaternaryFill(); // backgrounds of badges

@@ -23,7 +23,7 @@ using namespace Qt::StringLiterals;
 // updater, menus and main window. Web addresses it opens are recorded, not opened.
 class AppWorld
 {
-  public:
+public:
     AppWorld() : launchctl(sandbox, QStringLiteral("/bin/launchctl")), pmset(sandbox, QStringLiteral("/usr/bin/pmset"))
     {
         MessageBox::clearHistory();

@@ -9,7 +9,7 @@
 // the request and never answers. Counts the requests it got.
 class FeedServer : public QTcpServer
 {
-  public:
+public:
     QHash<QByteArray, QByteArray> feeds;
     int requests = 0;
 

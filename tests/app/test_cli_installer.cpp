@@ -48,7 +48,7 @@ class CliInstallerTest : public QObject
         menuItem(window, u"Install CLI Command..."_s)->trigger();
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void init()
     {
         world = std::make_unique<AppWorld>();
@@ -61,9 +61,9 @@ class CliInstallerTest : public QObject
     {
         QCOMPARE(CliInstaller::bundledToolPath(), QCoreApplication::applicationDirPath() + u"/moxley"_s);
         QCOMPARE(CliInstaller::linkPath(), link());
-        QCOMPARE(CliInstaller::linkCommand(u"/Applications/Moxley.app/Contents/MacOS/moxley"_s,
-                                           u"/usr/local/bin/moxley"_s),
-                 u"ln -sf '/Applications/Moxley.app/Contents/MacOS/moxley' '/usr/local/bin/moxley'"_s);
+        QCOMPARE(
+            CliInstaller::linkCommand(u"/Applications/Moxley.app/Contents/MacOS/moxley"_s, u"/usr/local/bin/moxley"_s),
+            u"ln -sf '/Applications/Moxley.app/Contents/MacOS/moxley' '/usr/local/bin/moxley'"_s);
         QCOMPARE(CliInstaller::linkCommand(u"/A/It's/moxley"_s, u"/l"_s), u"ln -sf '/A/It'\\''s/moxley' '/l'"_s);
     }
 
@@ -154,8 +154,7 @@ class CliInstallerTest : public QObject
     void scriptThatCannotBeMade_stopsWithoutAWord()
     {
         // osascript that cannot even be started: the script was never made.
-        QFile::setPermissions(world->sandbox.sysroot() + u"/usr/bin/osascript"_s,
-                              QFile::ReadOwner | QFile::WriteOwner);
+        QFile::setPermissions(world->sandbox.sysroot() + u"/usr/bin/osascript"_s, QFile::ReadOwner | QFile::WriteOwner);
         MainWindow *window = openWith(world->sandbox.root() + u"/app/moxley"_s);
         menuItem(window, u"Install CLI Command..."_s)->trigger();
         QVERIFY(MessageBox::history().isEmpty());

@@ -42,7 +42,7 @@ class ExportImportCommandsTest : public QObject
         return MessageBox::history().isEmpty() ? MessageBox::Shown{} : MessageBox::history().last();
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void init()
     {
         world = std::make_unique<AppWorld>();

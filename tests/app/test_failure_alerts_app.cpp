@@ -55,7 +55,7 @@ class FailureAlertsAppTest : public QObject
 
     static quint32 idOf(const QJsonObject &call) { return quint32(call.value(u"id"_s).toInteger()); }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void init()
     {
         SKIP_WITHOUT_SESSION_BUS();
@@ -151,7 +151,8 @@ class FailureAlertsAppTest : public QObject
         window->close();
         QVERIFY(server->click(idOf(calls.constFirst())));
         QTRY_VERIFY(world->app->mainWindow() && world->app->mainWindow()->isVisible());
-        QTRY_COMPARE(world->app->mainWindow()->contentView()->selection(), std::optional<SidebarSection>(SidebarSection::task(task.id)));
+        QTRY_COMPARE(world->app->mainWindow()->contentView()->selection(),
+                     std::optional<SidebarSection>(SidebarSection::task(task.id)));
     }
 
     void secondStartWithShowTask_handsTheTaskToTheRunningApp()
@@ -165,7 +166,8 @@ class FailureAlertsAppTest : public QObject
         second.setProcessEnvironment(world->sandbox.environment());
         second.start(QStringLiteral(MOXLEY_APP_PATH), {u"--show-task"_s, task.fullId()});
         QVERIFY(second.waitForStarted(10000));
-        QTRY_COMPARE_WITH_TIMEOUT(window->contentView()->selection(), std::optional<SidebarSection>(SidebarSection::task(task.id)), 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(window->contentView()->selection(),
+                                  std::optional<SidebarSection>(SidebarSection::task(task.id)), 20000);
         QTRY_COMPARE_WITH_TIMEOUT(second.state(), QProcess::NotRunning, 20000);
         QCOMPARE(second.exitStatus(), QProcess::NormalExit);
         QCOMPARE(second.exitCode(), 0);

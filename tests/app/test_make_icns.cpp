@@ -16,8 +16,8 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         const QString out = sandbox.root() + u"/Moxley.icns"_s;
-        const auto result = sandbox.run(QStringLiteral(MOXLEY_MAKE_ICNS_PATH),
-                                        {QStringLiteral(MOXLEY_APP_ICON_SVG), out});
+        const auto result =
+            sandbox.run(QStringLiteral(MOXLEY_MAKE_ICNS_PATH), {QStringLiteral(MOXLEY_APP_ICON_SVG), out});
         QCOMPARE(result.exitCode, 0);
         const QByteArray file = Sandbox::readFile(out);
         QVERIFY(file.size() > 8);

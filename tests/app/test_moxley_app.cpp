@@ -25,7 +25,7 @@ class MoxleyAppTest : public QObject
         return nullptr;
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void init() { world = std::make_unique<AppWorld>(); }
     void cleanup() { world.reset(); }
 
@@ -41,8 +41,8 @@ class MoxleyAppTest : public QObject
         // has three full stops.
         QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"Moxley"_s)),
                  (QStringList{u"About Moxley"_s, QString::fromUtf8("Check for Updates\xE2\x80\xA6"),
-                              u"Notify When a Run Fails"_s, u"---"_s,
-                              u"Install CLI Command..."_s, u"---"_s, u"Quit Moxley"_s}));
+                              u"Notify When a Run Fails"_s, u"---"_s, u"Install CLI Command..."_s, u"---"_s,
+                              u"Quit Moxley"_s}));
         QCOMPARE(itemTexts(menuTitled(window->menuBar(), u"File"_s)),
                  (QStringList{u"New Task"_s, u"---"_s, QString::fromUtf8("Export Tasks\xE2\x80\xA6"),
                               QString::fromUtf8("Import Tasks\xE2\x80\xA6")}));

@@ -12,15 +12,18 @@ constexpr int kTasks = 60;
 // written and whether the start-up jobs had finished; afterwards, the progress bar's values.
 class PaintProbe : public QObject
 {
-  public:
-    explicit PaintProbe(std::function<int()> scripts) : m_scripts(std::move(scripts)) { qApp->installEventFilter(this); }
+public:
+    explicit PaintProbe(std::function<int()> scripts) : m_scripts(std::move(scripts))
+    {
+        qApp->installEventFilter(this);
+    }
     ~PaintProbe() override { qApp->removeEventFilter(this); }
 
     bool painted = false;
     int scriptsAtFirstPaint = -1;
     QList<QPair<int, int>> barsPainted; // value, maximum
 
-  protected:
+protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
         if (event->type() != QEvent::Paint || !watched->isWidgetType()) {
@@ -37,7 +40,7 @@ class PaintProbe : public QObject
         return false;
     }
 
-  private:
+private:
     std::function<int()> m_scripts;
 };
 
@@ -67,7 +70,7 @@ class StartUpJobsTest : public QObject
                QUuid::createUuidV5(QUuid(), u"stray"_s).toString(QUuid::WithoutBraces).toUpper() + u".plist"_s;
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void init()
     {
         world = std::make_unique<AppWorld>();

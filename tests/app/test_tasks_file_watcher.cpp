@@ -30,7 +30,7 @@ class TasksFileWatcherTest : public QObject
         return names;
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void init()
     {
         // No session bus here: what reaches the app comes through the file.

@@ -34,7 +34,7 @@ class UpdaterControllerTest : public QObject
         QVERIFY(ended.wait(20000));
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(server.listen(QHostAddress::LocalHost));
@@ -88,9 +88,8 @@ class UpdaterControllerTest : public QObject
         MainWindow *window = openWithFeed("/no-notes.xml");
         MessageBox::setNextAnswer(u"Release Notes"_s);
         check(window);
-        QCOMPARE(
-            MessageBox::history().last().text,
-            u"Moxley 1.0 is now available. You have 0.1.0.\n\nRelease notes: https://moxley.example/Moxley.zip"_s);
+        QCOMPARE(MessageBox::history().last().text,
+                 u"Moxley 1.0 is now available. You have 0.1.0.\n\nRelease notes: https://moxley.example/Moxley.zip"_s);
         QCOMPARE(*world->opened, QList<QUrl>{QUrl(u"https://moxley.example/Moxley.zip"_s)});
     }
 

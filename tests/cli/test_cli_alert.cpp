@@ -71,7 +71,8 @@ private Q_SLOTS:
         QVERIFY(list.out.contains("status\t"));
         QVERIFY(!list.out.contains("alert"));
         // It still explains itself to whoever asks.
-        QVERIFY(sandbox->runCli({u"alert"_s, u"--help"_s}).out.startsWith("Usage: moxley alert TASK [--wait SECONDS]\n"));
+        QVERIFY(
+            sandbox->runCli({u"alert"_s, u"--help"_s}).out.startsWith("Usage: moxley alert TASK [--wait SECONDS]\n"));
     }
 
     void alertsTurnedOff_exitsQuietly()

@@ -73,14 +73,18 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QByteArray>("err");
-        QTest::newRow("long") << QStringList{u"list"_s, u"--bogus"_s}
-                              << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley list --help' for more information.\n");
-        QTest::newRow("long with value") << QStringList{u"list"_s, u"--bogus=3"_s}
-                                         << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley list --help' for more information.\n");
+        QTest::newRow("long")
+            << QStringList{u"list"_s, u"--bogus"_s}
+            << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley list --help' for more information.\n");
+        QTest::newRow("long with value")
+            << QStringList{u"list"_s, u"--bogus=3"_s}
+            << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley list --help' for more information.\n");
         QTest::newRow("short") << QStringList{u"list"_s, u"-x"_s}
-                               << QByteArray("moxley: unknown option '-x'\nTry 'moxley list --help' for more information.\n");
-        QTest::newRow("before the command") << QStringList{u"--bogus=1"_s}
-                                            << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley --help' for more information.\n");
+                               << QByteArray(
+                                      "moxley: unknown option '-x'\nTry 'moxley list --help' for more information.\n");
+        QTest::newRow("before the command")
+            << QStringList{u"--bogus=1"_s}
+            << QByteArray("moxley: unknown option '--bogus'\nTry 'moxley --help' for more information.\n");
     }
 
     void unknownOption_keepsTheDashesAsTyped()
@@ -199,7 +203,8 @@ private Q_SLOTS:
         QCOMPARE(first.value(u"description"_s).toString(), u"Daily at 7:00"_s);
         QCOMPARE(first.value(u"workingDirectory"_s).toString(), u"/srv/b"_s);
         QCOMPARE(first.value(u"isEnabled"_s).toBool(), true);
-        QCOMPARE(first.value(u"schedule"_s).toObject().value(u"daily"_s).toObject().value(u"times"_s).toArray().size(), 1);
+        QCOMPARE(first.value(u"schedule"_s).toObject().value(u"daily"_s).toObject().value(u"times"_s).toArray().size(),
+                 1);
         const QJsonObject second = array.at(1).toObject();
         QVERIFY(!second.contains(u"workingDirectory"_s));
         QVERIFY(!second.contains(u"envFilePath"_s));
@@ -227,7 +232,8 @@ private Q_SLOTS:
         QTest::newRow("bad schedule")
             << QByteArray(R"([{"id": "11111111-2222-3333-4444-555555555555", "name": "L", "command": "ls",
                  "useLoginShell": true, "isEnabled": true, "logs": [], "schedule": {}}])")
-            << QByteArray("moxley: Failed to load tasks: Invalid number of keys found, expected one. (task 1, at schedule)\n");
+            << QByteArray(
+                   "moxley: Failed to load tasks: Invalid number of keys found, expected one. (task 1, at schedule)\n");
     }
 
     void brokenFile_failsAndChangesNothing()
@@ -250,8 +256,9 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         sandbox.writeTasksFile(kTwoTasks);
-        for (const QString &query : {u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s, u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_s,
-                                     u"0a1b2c3d"_s, u"0a1b2"_s, u"Backup"_s}) {
+        for (const QString &query :
+             {u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s, u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_s, u"0a1b2c3d"_s,
+              u"0a1b2"_s, u"Backup"_s}) {
             const auto result = sandbox.runCli({u"show"_s, query, u"--json"_s});
             QCOMPARE(result.exitCode, 0);
             QCOMPARE(QJsonDocument::fromJson(result.out).object().value(u"name"_s).toString(), u"Backup"_s);

@@ -142,11 +142,11 @@ private Q_SLOTS:
         StoreWorld world;
         const QString work = world.sandbox.root() + u"/work"_s;
         QDir().mkpath(work);
-        const auto result = world.sandbox.run(QStringLiteral(MOXLEY_CLI_PATH),
-                                              {u"add"_s, u"--name"_s, u"  spaced  "_s, u"--command"_s,
-                                               u"echo 'a b'"_s, u"--dir"_s, u"sub"_s, u"--env-file"_s,
-                                               u"/etc/app.env"_s, u"--no-login-shell"_s, u"--disabled"_s},
-                                              {}, work);
+        const auto result =
+            world.sandbox.run(QStringLiteral(MOXLEY_CLI_PATH),
+                              {u"add"_s, u"--name"_s, u"  spaced  "_s, u"--command"_s, u"echo 'a b'"_s, u"--dir"_s,
+                               u"sub"_s, u"--env-file"_s, u"/etc/app.env"_s, u"--no-login-shell"_s, u"--disabled"_s},
+                              {}, work);
         QCOMPARE(result.exitCode, 0);
         const ScheduledTask task = tasksIn(world).constFirst();
         QCOMPARE(task.name, u"  spaced  "_s); // no trimming, as in the app's form
@@ -174,8 +174,8 @@ private Q_SLOTS:
         StoreWorld world;
         Sandbox::writeFile(world.osascript.path(), "#!/bin/sh\necho 'first line' >&2\necho 'second line' >&2\nexit 1\n",
                            0755);
-        const auto result = world.sandbox.runCli(
-            {u"add"_s, u"--name"_s, u"W"_s, u"--command"_s, u"true"_s, u"--daily"_s, u"--wake"_s});
+        const auto result =
+            world.sandbox.runCli({u"add"_s, u"--name"_s, u"W"_s, u"--command"_s, u"true"_s, u"--daily"_s, u"--wake"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: pmset failed: first line\nmoxley: second line\n"));
     }
@@ -184,8 +184,8 @@ private Q_SLOTS:
     {
         StoreWorld world;
         world.osascript.setExitStatus(1);
-        const auto result = world.sandbox.runCli(
-            {u"add"_s, u"--name"_s, u"W"_s, u"--command"_s, u"true"_s, u"--daily"_s, u"--wake"_s});
+        const auto result =
+            world.sandbox.runCli({u"add"_s, u"--name"_s, u"W"_s, u"--command"_s, u"true"_s, u"--daily"_s, u"--wake"_s});
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(result.err, QByteArray("moxley: pmset failed: Unknown error\n"));
         const ScheduledTask task = tasksIn(world).constFirst();
@@ -253,8 +253,8 @@ private Q_SLOTS:
         world.writeTasks({task});
         QVERIFY(!LaunchdService().install(task)); // installed and current: start-up leaves it alone
         world.mark();
-        const auto result = world.sandbox.runCli({u"edit"_s, task.shortId(), u"--name"_s, u"Nightly"_s,
-                                                  u"--monthly"_s, u"14"_s, u"--no-dir"_s, u"--wake"_s});
+        const auto result = world.sandbox.runCli({u"edit"_s, task.shortId(), u"--name"_s, u"Nightly"_s, u"--monthly"_s,
+                                                  u"14"_s, u"--no-dir"_s, u"--wake"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         ScheduledTask expected = task;

@@ -133,8 +133,8 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(folder));
         Sandbox::writeFile(folder + u"/run.sh"_s, "#!/bin/sh\n", 0644);
         const QString missingEnv = world.sandbox.root() + u"/missing.env"_s;
-        const QString id = world.add({u"--command"_s, u"./run.sh && /opt/nowhere/tool"_s, u"--dir"_s, folder,
-                                      u"--env-file"_s, missingEnv});
+        const QString id = world.add(
+            {u"--command"_s, u"./run.sh && /opt/nowhere/tool"_s, u"--dir"_s, folder, u"--env-file"_s, missingEnv});
         // The script lost its execute bit; then the folder goes too.
         auto result = world.sandbox.runCli({u"doctor"_s, id});
         QCOMPARE(result.exitCode, 1);
@@ -142,7 +142,8 @@ private Q_SLOTS:
                                  " does not exist, so its variables are not set when scheduled; create it or remove "
                                  "it from the task\n"
                                  "script-not-executable: `./run.sh` is not executable; run chmod +x " +
-                                 folder.toUtf8() + "/run.sh\n"
+                                 folder.toUtf8() +
+                                 "/run.sh\n"
                                  "script-missing: `/opt/nowhere/tool` does not exist (looked for /opt/nowhere/tool); "
                                  "check the path, or give the full path\n");
 
@@ -184,8 +185,8 @@ private Q_SLOTS:
         QVERIFY(defaultPath.startsWith('/'));
 
         // Saved, though no manager takes the units.
-        world.sandbox.runCli({u"add"_s, u"--name"_s, u"Offline"_s, u"--command"_s, u"only-mine"_s,
-                              u"--no-login-shell"_s, u"--daily"_s});
+        world.sandbox.runCli(
+            {u"add"_s, u"--name"_s, u"Offline"_s, u"--command"_s, u"only-mine"_s, u"--no-login-shell"_s, u"--daily"_s});
         const auto result = world.sandbox.runCli({u"doctor"_s, u"Offline"_s});
         const QByteArray note = "moxley: notice: The scheduler could not be asked (no systemd user instance is "
                                 "running), so the scheduled side is its documented default environment: PATH=" +

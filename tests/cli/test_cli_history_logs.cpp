@@ -15,7 +15,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-
 ScheduledTask makeTask(const char *id, const QString &name)
 {
     ScheduledTask task;
@@ -83,10 +82,7 @@ class CliHistoryLogsTest : public QObject
     Q_OBJECT
 
 private:
-    static void prepare(const Sandbox &sandbox)
-    {
-        sandbox.writeTasksFile(TaskMigration::encode({kBackup, kReport}));
-    }
+    static void prepare(const Sandbox &sandbox) { sandbox.writeTasksFile(TaskMigration::encode({kBackup, kReport})); }
 
 private Q_SLOTS:
     void history_text_showsLocalStartDurationAndExit()
@@ -180,11 +176,12 @@ private Q_SLOTS:
         };
         for (const TaskRunRecord &run : runs) {
             table.addRow({runDateTime(run.startedAt).toTimeZone(expectedZone).toString(u"yyyy-MM-dd HH:mm:ss"),
-                          durationText((run.endedAt - run.startedAt).count()), u"exit " + QString::number(run.exitCode)});
-            array.append(QJsonObject{
-                {u"startedAt"_s, runDateTime(run.startedAt).toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'")},
-                {u"endedAt"_s, runDateTime(run.endedAt).toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'")},
-                {u"exitCode"_s, run.exitCode}});
+                          durationText((run.endedAt - run.startedAt).count()),
+                          u"exit " + QString::number(run.exitCode)});
+            array.append(
+                QJsonObject{{u"startedAt"_s, runDateTime(run.startedAt).toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'")},
+                            {u"endedAt"_s, runDateTime(run.endedAt).toUTC().toString(u"yyyy-MM-dd'T'HH:mm:ss'Z'")},
+                            {u"exitCode"_s, run.exitCode}});
         }
         ScopedTimeZone scoped(zone);
         const auto text = sandbox.runCli({u"history"_s, u"Backup"_s});

@@ -17,7 +17,8 @@ namespace {
 QByteArray xmlPlist(const QByteArray &body)
 {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
            "<plist version=\"1.0\">\n<dict>\n" +
            body + "</dict>\n</plist>\n";
 }
@@ -50,11 +51,12 @@ Paths writeJobs(const Sandbox &sandbox)
     const QString daemons = sandbox.sysroot() + u"/Library/LaunchDaemons"_s;
     Paths paths{user + u"/org.example.backup.plist"_s, daemons + u"/com.example.daemon.plist"_s,
                 daemons + u"/a.interval.plist"_s, agents + u"/Com.moxley.task.backup.plist"_s};
-    Sandbox::writeFile(paths.backup, xmlPlist("<key>Label</key><string>org.example.backup</string>\n"
-                                              "<key>ProgramArguments</key><array><string>/usr/bin/rsync</string>"
-                                              "<string>-a</string><string>/src dir</string></array>\n"
-                                              "<key>StartCalendarInterval</key><dict><key>Hour</key><integer>3</integer>"
-                                              "<key>Minute</key><integer>15</integer></dict>\n"));
+    Sandbox::writeFile(paths.backup,
+                       xmlPlist("<key>Label</key><string>org.example.backup</string>\n"
+                                "<key>ProgramArguments</key><array><string>/usr/bin/rsync</string>"
+                                "<string>-a</string><string>/src dir</string></array>\n"
+                                "<key>StartCalendarInterval</key><dict><key>Hour</key><integer>3</integer>"
+                                "<key>Minute</key><integer>15</integer></dict>\n"));
     Sandbox::writeFile(paths.daemon, xmlPlist("<key>Label</key><string>com.example.daemon</string>\n"
                                               "<key>Program</key><string>/usr/sbin/daemon</string>\n"
                                               "<key>KeepAlive</key><true/><key>Disabled</key><true/>\n"));
@@ -103,20 +105,18 @@ private Q_SLOTS:
         QCOMPARE(error.error, QJsonParseError::NoError);
         const auto job = [](const QString &label, const QString &source, const QString &path, const QString &command,
                             const QString &schedule, bool disabled, bool runAtLoad, bool keepAlive) {
-            return QJsonObject{{u"label"_s, label},         {u"source"_s, source},
-                               {u"path"_s, path},           {u"command"_s, command},
-                               {u"schedule"_s, schedule},   {u"disabled"_s, disabled},
+            return QJsonObject{{u"label"_s, label},         {u"source"_s, source},      {u"path"_s, path},
+                               {u"command"_s, command},     {u"schedule"_s, schedule},  {u"disabled"_s, disabled},
                                {u"runAtLoad"_s, runAtLoad}, {u"keepAlive"_s, keepAlive}};
         };
-        const QJsonArray expected{
-            job(u"a.interval"_s, u"Global Daemons"_s, paths.interval, u"(unknown)"_s, u"Every 30 sec"_s, false,
-                true, false),
-            job(u"com.example.daemon"_s, u"Global Daemons"_s, paths.daemon, u"/usr/sbin/daemon"_s, u"Keep alive"_s,
-                true, false, true),
-            job(u"Com.moxley.task.backup"_s, u"Global Agents"_s, paths.own, u"(unknown)"_s, u"Run at load"_s, false,
-                true, false),
-            job(u"org.example.backup"_s, u"User Agents"_s, paths.backup, u"/usr/bin/rsync -a /src dir"_s, u"3:15"_s,
-                false, false, false)};
+        const QJsonArray expected{job(u"a.interval"_s, u"Global Daemons"_s, paths.interval, u"(unknown)"_s,
+                                      u"Every 30 sec"_s, false, true, false),
+                                  job(u"com.example.daemon"_s, u"Global Daemons"_s, paths.daemon, u"/usr/sbin/daemon"_s,
+                                      u"Keep alive"_s, true, false, true),
+                                  job(u"Com.moxley.task.backup"_s, u"Global Agents"_s, paths.own, u"(unknown)"_s,
+                                      u"Run at load"_s, false, true, false),
+                                  job(u"org.example.backup"_s, u"User Agents"_s, paths.backup,
+                                      u"/usr/bin/rsync -a /src dir"_s, u"3:15"_s, false, false, false)};
         QCOMPARE(document.array(), expected);
     }
 
@@ -142,7 +142,8 @@ private Q_SLOTS:
         QCOMPARE(result.out.count('\n'), 4);
         QVERIFY(launchctl.calls().isEmpty());
         QCOMPARE(sandbox.readTasksFile(), QByteArray("not json"));
-        QVERIFY(QFile::exists(sandbox.launchAgentsDir() + u"/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_s));
+        QVERIFY(QFile::exists(sandbox.launchAgentsDir() +
+                              u"/com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.plist"_s));
     }
 
     void jobs_usageErrors()
@@ -152,7 +153,8 @@ private Q_SLOTS:
         QCOMPARE(result.exitCode, 2);
         result = sandbox.runCli({u"jobs"_s, u"--yaml"_s});
         QCOMPARE(result.exitCode, 2);
-        QCOMPARE(result.err, QByteArray("moxley: unknown option '--yaml'\nTry 'moxley jobs --help' for more information.\n"));
+        QCOMPARE(result.err,
+                 QByteArray("moxley: unknown option '--yaml'\nTry 'moxley jobs --help' for more information.\n"));
     }
 };
 

@@ -55,7 +55,8 @@ private Q_SLOTS:
     {
         StoreWorld world;
         const QList<ScheduledTask> tasks = writeTasksWithoutScripts(world);
-        const auto result = world.sandbox.runCli({u"add"_s, u"--name"_s, u"Backup"_s, u"--command"_s, u"make backup"_s});
+        const auto result =
+            world.sandbox.runCli({u"add"_s, u"--name"_s, u"Backup"_s, u"--command"_s, u"make backup"_s});
         QCOMPARE(result.exitCode, 0);
         // The refresh did happen, silently.
         QCOMPARE(scriptsWritten(tasks), kTasks);
@@ -72,7 +73,8 @@ private Q_SLOTS:
         }
         StoreWorld world;
         const QList<ScheduledTask> tasks = writeTasksWithoutScripts(world);
-        const QByteArray screen = onTerminal(world, {u"add"_s, u"--name"_s, u"Backup"_s, u"--command"_s, u"make backup"_s});
+        const QByteArray screen =
+            onTerminal(world, {u"add"_s, u"--name"_s, u"Backup"_s, u"--command"_s, u"make backup"_s});
         QCOMPARE(scriptsWritten(tasks), kTasks);
         const QByteArray first = "\rmoxley: reinstalling jobs: 0 of " + QByteArray::number(kTasks) + "\x1b[K";
         QVERIFY2(screen.startsWith(first), screen.constData());
@@ -90,7 +92,8 @@ private Q_SLOTS:
             QSKIP("util-linux script is not installed");
         }
         StoreWorld world;
-        const QByteArray screen = onTerminal(world, {u"add"_s, u"--name"_s, u"Backup"_s, u"--command"_s, u"make backup"_s});
+        const QByteArray screen =
+            onTerminal(world, {u"add"_s, u"--name"_s, u"Backup"_s, u"--command"_s, u"make backup"_s});
         const QList<ScheduledTask> saved = world.savedTasks();
         QCOMPARE(saved.size(), 1);
         QCOMPARE(screen, saved.constLast().fullId().toUtf8() + "\r\n");

@@ -21,11 +21,11 @@ QByteArray tasksFile(const QString &command, bool useLoginShell, const QString &
         escaped.replace(u'\\', u"\\\\"_s).replace(u'"', u"\\\""_s).replace(u'\n', u"\\n"_s);
         return QString(u'"' % escaped % u'"');
     };
-    QString task = u"{\"id\": \"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9\", \"name\": \"Probe\", \"command\": " %
-                   quoted(command) % u", \"useLoginShell\": " %
-                   (useLoginShell ? u"true"_s : u"false"_s) %
-                   u", \"wakeBeforeRun\": false, \"schedule\": {\"daily\": {\"times\": [{\"hour\": 7, \"minute\": 0}]}}, "
-                   u"\"isEnabled\": true, \"logs\": []";
+    QString task =
+        u"{\"id\": \"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9\", \"name\": \"Probe\", \"command\": " % quoted(command) %
+        u", \"useLoginShell\": " % (useLoginShell ? u"true"_s : u"false"_s) %
+        u", \"wakeBeforeRun\": false, \"schedule\": {\"daily\": {\"times\": [{\"hour\": 7, \"minute\": 0}]}}, "
+        u"\"isEnabled\": true, \"logs\": []";
     if (!workingDirectory.isEmpty()) {
         task += u", \"workingDirectory\": " % quoted(workingDirectory);
     }

@@ -29,7 +29,7 @@ class CliRunSignalsTest : public QObject
 {
     Q_OBJECT
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void signalToTool_reachesTheCommandsChildren_data()
     {
         QTest::addColumn<int>("signal");

@@ -14,12 +14,16 @@ namespace {
 // enabled interval task; a run-at-load task. (Plain literals: moc misreads quotes inside raw strings.)
 const QByteArray kTasks =
     "{\"version\": 2, \"tasks\": [\n"
-    "  {\"id\": \"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9\", \"name\": \"Backup\", \"command\": \"make backup\\necho \\\"fertig ✓\\\" | tee -a 'log'\",\n"
-    "   \"workingDirectory\": \"/Users/a/it's \\\"here\\\" $x\", \"envFilePath\": \"/Users/a/.env\", \"useLoginShell\": true,\n"
-    "   \"wakeBeforeRun\": false, \"schedule\": {\"monthlyNthWeekday\": {\"nth\": 2, \"weekday\": 3, \"times\": [{\"hour\": 9, \"minute\": 0}, {\"hour\": 18, \"minute\": 30}]}},\n"
+    "  {\"id\": \"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9\", \"name\": \"Backup\", \"command\": \"make backup\\necho "
+    "\\\"fertig ✓\\\" | tee -a 'log'\",\n"
+    "   \"workingDirectory\": \"/Users/a/it's \\\"here\\\" $x\", \"envFilePath\": \"/Users/a/.env\", "
+    "\"useLoginShell\": true,\n"
+    "   \"wakeBeforeRun\": false, \"schedule\": {\"monthlyNthWeekday\": {\"nth\": 2, \"weekday\": 3, \"times\": "
+    "[{\"hour\": 9, \"minute\": 0}, {\"hour\": 18, \"minute\": 30}]}},\n"
     "   \"isEnabled\": false, \"logs\": []},\n"
     "  {\"id\": \"FEDCBA98-7654-4321-8FED-CBA987654321\", \"name\": \"Report\", \"command\": \"echo report\",\n"
-    "   \"useLoginShell\": false, \"schedule\": {\"interval\": {\"minutes\": 15}}, \"isEnabled\": true, \"logs\": []},\n"
+    "   \"useLoginShell\": false, \"schedule\": {\"interval\": {\"minutes\": 15}}, \"isEnabled\": true, \"logs\": "
+    "[]},\n"
     "  {\"id\": \"11111111-2222-4333-8444-555555555555\", \"name\": \"At login\", \"command\": \"true\",\n"
     "   \"useLoginShell\": true, \"schedule\": {\"runAtLoad\": {}}, \"isEnabled\": true, \"logs\": []}]}";
 

@@ -84,9 +84,8 @@ private Q_SLOTS:
         QCOMPARE(error.error, QJsonParseError::NoError);
         const auto job = [](const QString &label, const QString &source, const QString &path, const QString &command,
                             const QString &schedule, bool disabled, bool runAtLoad) {
-            return QJsonObject{{u"label"_s, label},         {u"source"_s, source},
-                               {u"path"_s, path},           {u"command"_s, command},
-                               {u"schedule"_s, schedule},   {u"disabled"_s, disabled},
+            return QJsonObject{{u"label"_s, label},         {u"source"_s, source},     {u"path"_s, path},
+                               {u"command"_s, command},     {u"schedule"_s, schedule}, {u"disabled"_s, disabled},
                                {u"runAtLoad"_s, runAtLoad}, {u"keepAlive"_s, false}};
         };
         const QString units = sandbox.sysroot() + u"/usr/lib/systemd/system/"_s;

@@ -18,23 +18,39 @@ QByteArray passwordLookup(const QByteArray &from)
 
 // The snippet written out by hand.
 QByteArray expectedSnippet(const QByteArray &from, const QByteArray &to, const QByteArray &subject,
-                            const QByteArray &body)
+                           const QByteArray &body)
 {
     return "_smtp_code=$(curl -s -o /dev/null -w '%{http_code}' --ssl-reqd --url \"smtps://smtp.gmail.com:465\" \\\n"
-           "  --user \"" + from + ":$(" + passwordLookup(from) + ")\" \\\n"
-           "  --mail-from \"" + from + "\" \\\n"
-           "  --mail-rcpt \"" + to + "\" \\\n"
+           "  --user \"" +
+           from + ":$(" + passwordLookup(from) +
+           ")\" \\\n"
+           "  --mail-from \"" +
+           from +
+           "\" \\\n"
+           "  --mail-rcpt \"" +
+           to +
+           "\" \\\n"
            "  -T - <<'MOXLEYMAIL'\n"
-           "Subject: " + subject + "\n"
-           "From: " + from + "\n"
-           "To: " + to + "\n"
+           "Subject: " +
+           subject +
+           "\n"
+           "From: " +
+           from +
+           "\n"
+           "To: " +
+           to +
+           "\n"
            "Content-Type: text/plain; charset=UTF-8\n"
-           "\n" + body + "\n"
+           "\n" +
+           body +
+           "\n"
            "MOXLEYMAIL\n"
            ")\n"
            "\n"
            "if [ $? -eq 0 ]; then\n"
-           "  echo \"[$_smtp_code] Email sent to " + to + "\"\n"
+           "  echo \"[$_smtp_code] Email sent to " +
+           to +
+           "\"\n"
            "else\n"
            "  echo \"Failed to send email\" >&2\n"
            "  exit 1\n"
@@ -66,16 +82,16 @@ private Q_SLOTS:
             sandbox.runCli({u"template"_s, u"gmail"_s, u"--from"_s, u"me@gmail.com"_s, u"--to"_s, u"you@x.org"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
-        QCOMPARE(result.out, expectedSnippet("me@gmail.com", "you@x.org", "Daily Reminder",
-                                          "Don't forget to check the report."));
+        QCOMPARE(result.out,
+                 expectedSnippet("me@gmail.com", "you@x.org", "Daily Reminder", "Don't forget to check the report."));
     }
 
     void gmail_givenSubjectAndBody_trimmedLikeTheApp()
     {
         Sandbox sandbox;
-        const auto result = sandbox.runCli({u"template"_s, u"gmail"_s, u"--from"_s, u" me@gmail.com\t"_s,
-                                            u"--to"_s, u"you@x.org "_s, u"--subject"_s, u" Say \"hi\" "_s,
-                                            u"--body"_s, u"Line 1\nLine \"2\""_s});
+        const auto result =
+            sandbox.runCli({u"template"_s, u"gmail"_s, u"--from"_s, u" me@gmail.com\t"_s, u"--to"_s, u"you@x.org "_s,
+                            u"--subject"_s, u" Say \"hi\" "_s, u"--body"_s, u"Line 1\nLine \"2\""_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, expectedSnippet("me@gmail.com", "you@x.org", "Say \\\"hi\\\"", "Line 1\nLine \"2\""));
     }

@@ -13,7 +13,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-
 ScheduledTask makeTask(const char *id, const QString &name, TaskSchedule schedule, bool wake = false,
                        bool enabled = true)
 {
@@ -31,12 +30,11 @@ const ScheduledTask kBackup = makeTask("0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9", u
                                        TaskSchedule::daily({TimeOfDay{6, 0}, TimeOfDay{0, 2}}), true);
 const ScheduledTask kHourly =
     makeTask("5E6F7A8B-0000-4000-8000-000000000001", u"Hourly"_s, TaskSchedule::interval(360));
-const ScheduledTask kMondays = makeTask("9ABCDEF0-0000-4000-8000-000000000002", u"Mondays"_s,
-                                        TaskSchedule::weekly({2}, {TimeOfDay{9, 0}}));
-const ScheduledTask kOff = makeTask("11111111-0000-4000-8000-000000000003", u"Off"_s,
-                                    TaskSchedule::daily({TimeOfDay{6, 0}}), false, false);
-const ScheduledTask kAtLoad =
-    makeTask("22222222-0000-4000-8000-000000000004", u"At load"_s, TaskSchedule::runAtLoad());
+const ScheduledTask kMondays =
+    makeTask("9ABCDEF0-0000-4000-8000-000000000002", u"Mondays"_s, TaskSchedule::weekly({2}, {TimeOfDay{9, 0}}));
+const ScheduledTask kOff =
+    makeTask("11111111-0000-4000-8000-000000000003", u"Off"_s, TaskSchedule::daily({TimeOfDay{6, 0}}), false, false);
+const ScheduledTask kAtLoad = makeTask("22222222-0000-4000-8000-000000000004", u"At load"_s, TaskSchedule::runAtLoad());
 
 QJsonObject occurrence(int minute, bool ran)
 {
@@ -103,7 +101,7 @@ private Q_SLOTS:
                  QJsonObject{{u"id"_s, kHourly.fullId()},
                              {u"name"_s, u"Hourly"_s},
                              {u"occurrences"_s, QJsonArray{occurrence(0, false), occurrence(360, false),
-                                                            occurrence(720, true), occurrence(1080, false)}},
+                                                           occurrence(720, true), occurrence(1080, false)}},
                              {u"runs"_s, QJsonArray{drawnRun(721, 1, 1)}}},
                  QJsonObject{{u"id"_s, kMondays.fullId()},
                              {u"name"_s, u"Mondays"_s},
@@ -188,9 +186,8 @@ private Q_SLOTS:
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("Timeline for Saturday, 2025-03-01, now in hour 23\n\nNo enabled tasks\n"));
         const auto json = sandbox.runCli({u"timeline"_s, u"--at"_s, u"2025-03-01T23:59"_s, u"--json"_s});
-        QCOMPARE(parse(json.out), (QJsonObject{{u"date"_s, u"2025-03-01"_s},
-                                               {u"currentHour"_s, 23},
-                                               {u"tasks"_s, QJsonArray{}}}));
+        QCOMPARE(parse(json.out),
+                 (QJsonObject{{u"date"_s, u"2025-03-01"_s}, {u"currentHour"_s, 23}, {u"tasks"_s, QJsonArray{}}}));
     }
 
     void withoutAt_usesTheClock()
@@ -240,7 +237,8 @@ private Q_SLOTS:
                                  "<key>Label</key><string>org.example.hourly.sync</string>"
                                  "<key>StartInterval</key><integer>3600</integer></dict></plist>";
         Sandbox::writeFile(sandbox.sysroot() + u"/Library/LaunchDaemons/org.example.hourly.sync.plist"_s, plist);
-        const auto result = sandbox.runCli({u"timeline"_s, u"--system"_s, u"--json"_s, u"--at"_s, u"2025-03-01T06:30"_s});
+        const auto result =
+            sandbox.runCli({u"timeline"_s, u"--system"_s, u"--json"_s, u"--at"_s, u"2025-03-01T06:30"_s});
         QCOMPARE(result.exitCode, 0);
         const QJsonArray jobs = QJsonDocument::fromJson(result.out).object().value(u"systemJobs"_s).toArray();
         QCOMPARE(jobs.size(), 1);
@@ -270,18 +268,17 @@ private Q_SLOTS:
         const Timeline::Day day =
             Timeline::compute({kBackup}, {}, {calendar, fast, own}, now, QTimeZone("Europe/Berlin"));
         const QJsonObject with = TimelineOutput::json(day, true);
-        QCOMPARE(with[u"systemJobs"].toArray(),
-                 (QJsonArray{QJsonObject{{u"label"_s, calendar.label},
-                                         {u"name"_s, u"backupd.auto"_s},
-                                         {u"marks"_s, QJsonArray{540}}},
-                             QJsonObject{{u"label"_s, fast.label},
-                                         {u"name"_s, u"example.poll"_s},
-                                         {u"marks"_s, QJsonArray{}}}}));
+        QCOMPARE(
+            with[u"systemJobs"].toArray(),
+            (QJsonArray{
+                QJsonObject{
+                    {u"label"_s, calendar.label}, {u"name"_s, u"backupd.auto"_s}, {u"marks"_s, QJsonArray{540}}},
+                QJsonObject{{u"label"_s, fast.label}, {u"name"_s, u"example.poll"_s}, {u"marks"_s, QJsonArray{}}}}));
         QVERIFY(!TimelineOutput::json(day, false).contains(u"systemJobs"));
-        QCOMPARE(TimelineOutput::json(Timeline::compute({}, {}, {}, now, QTimeZone("Europe/Berlin")), true)
-                     [u"systemJobs"]
-                         .toArray(),
-                 QJsonArray{});
+        QCOMPARE(
+            TimelineOutput::json(Timeline::compute({}, {}, {}, now, QTimeZone("Europe/Berlin")), true)[u"systemJobs"]
+                .toArray(),
+            QJsonArray{});
         const QString text = TimelineOutput::text(day, true);
         QVERIFY(text.endsWith(u"\nSystem jobs\n"
                               "  backupd.auto (com.apple.backupd.auto): 9:00\n"

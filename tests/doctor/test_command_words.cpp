@@ -8,7 +8,7 @@ class TestCommandWords : public QObject
 {
     Q_OBJECT
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void realCommandLines_giveTheProgramsTheyCall_data();
     void realCommandLines_giveTheProgramsTheyCall();
 };
@@ -20,25 +20,22 @@ void TestCommandWords::realCommandLines_giveTheProgramsTheyCall_data()
 
     QTest::newRow("one program") << u"backup-photos --all"_s << QStringList{u"backup-photos"_s};
     QTest::newRow("pipe") << u"ps aux | grep node | wc -l"_s << QStringList{u"ps"_s, u"grep"_s, u"wc"_s};
-    QTest::newRow("and, or, semicolon")
-        << u"make build && rsync -a out/ host: || logger failed; notify-send done"_s
-        << QStringList{u"make"_s, u"rsync"_s, u"logger"_s, u"notify-send"_s};
+    QTest::newRow("and, or, semicolon") << u"make build && rsync -a out/ host: || logger failed; notify-send done"_s
+                                        << QStringList{u"make"_s, u"rsync"_s, u"logger"_s, u"notify-send"_s};
     QTest::newRow("background") << u"node server.js & sleep 2"_s << QStringList{u"node"_s, u"sleep"_s};
     QTest::newRow("subshell") << u"(cd /tmp && tar czf a.tgz x) | ssh host 'cat > a.tgz'"_s
                               << QStringList{u"tar"_s, u"ssh"_s};
     QTest::newRow("command substitution")
         << u"echo \"today: $(date +%F) $(git -C ~/repo rev-parse HEAD)\""_s << QStringList{u"date"_s, u"git"_s};
     QTest::newRow("backticks") << u"curl -d \"`hostname`\" https://x"_s << QStringList{u"curl"_s, u"hostname"_s};
-    QTest::newRow("arithmetic is no command") << u"sleep $((60 * 5)); uptime"_s
-                                              << QStringList{u"sleep"_s, u"uptime"_s};
+    QTest::newRow("arithmetic is no command") << u"sleep $((60 * 5)); uptime"_s << QStringList{u"sleep"_s, u"uptime"_s};
     QTest::newRow("here-document body skipped")
         << u"cat <<EOF | mail -s hi me\nrm -rf /\nnotacommand here\nEOF\npython3 x.py"_s
         << QStringList{u"cat"_s, u"mail"_s, u"python3"_s};
     QTest::newRow("here-document with dash and quotes")
         << u"sqlite3 db <<-'SQL'\n\tselect 1;\n\tSQL\nduckdb"_s << QStringList{u"sqlite3"_s, u"duckdb"_s};
     QTest::newRow("here-string") << u"bc <<< '2+2'"_s << QStringList{u"bc"_s};
-    QTest::newRow("assignments before a command")
-        << u"LANG=C TZ=UTC sort -u list.txt"_s << QStringList{u"sort"_s};
+    QTest::newRow("assignments before a command") << u"LANG=C TZ=UTC sort -u list.txt"_s << QStringList{u"sort"_s};
     QTest::newRow("assignment alone") << u"X=1; Y=\"$(whoami)\""_s << QStringList{u"whoami"_s};
     QTest::newRow("functions it defines")
         << u"log() { printf '%s\\n' \"$*\" >> ~/x.log; }\nfunction sync_all { rclone sync a b; }\nlog start; sync_all"_s
@@ -51,8 +48,8 @@ void TestCommandWords::realCommandLines_giveTheProgramsTheyCall_data()
     QTest::newRow("if then else")
         << u"if pgrep -x caffeinate; then osascript -e 'x'; elif test -f a; then true; else terminal-notifier -m no; fi"_s
         << QStringList{u"pgrep"_s, u"osascript"_s, u"terminal-notifier"_s};
-    QTest::newRow("for loop")
-        << u"for f in *.jpg; do convert \"$f\" \"${f%.jpg}.png\"; done"_s << QStringList{u"convert"_s};
+    QTest::newRow("for loop") << u"for f in *.jpg; do convert \"$f\" \"${f%.jpg}.png\"; done"_s
+                              << QStringList{u"convert"_s};
     QTest::newRow("while read") << u"find . -name '*.log' | while read -r f; do gzip \"$f\"; done"_s
                                 << QStringList{u"find"_s, u"gzip"_s};
     QTest::newRow("case")
@@ -64,8 +61,7 @@ void TestCommandWords::realCommandLines_giveTheProgramsTheyCall_data()
         << u"cd ~/proj; export A=1; source .venv/bin/activate; [ -f x ] && echo hi; pytest -q"_s
         << QStringList{u"pytest"_s};
     QTest::newRow("redirections") << u"2>/dev/null >out.txt npm run build < in.txt"_s << QStringList{u"npm"_s};
-    QTest::newRow("exec and command")
-        << u"command -v node && exec caddy run"_s << QStringList{u"caddy"_s};
+    QTest::newRow("exec and command") << u"command -v node && exec caddy run"_s << QStringList{u"caddy"_s};
     QTest::newRow("variable as command cannot be known") << u"$EDITOR file; \"$HOME/bin/x\""_s << QStringList{};
     QTest::newRow("comment") << u"restic backup ~ # then git push"_s << QStringList{u"restic"_s};
     QTest::newRow("line continuation") << u"ffmpeg -i a.mov \\\n  -c copy b.mp4 && say done"_s

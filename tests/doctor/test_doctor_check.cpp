@@ -1,7 +1,7 @@
-#include "doctor/Doctor.h"
-#include "launchd/LaunchdScheduler.h"
 #include "Sandbox.h"
 #include "StandInTool.h"
+#include "doctor/Doctor.h"
+#include "launchd/LaunchdScheduler.h"
 
 #include <QElapsedTimer>
 #include <QtTest>
@@ -14,7 +14,7 @@ class TestDoctorCheck : public QObject
 {
     Q_OBJECT
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void probeThatHangs_isProbeFailedOnBothSidesWithinTheTimeAllowed();
     void healthyTask_isOkWithTheDefaultEnvironmentNote();
 };
@@ -58,12 +58,14 @@ void TestDoctorCheck::probeThatHangs_isProbeFailedOnBothSidesWithinTheTimeAllowe
     QVERIFY2(clock.elapsed() < 10000, qPrintable(QString::number(clock.elapsed())));
     QCOMPARE(result.problems.size(), 2);
     QCOMPARE(result.problems[0].kind, u"probe-failed"_s);
-    QCOMPARE(result.problems[0].text,
-             u"The probe in a Test Run's shell failed (no answer within 2 seconds), so that side "
-             "could not be compared; try again, and run the task with Test Run or `moxley start` to see what stops it"_s);
-    QCOMPARE(result.problems[1].text,
-             u"The probe in the default environment failed (no answer within 2 seconds), so that side "
-             "could not be compared; try again, and run the task with Test Run or `moxley start` to see what stops it"_s);
+    QCOMPARE(
+        result.problems[0].text,
+        u"The probe in a Test Run's shell failed (no answer within 2 seconds), so that side "
+        "could not be compared; try again, and run the task with Test Run or `moxley start` to see what stops it"_s);
+    QCOMPARE(
+        result.problems[1].text,
+        u"The probe in the default environment failed (no answer within 2 seconds), so that side "
+        "could not be compared; try again, and run the task with Test Run or `moxley start` to see what stops it"_s);
     QVERIFY(!result.scheduled && !result.interactive);
     QVERIFY(!processRunning(u"sleep 31.25"_s));
     QCOMPARE(filesUnder(sandbox.dataDir()), QStringList{});

@@ -1,5 +1,5 @@
-#include "doctor/DoctorReport.h"
 #include "Sandbox.h"
+#include "doctor/DoctorReport.h"
 
 #include <QtTest>
 
@@ -9,7 +9,7 @@ class TestDoctorReport : public QObject
 {
     Q_OBJECT
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void programOnlyOnTerminalPath_isCommandNotFoundWithItsPath();
     void otherVersionWhenScheduled_isPathOnlyInteractive();
     void missingFolderEnvFileAndShell_eachReportedByKind();
@@ -79,8 +79,8 @@ void TestDoctorReport::scriptWithoutExecuteBit_isNotExecutableAndGoneScriptIsMis
 {
     Sandbox sandbox;
     Sandbox::writeFile(sandbox.home() + u"/backup.sh"_s, "#!/bin/sh\n", 0644);
-    const auto problems = DoctorReport::problems(ScheduledTask{}, {u"./backup.sh"_s, u"~/gone.sh"_s},
-                                                 facts(sandbox.home()));
+    const auto problems =
+        DoctorReport::problems(ScheduledTask{}, {u"./backup.sh"_s, u"~/gone.sh"_s}, facts(sandbox.home()));
     QCOMPARE(problems.size(), 2);
     QCOMPARE(problems[0].kind, u"script-not-executable"_s);
     QCOMPARE(problems[0].text, u"`./backup.sh` is not executable; run chmod +x "_s + sandbox.home() + u"/backup.sh"_s);
@@ -110,9 +110,10 @@ void TestDoctorReport::folderLaterOnScheduledPath_isPathOnlyInteractiveWithOrder
     f.scheduled->path = u"/usr/bin:/opt/py/bin"_s;
     const auto problems = DoctorReport::problems(ScheduledTask{}, {u"python3"_s}, f);
     QCOMPARE(problems.size(), 1);
-    QCOMPARE(problems[0].text, u"`python3` is /opt/py/bin/python3 in your terminal but /usr/bin/python3 when scheduled, "
-                               "because /opt/py/bin comes later on the scheduled PATH; put it first in PATH in the "
-                               "task's .env file"_s);
+    QCOMPARE(problems[0].text,
+             u"`python3` is /opt/py/bin/python3 in your terminal but /usr/bin/python3 when scheduled, "
+             "because /opt/py/bin comes later on the scheduled PATH; put it first in PATH in the "
+             "task's .env file"_s);
 }
 
 void TestDoctorReport::sideWithoutAnswer_comparesNoCommandsButStillChecksPaths()

@@ -1,6 +1,6 @@
+#include "Sandbox.h"
 #include "doctor/ProbeScript.h"
 #include "launchd/LaunchdService.h"
-#include "Sandbox.h"
 
 #include <QtTest>
 
@@ -10,7 +10,7 @@ class TestProbeScript : public QObject
 {
     Q_OBJECT
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void wrapperWithEnvFileAndFolder_probeReportsTheirEffect();
     void cutOffAnswer_isNotRead();
 };

@@ -42,7 +42,8 @@ class JobInstallationTest : public QObject
 private Q_SLOTS:
     void errorDescriptions()
     {
-        QCOMPARE(JobControlError::launchctlFailed(u"load"_s, 5).description(), u"launchctl load failed (exit code 5)"_s);
+        QCOMPARE(JobControlError::launchctlFailed(u"load"_s, 5).description(),
+                 u"launchctl load failed (exit code 5)"_s);
         QCOMPARE(JobControlError::launchctlFailed(u"unload"_s, -1).description(),
                  u"launchctl unload failed (exit code -1)"_s);
         QCOMPARE(JobControlError::installFailed(u"disk full"_s).description(), u"Failed to install task: disk full"_s);
@@ -248,11 +249,9 @@ private Q_SLOTS:
         QCOMPARE(service.install(deleted), std::nullopt);
         const QString agents = sandbox.launchAgentsDir();
         const QString scripts = sandbox.scriptsDir();
-        const QStringList untouched{agents + u"/com.example.other.plist"_s,
-                                    agents + u"/com.moxley.task.not-a-uuid.plist"_s,
-                                    agents + u"/com.moxley.helper.plist"_s,
-                                    scripts + u"/notes.txt"_s,
-                                    scripts + u"/helper.py"_s};
+        const QStringList untouched{
+            agents + u"/com.example.other.plist"_s, agents + u"/com.moxley.task.not-a-uuid.plist"_s,
+            agents + u"/com.moxley.helper.plist"_s, scripts + u"/notes.txt"_s, scripts + u"/helper.py"_s};
         for (const QString &path : untouched) {
             Sandbox::writeFile(path, "keep");
         }
@@ -282,8 +281,10 @@ private Q_SLOTS:
         Sandbox sandbox;
         StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
         const LaunchdService service = serviceIn(sandbox);
-        const QString lower = sandbox.launchAgentsDir() + u"/com.moxley.task.fedcba98-7654-4321-8fed-cba987654321.plist"_s;
-        const QString keptLower = sandbox.launchAgentsDir() + u"/com.moxley.task.0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9.plist"_s;
+        const QString lower =
+            sandbox.launchAgentsDir() + u"/com.moxley.task.fedcba98-7654-4321-8fed-cba987654321.plist"_s;
+        const QString keptLower =
+            sandbox.launchAgentsDir() + u"/com.moxley.task.0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9.plist"_s;
         Sandbox::writeFile(lower, "x");
         Sandbox::writeFile(keptLower, "x");
         service.removeOrphans({kId});

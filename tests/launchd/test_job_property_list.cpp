@@ -70,8 +70,7 @@ QVariantMap calendar(std::optional<int> weekday, std::optional<int> day, int hou
 }
 
 // The whole job as launchd would read it, with `schedule` holding the schedule keys.
-QVariantMap job(const QVariantMap &schedule, bool runAtLoad = false,
-                const QString &script = u"/S/Moxley_0a1b2c3d.sh"_s)
+QVariantMap job(const QVariantMap &schedule, bool runAtLoad = false, const QString &script = u"/S/Moxley_0a1b2c3d.sh"_s)
 {
     QVariantMap map{{u"Label"_s, kLabel},
                     {u"ProgramArguments"_s, QVariantList{script}},

@@ -51,8 +51,14 @@ QByteArray arrayRootBytes()
     return result;
 }
 
-QString globalAgents(const Sandbox &sandbox) { return sandbox.sysroot() + u"/Library/LaunchAgents"_s; }
-QString globalDaemons(const Sandbox &sandbox) { return sandbox.sysroot() + u"/Library/LaunchDaemons"_s; }
+QString globalAgents(const Sandbox &sandbox)
+{
+    return sandbox.sysroot() + u"/Library/LaunchAgents"_s;
+}
+QString globalDaemons(const Sandbox &sandbox)
+{
+    return sandbox.sysroot() + u"/Library/LaunchDaemons"_s;
+}
 
 QStringList labels(const QList<LaunchdJob> &jobs)
 {
@@ -130,7 +136,8 @@ private Q_SLOTS:
         Sandbox::writeFile(dir + u"/x.plist"_s, arrayRootBytes());
         Sandbox::writeFile(dir + u"/garbage.plist"_s, "not a property list");
         Sandbox::writeFile(dir + u"/empty.plist"_s, {});
-        Sandbox::writeFile(dir + u"/nolabel.plist"_s, jobBytes("", Form::xml).replace("<key>Label</key>", "<key>Name</key>"));
+        Sandbox::writeFile(dir + u"/nolabel.plist"_s,
+                           jobBytes("", Form::xml).replace("<key>Label</key>", "<key>Name</key>"));
         QVERIFY(QDir().mkpath(dir + u"/folder.plist"_s));
         Sandbox::writeFile(dir + u"/sub/nested.plist"_s, jobBytes("nested.not.read", Form::xml));
         Sandbox::writeFile(globalAgents(sandbox) + u"/.hidden.plist"_s, jobBytes("hidden.file", Form::binary));

@@ -21,10 +21,22 @@ namespace {
 
 enum class Form { xml, binary };
 
-plist_t str(const char *text) { return plist_new_string(text); }
-plist_t integer(qint64 value) { return plistcompat::newInt(value); }
-plist_t real(double value) { return plist_new_real(value); }
-plist_t boolean(bool value) { return plist_new_bool(value ? 1 : 0); }
+plist_t str(const char *text)
+{
+    return plist_new_string(text);
+}
+plist_t integer(qint64 value)
+{
+    return plistcompat::newInt(value);
+}
+plist_t real(double value)
+{
+    return plist_new_real(value);
+}
+plist_t boolean(bool value)
+{
+    return plist_new_bool(value ? 1 : 0);
+}
 
 plist_t dict(std::initializer_list<std::pair<const char *, plist_t>> items)
 {
@@ -117,10 +129,9 @@ private Q_SLOTS:
         QTest::newRow("no grouping") << jobWith(6000000, {}) << u"Every 100000 min"_s;
         QTest::newRow("0 s") << jobWith(0, {}) << u"Every 0 sec"_s;
         QTest::newRow("interval beats run at load") << jobWith(300, {}, true, true) << u"Every 5 min"_s;
-        QTest::newRow("interval beats calendar")
-            << jobWith(120, Calendar{{u"Hour"_s, 9}}) << u"Every 2 min"_s;
-        QTest::newRow("weekday 9:30")
-            << jobWith({}, Calendar{{u"Weekday"_s, 1}, {u"Hour"_s, 9}, {u"Minute"_s, 30}}) << u"Weekday 1, 9:30"_s;
+        QTest::newRow("interval beats calendar") << jobWith(120, Calendar{{u"Hour"_s, 9}}) << u"Every 2 min"_s;
+        QTest::newRow("weekday 9:30") << jobWith({}, Calendar{{u"Weekday"_s, 1}, {u"Hour"_s, 9}, {u"Minute"_s, 30}})
+                                      << u"Weekday 1, 9:30"_s;
         QTest::newRow("6:05") << jobWith({}, Calendar{{u"Hour"_s, 6}, {u"Minute"_s, 5}}) << u"6:05"_s;
         QTest::newRow("day weekday time")
             << jobWith({}, Calendar{{u"Minute"_s, 30}, {u"Hour"_s, 9}, {u"Weekday"_s, 2}, {u"Day"_s, 1}})
@@ -134,8 +145,7 @@ private Q_SLOTS:
             << jobWith({}, Calendar{{u"Month"_s, 3}, {u"Day"_s, 2}, {u"Hour"_s, 23}, {u"Minute"_s, 59}})
             << u"Day 2, 23:59"_s;
         QTest::newRow("empty calendar") << jobWith({}, Calendar{}) << u"Calendar interval"_s;
-        QTest::newRow("calendar beats run at load")
-            << jobWith({}, Calendar{{u"Hour"_s, 7}}, true) << u"7:00"_s;
+        QTest::newRow("calendar beats run at load") << jobWith({}, Calendar{{u"Hour"_s, 7}}, true) << u"7:00"_s;
         QTest::newRow("run at load") << jobWith({}, {}, true, true) << u"Run at load"_s;
         QTest::newRow("keep alive") << jobWith({}, {}, false, true) << u"Keep alive"_s;
         QTest::newRow("manual") << jobWith({}, {}) << u"Manual"_s;
@@ -163,18 +173,19 @@ private Q_SLOTS:
     {
         QFETCH(Form, form);
         QTemporaryDir dir;
-        const QString path = writePlist(
-            dir.filePath(u"org.example.full.plist"_s),
-            dict({{"Label", str("org.example.full")},
-                  {"ProgramArguments", array({str("/bin/sh"), str("-c"), str("echo hi")})},
-                  {"Program", str("/bin/sh")},
-                  {"StartCalendarInterval", dict({{"Hour", integer(6)}, {"Minute", integer(5)}, {"Weekday", integer(3)}})},
-                  {"StandardOutPath", str("/tmp/out.log")},
-                  {"StandardErrorPath", str("/tmp/err.log")},
-                  {"Disabled", boolean(true)},
-                  {"RunAtLoad", boolean(true)},
-                  {"KeepAlive", boolean(true)}}),
-            form);
+        const QString path =
+            writePlist(dir.filePath(u"org.example.full.plist"_s),
+                       dict({{"Label", str("org.example.full")},
+                             {"ProgramArguments", array({str("/bin/sh"), str("-c"), str("echo hi")})},
+                             {"Program", str("/bin/sh")},
+                             {"StartCalendarInterval",
+                              dict({{"Hour", integer(6)}, {"Minute", integer(5)}, {"Weekday", integer(3)}})},
+                             {"StandardOutPath", str("/tmp/out.log")},
+                             {"StandardErrorPath", str("/tmp/err.log")},
+                             {"Disabled", boolean(true)},
+                             {"RunAtLoad", boolean(true)},
+                             {"KeepAlive", boolean(true)}}),
+                       form);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::globalDaemons);
         QVERIFY(job);
         QCOMPARE(job->id, path);
@@ -202,10 +213,9 @@ private Q_SLOTS:
     {
         QFETCH(Form, form);
         QTemporaryDir dir;
-        const QString path = writePlist(dir.filePath(u"i.plist"_s),
-                                        dict({{"Label", str("i")}, {"StartInterval", integer(90)},
-                                              {"RunAtLoad", boolean(true)}}),
-                                        form);
+        const QString path =
+            writePlist(dir.filePath(u"i.plist"_s),
+                       dict({{"Label", str("i")}, {"StartInterval", integer(90)}, {"RunAtLoad", boolean(true)}}), form);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QCOMPARE(job->startInterval, std::optional<qint64>(90));
@@ -221,18 +231,17 @@ private Q_SLOTS:
     {
         QFETCH(Form, form);
         QTemporaryDir dir;
-        const QString path = writePlist(
-            dir.filePath(u"w.plist"_s),
-            dict({{"Label", str("w")},
-                  {"ProgramArguments", array({str("/bin/echo"), integer(3)})},
-                  {"Program", integer(1)},
-                  {"StartInterval", str("60")},
-                  {"StandardOutPath", array({str("/tmp/a")})},
-                  {"StandardErrorPath", boolean(true)},
-                  {"Disabled", str("true")},
-                  {"RunAtLoad", integer(1)},
-                  {"KeepAlive", dict({{"SuccessfulExit", boolean(false)}})}}),
-            form);
+        const QString path = writePlist(dir.filePath(u"w.plist"_s),
+                                        dict({{"Label", str("w")},
+                                              {"ProgramArguments", array({str("/bin/echo"), integer(3)})},
+                                              {"Program", integer(1)},
+                                              {"StartInterval", str("60")},
+                                              {"StandardOutPath", array({str("/tmp/a")})},
+                                              {"StandardErrorPath", boolean(true)},
+                                              {"Disabled", str("true")},
+                                              {"RunAtLoad", integer(1)},
+                                              {"KeepAlive", dict({{"SuccessfulExit", boolean(false)}})}}),
+                                        form);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QCOMPARE(typedFieldsSet(*job), QStringList());
@@ -246,8 +255,8 @@ private Q_SLOTS:
     void parse_realIntervalIsNotAnInteger()
     {
         QTemporaryDir dir;
-        const QString path =
-            writePlist(dir.filePath(u"r.plist"_s), dict({{"Label", str("r")}, {"StartInterval", real(60.0)}}), Form::xml);
+        const QString path = writePlist(dir.filePath(u"r.plist"_s),
+                                        dict({{"Label", str("r")}, {"StartInterval", real(60.0)}}), Form::xml);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         QVERIFY(!job->startInterval);
@@ -261,9 +270,11 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const QString path = writePlist(dir.filePath(u"c.plist"_s),
                                         dict({{"Label", str("c")},
-                                              {"StartCalendarInterval",
-                                               dict({{"Hour", integer(9)}, {"Minute", str("30")}, {"Weekday", real(2.0)},
-                                                     {"Day", boolean(true)}, {"Month", integer(4)}})}}),
+                                              {"StartCalendarInterval", dict({{"Hour", integer(9)},
+                                                                              {"Minute", str("30")},
+                                                                              {"Weekday", real(2.0)},
+                                                                              {"Day", boolean(true)},
+                                                                              {"Month", integer(4)}})}}),
                                         form);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
@@ -321,8 +332,8 @@ private Q_SLOTS:
     {
         QFETCH(Form, form);
         QTemporaryDir dir;
-        const QString missing =
-            writePlist(dir.filePath(u"m.plist"_s), dict({{"Program", str("/bin/true")}, {"RunAtLoad", boolean(true)}}), form);
+        const QString missing = writePlist(dir.filePath(u"m.plist"_s),
+                                           dict({{"Program", str("/bin/true")}, {"RunAtLoad", boolean(true)}}), form);
         QVERIFY(!LaunchdJob::fromFile(missing, LaunchdJob::Source::userAgents));
         const QString number = writePlist(dir.filePath(u"n.plist"_s), dict({{"Label", integer(5)}}), form);
         QVERIFY(!LaunchdJob::fromFile(number, LaunchdJob::Source::userAgents));
@@ -371,20 +382,20 @@ private Q_SLOTS:
         // The form a person or another tool writes, with comments, a doctype and negative numbers.
         QTemporaryDir dir;
         const QString path = dir.filePath(u"h.plist"_s);
-        Sandbox::writeFile(path,
-                           "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-                           "<plist version=\"1.0\">\n"
-                           "<dict>\n"
-                           "  <!-- a comment -->\n"
-                           "  <key>Label</key>\n"
-                           "  <string>org.example.caf&#233; &amp; more</string>\n"
-                           "  <key>StartInterval</key>\n"
-                           "  <integer>-5</integer>\n"
-                           "  <key>KeepAlive</key>\n"
-                           "  <false/>\n"
-                           "</dict>\n"
-                           "</plist>\n");
+        Sandbox::writeFile(path, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                 "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                                 "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                                 "<plist version=\"1.0\">\n"
+                                 "<dict>\n"
+                                 "  <!-- a comment -->\n"
+                                 "  <key>Label</key>\n"
+                                 "  <string>org.example.caf&#233; &amp; more</string>\n"
+                                 "  <key>StartInterval</key>\n"
+                                 "  <integer>-5</integer>\n"
+                                 "  <key>KeepAlive</key>\n"
+                                 "  <false/>\n"
+                                 "</dict>\n"
+                                 "</plist>\n");
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::globalAgents);
         QVERIFY(job);
         QCOMPARE(job->label, u"org.example.café & more"_s);
@@ -398,20 +409,19 @@ private Q_SLOTS:
         QFETCH(Form, form);
         QTemporaryDir dir;
         const QByteArray blob("\x00\x01\xfe\xff", 4);
-        const QString path = writePlist(
-            dir.filePath(u"k.plist"_s),
-            dict({{"Label", str("kinds")},
-                  {"Text", str("héllo")},
-                  {"Number", integer(42)},
-                  {"Negative", integer(-7)},
-                  {"Real", real(2.5)},
-                  {"Yes", boolean(true)},
-                  {"No", boolean(false)},
-                  {"When", plistcompat::newDate(86400, 0)},
-                  {"Blob", plist_new_data(blob.constData(), uint64_t(blob.size()))},
-                  {"List", array({str("a"), integer(1), array({})})},
-                  {"Nested", dict({{"Inner", dict({{"Deep", boolean(true)}})}})}}),
-            form);
+        const QString path = writePlist(dir.filePath(u"k.plist"_s),
+                                        dict({{"Label", str("kinds")},
+                                              {"Text", str("héllo")},
+                                              {"Number", integer(42)},
+                                              {"Negative", integer(-7)},
+                                              {"Real", real(2.5)},
+                                              {"Yes", boolean(true)},
+                                              {"No", boolean(false)},
+                                              {"When", plistcompat::newDate(86400, 0)},
+                                              {"Blob", plist_new_data(blob.constData(), uint64_t(blob.size()))},
+                                              {"List", array({str("a"), integer(1), array({})})},
+                                              {"Nested", dict({{"Inner", dict({{"Deep", boolean(true)}})}})}}),
+                                        form);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         const QVariantMap &raw = job->raw;
@@ -432,17 +442,16 @@ private Q_SLOTS:
     void rawXml_roundTripsThroughTheParser()
     {
         QTemporaryDir dir;
-        const QString path = writePlist(
-            dir.filePath(u"k.plist"_s),
-            dict({{"Label", str("round <&> trip")},
-                  {"Number", integer(-42)},
-                  {"Real", real(0.25)},
-                  {"Yes", boolean(true)},
-                  {"When", plistcompat::newDate(-86400, 0)},
-                  {"Blob", plist_new_data("abc", 3)},
-                  {"ProgramArguments", array({str("/bin/echo"), str("é")})},
-                  {"StartCalendarInterval", dict({{"Hour", integer(9)}})}}),
-            Form::binary);
+        const QString path = writePlist(dir.filePath(u"k.plist"_s),
+                                        dict({{"Label", str("round <&> trip")},
+                                              {"Number", integer(-42)},
+                                              {"Real", real(0.25)},
+                                              {"Yes", boolean(true)},
+                                              {"When", plistcompat::newDate(-86400, 0)},
+                                              {"Blob", plist_new_data("abc", 3)},
+                                              {"ProgramArguments", array({str("/bin/echo"), str("é")})},
+                                              {"StartCalendarInterval", dict({{"Hour", integer(9)}})}}),
+                                        Form::binary);
         const auto job = LaunchdJob::fromFile(path, LaunchdJob::Source::userAgents);
         QVERIFY(job);
         const std::optional<QString> xml = LaunchdBrowser::rawXml(job->raw);
@@ -467,8 +476,8 @@ private Q_SLOTS:
         QVERIFY(!LaunchdBrowser::rawXml({{u"Point"_s, QPoint(1, 2)}}));
         QVERIFY(!LaunchdBrowser::rawXml({{u"Deep"_s, QVariantList{QVariantMap{{u"P"_s, QPoint(1, 2)}}}}}));
         QVERIFY(!LaunchdBrowser::rawXml({{u"Bad date"_s, QDateTime()}}));
-        QVERIFY(!LaunchdBrowser::rawXml(
-            {{u"Far date"_s, QDateTime(QDate(2200, 1, 1), QTime(0, 0), QTimeZone::utc())}}));
+        QVERIFY(
+            !LaunchdBrowser::rawXml({{u"Far date"_s, QDateTime(QDate(2200, 1, 1), QTime(0, 0), QTimeZone::utc())}}));
         QVERIFY(!LaunchdBrowser::rawXml({{u"Huge"_s, QVariant(qulonglong(1) << 63)}}));
     }
 };

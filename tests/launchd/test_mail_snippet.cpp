@@ -55,14 +55,12 @@ struct FakeMailTools {
     QString curlArgs;
 
     explicit FakeMailTools(const Sandbox &sandbox, int curlStatus = 0, const QByteArray &password = "s3cret pw")
-        : bin(sandbox.root() + u"/mailbin"_s),
-          curlStdin(sandbox.root() + u"/curl.stdin"_s),
+        : bin(sandbox.root() + u"/mailbin"_s), curlStdin(sandbox.root() + u"/curl.stdin"_s),
           curlArgs(sandbox.root() + u"/curl.args"_s)
     {
         Sandbox::writeFile(bin + u"/curl"_s,
-                           QByteArray("#!/bin/bash\nprintf '%s\\n' \"$@\" > '") + curlArgs.toUtf8()
-                               + "'\ncat > '" + curlStdin.toUtf8() + "'\nprintf 250\nexit "
-                               + QByteArray::number(curlStatus) + "\n",
+                           QByteArray("#!/bin/bash\nprintf '%s\\n' \"$@\" > '") + curlArgs.toUtf8() + "'\ncat > '" +
+                               curlStdin.toUtf8() + "'\nprintf 250\nexit " + QByteArray::number(curlStatus) + "\n",
                            0755);
         const QByteArray answer = "#!/bin/bash\nprintf '%s\\n' '" + password + "'\n";
         Sandbox::writeFile(bin + u"/security"_s, answer, 0755);
@@ -96,8 +94,7 @@ private Q_SLOTS:
     void linux_linesExactly()
     {
         const QString snippet = MailSnippet::build(
-            {u"me@gmail.com"_s, u"you@example.com"_s, u"Daily Reminder"_s, u"Hello there."_s},
-            Platform::linuxDesktop);
+            {u"me@gmail.com"_s, u"you@example.com"_s, u"Daily Reminder"_s, u"Hello there."_s}, Platform::linuxDesktop);
         compareLines(snippet,
                      expectedLines(u"me@gmail.com"_s, u"you@example.com"_s, u"Daily Reminder"_s, u"Hello there."_s,
                                    u"secret-tool lookup service com.moxley.gmail account me@gmail.com"_s));
@@ -117,10 +114,9 @@ private Q_SLOTS:
 
     void subjectQuote_escapedOnce_bodyAndAddressesUnchanged()
     {
-        const QString snippet =
-            MailSnippet::build({u"\"me\"@gmail.com"_s, u"\"you\"@x.org"_s, u"Say \"hi\" now"_s,
-                                u"Body with \"quotes\" and $HOME"_s},
-                               Platform::macOS);
+        const QString snippet = MailSnippet::build(
+            {u"\"me\"@gmail.com"_s, u"\"you\"@x.org"_s, u"Say \"hi\" now"_s, u"Body with \"quotes\" and $HOME"_s},
+            Platform::macOS);
         const QStringList lines = snippet.split(u'\n');
         QCOMPARE(lines.at(5), u"Subject: Say \\\"hi\\\" now"_s);
         QCOMPARE(lines.at(6), u"From: \"me\"@gmail.com"_s);
@@ -131,9 +127,8 @@ private Q_SLOTS:
 
     void multiLineBody_keptAsTyped()
     {
-        const QString snippet =
-            MailSnippet::build({u"a@gmail.com"_s, u"b@x.org"_s, u"S"_s, u"line one\n\n  line three"_s},
-                               Platform::linuxDesktop);
+        const QString snippet = MailSnippet::build(
+            {u"a@gmail.com"_s, u"b@x.org"_s, u"S"_s, u"line one\n\n  line three"_s}, Platform::linuxDesktop);
         QVERIFY(snippet.contains(u"charset=UTF-8\n\nline one\n\n  line three\nMOXLEYMAIL\n)"_s));
     }
 
@@ -171,9 +166,9 @@ private Q_SLOTS:
         QFETCH(int, platform);
         Sandbox sandbox;
         const FakeMailTools tools(sandbox);
-        const QString snippet = MailSnippet::build(
-            {u"me@gmail.com"_s, u"you@example.com"_s, u"It's \"done\""_s, u"Costs $5 `now`\nBye"_s},
-            Platform(platform));
+        const QString snippet =
+            MailSnippet::build({u"me@gmail.com"_s, u"you@example.com"_s, u"It's \"done\""_s, u"Costs $5 `now`\nBye"_s},
+                               Platform(platform));
         const auto result = tools.run(sandbox, snippet);
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("[250] Email sent to you@example.com\n"));
@@ -205,9 +200,9 @@ private Q_SLOTS:
     {
         Sandbox sandbox;
         const FakeMailTools tools(sandbox);
-        const auto result = tools.run(sandbox, MailSnippet::build({u"me@gmail.com"_s, u"you@x.org"_s, u"S"_s,
-                                                                    u"first\nMOXLEYMAIL\nsecond"_s},
-                                                                   Platform::linuxDesktop));
+        const auto result = tools.run(
+            sandbox, MailSnippet::build({u"me@gmail.com"_s, u"you@x.org"_s, u"S"_s, u"first\nMOXLEYMAIL\nsecond"_s},
+                                        Platform::linuxDesktop));
         QVERIFY(Sandbox::readFile(tools.curlStdin).endsWith("\n\nfirst\n"));
         // "second" then runs as a command inside the substitution and fails, so the run fails.
         QCOMPARE(result.exitCode, 1);

@@ -100,8 +100,7 @@ private Q_SLOTS:
     {
         QCOMPARE(commandFor(TaskSchedule::weekly({2, 6}, {at(9, 0)})), u"pmset repeat wakeorpoweron MF 08:55:00"_s);
         QCOMPARE(commandFor(TaskSchedule::weekly({1, 7}, {at(9, 0)})), u"pmset repeat wakeorpoweron US 08:55:00"_s);
-        QCOMPARE(commandFor(TaskSchedule::weekly({7, 1, 4}, {at(9, 0)})),
-                 u"pmset repeat wakeorpoweron SUW 08:55:00"_s);
+        QCOMPARE(commandFor(TaskSchedule::weekly({7, 1, 4}, {at(9, 0)})), u"pmset repeat wakeorpoweron SUW 08:55:00"_s);
         QCOMPARE(commandFor(TaskSchedule::weekly({1, 2, 3, 4, 5, 6, 7}, {at(12, 0)})),
                  u"pmset repeat wakeorpoweron UMTWRFS 11:55:00"_s);
         // The day is never moved when the wake falls before midnight.

@@ -20,10 +20,7 @@ private Q_SLOTS:
         QCOMPARE(ShortcutsList::parse("\n\n \t \n"), QStringList());
     }
 
-    void parse_decodesUtf8()
-    {
-        QCOMPARE(ShortcutsList::parse("Caf\xc3\xa9 \xe2\x98\x95\n"), QStringList{u"Café ☕"_s});
-    }
+    void parse_decodesUtf8() { QCOMPARE(ShortcutsList::parse("Caf\xc3\xa9 \xe2\x98\x95\n"), QStringList{u"Café ☕"_s}); }
 
     void load_runsTheToolWithList()
     {
@@ -60,9 +57,8 @@ private Q_SLOTS:
         StandInTool shortcuts(sandbox, u"/usr/bin/shortcuts"_s);
         const QString bin = QFileInfo(shortcuts.path()).absolutePath();
         const QString name = u"It's \"$HOME\" `x` ; rm -rf /"_s;
-        const auto result =
-            sandbox.run(u"/bin/sh"_s, {u"-c"_s, QString(u"PATH='" % bin % u"':\"$PATH\"; " %
-                                                          ShortcutsList::runCommand(name))});
+        const auto result = sandbox.run(
+            u"/bin/sh"_s, {u"-c"_s, QString(u"PATH='" % bin % u"':\"$PATH\"; " % ShortcutsList::runCommand(name))});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(shortcuts.calls(), (QList<QStringList>{{u"run"_s, name}}));
     }

@@ -150,8 +150,13 @@ private Q_SLOTS:
         ScheduledTask task = makeTask(TaskSchedule::monthlyNthWeekday(nth, 2, {{9, 0}}));
         task.useLoginShell = false;
         const QStringList lines = kService.scriptText(task).split(u'\n');
-        const QStringList expected{u"#!/bin/bash"_s, u"# Moxley script v3"_s, QString(), comment,
-                                   u"_day=$(date +%d)"_s, guard, u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)"_s};
+        const QStringList expected{u"#!/bin/bash"_s,
+                                   u"# Moxley script v3"_s,
+                                   QString(),
+                                   comment,
+                                   u"_day=$(date +%d)"_s,
+                                   guard,
+                                   u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)"_s};
         QCOMPARE(lines.mid(0, expected.size()), expected);
     }
 
@@ -174,7 +179,7 @@ private Q_SLOTS:
         task.envFilePath = u"/e/.env"_s;
         const QStringList lines = kService.scriptText(task).split(u'\n');
         QCOMPARE(lines.mid(2, 4), (QStringList{u"set -a"_s, u"source '/e/.env'"_s, u"set +a"_s,
-                                                u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)"_s}));
+                                               u"_mx_start=$(date -u +%Y-%m-%dT%H:%M:%SZ)"_s}));
     }
 
     void pathsWithShellCharacters_onlySingleQuoteEscaped()
@@ -218,10 +223,10 @@ private Q_SLOTS:
         const QString path = scripts + u"/Moxley_0a1b2c3d.sh"_s;
         QCOMPARE(service.scriptPath(task), path);
         QCOMPARE(Sandbox::readFile(path), service.scriptText(task).toUtf8());
-        const auto permissions = QFileInfo(path).permissions() &
-                                 (QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup |
-                                  QFile::WriteGroup | QFile::ExeGroup | QFile::ReadOther | QFile::WriteOther |
-                                  QFile::ExeOther);
+        const auto permissions =
+            QFileInfo(path).permissions() &
+            (QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::WriteGroup |
+             QFile::ExeGroup | QFile::ReadOther | QFile::WriteOther | QFile::ExeOther);
         QCOMPARE(permissions, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         // Nothing is left behind from the atomic write.
         QCOMPARE(QDir(scripts).entryList(QDir::Files | QDir::Hidden), QStringList{u"Moxley_0a1b2c3d.sh"_s});
@@ -247,8 +252,7 @@ private Q_SLOTS:
         const auto failure = service.writeScript(makeTask(TaskSchedule::daily({{7, 0}})));
         QVERIFY(failure);
         QVERIFY2(failure->contains(sandbox.scriptsDir()), qPrintable(*failure));
-        QVERIFY2(failure->contains(u"Not a directory"_s) || failure->contains(u"File exists"_s),
-                 qPrintable(*failure));
+        QVERIFY2(failure->contains(u"Not a directory"_s) || failure->contains(u"File exists"_s), qPrintable(*failure));
     }
 
     void writeScript_logFolderBlocked_fails()

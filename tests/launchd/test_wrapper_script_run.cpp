@@ -282,10 +282,10 @@ private Q_SLOTS:
                 int nth;
                 const char *day;
                 bool runs;
-            } rows[] = {{1, "01", true},  {1, "07", true},  {1, "08", false}, {2, "07", false}, {2, "08", true},
-                        {2, "09", true},  {2, "14", true},  {2, "15", false}, {3, "15", true},  {3, "21", true},
-                        {3, "22", false}, {4, "22", true},  {4, "28", true},  {4, "29", false}, {4, "31", false},
-                        {5, "29", true},  {5, "31", true},  {5, "28", false}};
+            } rows[] = {{1, "01", true},  {1, "07", true}, {1, "08", false}, {2, "07", false}, {2, "08", true},
+                        {2, "09", true},  {2, "14", true}, {2, "15", false}, {3, "15", true},  {3, "21", true},
+                        {3, "22", false}, {4, "22", true}, {4, "28", true},  {4, "29", false}, {4, "31", false},
+                        {5, "29", true},  {5, "31", true}, {5, "28", false}};
             for (const auto &row : rows) {
                 QTest::addRow("%s nth %d day %s", shell, row.nth, row.day)
                     << login << row.nth << QString::fromLatin1(row.day) << row.runs;
@@ -301,9 +301,9 @@ private Q_SLOTS:
         QFETCH(bool, runs);
         Sandbox sandbox;
         const ScriptHarness::FixedDate date(sandbox, day, u"02"_s);
-        const ScriptRun run = writeAndRun(sandbox, makeTask(u"echo passed"_s, loginShell,
-                                                            TaskSchedule::monthlyNthWeekday(nth, 3, {{9, 0}})),
-                                          Start::direct, date.environment(sandbox));
+        const ScriptRun run = writeAndRun(
+            sandbox, makeTask(u"echo passed"_s, loginShell, TaskSchedule::monthlyNthWeekday(nth, 3, {{9, 0}})),
+            Start::direct, date.environment(sandbox));
         QCOMPARE(date.questions(), QStringList{u"+%d"_s});
         QCOMPARE(run.result.err, QByteArray());
         QCOMPARE(run.result.exitCode, 0);

@@ -27,8 +27,8 @@ private Q_SLOTS:
                                   << "Last day of month at 6:00, 18:30";
         QTest::newRow("nth") << TaskSchedule::monthlyNthWeekday(4, 6, {{18, 0}}) << "4th Friday at 18:00";
         QTest::newRow("nth 2nd tuesday") << TaskSchedule::monthlyNthWeekday(2, 3, {{8, 30}}) << "2nd Tuesday at 8:30";
-        QTest::newRow("nth unknown weekday") << TaskSchedule::monthlyNthWeekday(4, 9, {{18, 0}})
-                                             << "4th Unknown at 18:00";
+        QTest::newRow("nth unknown weekday")
+            << TaskSchedule::monthlyNthWeekday(4, 9, {{18, 0}}) << "4th Unknown at 18:00";
         QTest::newRow("run at load") << TaskSchedule::runAtLoad() << "Run at load";
         QTest::newRow("daily empty") << TaskSchedule::daily({}) << "Daily at ";
         QTest::newRow("monthly empty") << TaskSchedule::monthly(3, {}) << "Monthly on day 3 at ";

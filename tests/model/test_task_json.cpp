@@ -60,9 +60,10 @@ private Q_SLOTS:
                                              "        \"minute\" : 0\n      },\n      {\n        \"hour\" : 18,\n"
                                              "        \"minute\" : 30\n      }\n    ]\n  }\n}");
         QTest::newRow("weekly") << TaskSchedule::weekly({2, 6}, {{8, 0}})
-                                << QByteArray("{\n  \"weekly\" : {\n    \"times\" : [\n      {\n        \"hour\" : 8,\n"
-                                              "        \"minute\" : 0\n      }\n    ],\n    \"weekdays\" : [\n      2,\n"
-                                              "      6\n    ]\n  }\n}");
+                                << QByteArray(
+                                       "{\n  \"weekly\" : {\n    \"times\" : [\n      {\n        \"hour\" : 8,\n"
+                                       "        \"minute\" : 0\n      }\n    ],\n    \"weekdays\" : [\n      2,\n"
+                                       "      6\n    ]\n  }\n}");
         QTest::newRow("monthly") << TaskSchedule::monthly(15, {{6, 5}})
                                  << QByteArray("{\n  \"monthly\" : {\n    \"day\" : 15,\n    \"times\" : [\n      {\n"
                                                "        \"hour\" : 6,\n        \"minute\" : 5\n      }\n    ]\n  }\n}");
@@ -70,11 +71,13 @@ private Q_SLOTS:
                                   << QByteArray("{\n  \"monthlyLastDay\" : {\n    \"times\" : []\n  }\n}");
         QTest::newRow("nth weekday")
             << TaskSchedule::monthlyNthWeekday(2, 3, {{8, 30}})
-            << QByteArray("{\n  \"monthlyNthWeekday\" : {\n    \"nth\" : 2,\n    \"times\" : [\n      {\n"
-                          "        \"hour\" : 8,\n        \"minute\" : 30\n      }\n    ],\n    \"weekday\" : 3\n  }\n}");
+            << QByteArray(
+                   "{\n  \"monthlyNthWeekday\" : {\n    \"nth\" : 2,\n    \"times\" : [\n      {\n"
+                   "        \"hour\" : 8,\n        \"minute\" : 30\n      }\n    ],\n    \"weekday\" : 3\n  }\n}");
         QTest::newRow("run at load") << TaskSchedule::runAtLoad() << QByteArray("{\n  \"runAtLoad\" : {}\n}");
-        QTest::newRow("weekly no days") << TaskSchedule::weekly({}, {})
-                                        << QByteArray("{\n  \"weekly\" : {\n    \"times\" : [],\n    \"weekdays\" : []\n  }\n}");
+        QTest::newRow("weekly no days")
+            << TaskSchedule::weekly({}, {})
+            << QByteArray("{\n  \"weekly\" : {\n    \"times\" : [],\n    \"weekdays\" : []\n  }\n}");
     }
 
     void scheduleText_everyKind()
@@ -201,19 +204,28 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("json");
         QTest::addColumn<QString>("message");
-        QTest::newRow("daily times") << R"({"daily": {}})" << R"(Missing key "times".)";
-        QTest::newRow("weekly weekdays") << R"({"weekly": {"times": []}})" << R"(Missing key "weekdays".)";
-        QTest::newRow("monthly day") << R"({"monthly": {"times": []}})" << R"(Missing key "day".)";
-        QTest::newRow("nth") << R"({"monthlyNthWeekday": {"weekday": 2, "times": []}})" << R"(Missing key "nth".)";
+        QTest::newRow("daily times") << R"({"daily": {}})"
+                                     << R"(Missing key "times".)";
+        QTest::newRow("weekly weekdays") << R"({"weekly": {"times": []}})"
+                                         << R"(Missing key "weekdays".)";
+        QTest::newRow("monthly day") << R"({"monthly": {"times": []}})"
+                                     << R"(Missing key "day".)";
+        QTest::newRow("nth") << R"({"monthlyNthWeekday": {"weekday": 2, "times": []}})"
+                             << R"(Missing key "nth".)";
         QTest::newRow("nth weekday") << R"({"monthlyNthWeekday": {"nth": 2, "times": []}})"
                                      << R"(Missing key "weekday".)";
-        QTest::newRow("minutes") << R"({"interval": {}})" << R"(Missing key "minutes".)";
-        QTest::newRow("old single time") << R"({"daily": {"hour": 9, "minute": 0}})" << R"(Missing key "times".)";
-        QTest::newRow("payload not object") << R"({"daily": []})" << "Expected an object, found an array.";
+        QTest::newRow("minutes") << R"({"interval": {}})"
+                                 << R"(Missing key "minutes".)";
+        QTest::newRow("old single time") << R"({"daily": {"hour": 9, "minute": 0}})"
+                                         << R"(Missing key "times".)";
+        QTest::newRow("payload not object") << R"({"daily": []})"
+                                            << "Expected an object, found an array.";
         QTest::newRow("hour wrong type") << R"({"daily": {"times": [{"hour": "9", "minute": 0}]}})"
                                          << "Expected an integer, found a string.";
-        QTest::newRow("fraction") << R"({"interval": {"minutes": 1.5}})" << "Expected a 32-bit integer, found 1.5.";
-        QTest::newRow("huge") << R"({"interval": {"minutes": 1e30}})" << "Expected a 32-bit integer, found 1e+30.";
+        QTest::newRow("fraction") << R"({"interval": {"minutes": 1.5}})"
+                                  << "Expected a 32-bit integer, found 1.5.";
+        QTest::newRow("huge") << R"({"interval": {"minutes": 1e30}})"
+                              << "Expected a 32-bit integer, found 1e+30.";
         QTest::newRow("nth 5") << R"({"monthlyNthWeekday": {"nth": 5, "weekday": 2, "times": []}})"
                                << R"("nth" must be 1 to 4, found 5.)";
     }
@@ -230,10 +242,10 @@ private Q_SLOTS:
     void task_withoutWakeReadsFalse()
     {
         TaskJson::DecodeError error;
-        const auto task = TaskJson::taskFromJson(
-            parse(R"({"id": "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9", "name": "n", "command": "c",
+        const auto task =
+            TaskJson::taskFromJson(parse(R"({"id": "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9", "name": "n", "command": "c",
                       "useLoginShell": false, "schedule": {"runAtLoad": {}}, "isEnabled": true, "logs": []})"),
-            &error);
+                                   &error);
         QVERIFY2(task, qPrintable(error.description()));
         QCOMPARE(task->wakeBeforeRun, false);
         QCOMPARE(task->fullId(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
@@ -242,10 +254,10 @@ private Q_SLOTS:
     void task_withoutLogsFails()
     {
         TaskJson::DecodeError error;
-        const auto task = TaskJson::taskFromJson(
-            parse(R"({"id": "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9", "name": "n", "command": "c",
+        const auto task =
+            TaskJson::taskFromJson(parse(R"({"id": "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9", "name": "n", "command": "c",
                       "useLoginShell": false, "schedule": {"runAtLoad": {}}, "isEnabled": true})"),
-            &error, u"tasks[4]"_s);
+                                   &error, u"tasks[4]"_s);
         QVERIFY(!task);
         QCOMPARE(error.description(), uR"(Missing key "logs". (task 5))"_s);
     }
@@ -253,11 +265,11 @@ private Q_SLOTS:
     void task_nullDirectoryReadsAbsentAndIsNotWritten()
     {
         TaskJson::DecodeError error;
-        const auto task = TaskJson::taskFromJson(
-            parse(R"({"id": "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9", "name": "n", "command": "c",
+        const auto task =
+            TaskJson::taskFromJson(parse(R"({"id": "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9", "name": "n", "command": "c",
                       "workingDirectory": null, "envFilePath": null, "useLoginShell": true,
                       "schedule": {"runAtLoad": {}}, "isEnabled": true, "logs": []})"),
-            &error);
+                                   &error);
         QVERIFY(task);
         QVERIFY(!task->workingDirectory);
         QVERIFY(!task->envFilePath);
@@ -293,17 +305,39 @@ private Q_SLOTS:
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("value");
         QTest::addColumn<QString>("message");
-        QTest::newRow("id") << "id" << "7" << "Expected a string, found a number.";
-        QTest::newRow("name") << "name" << "null" << "Expected a string, found null.";
-        QTest::newRow("command") << "command" << "[]" << "Expected a string, found an array.";
-        QTest::newRow("dir") << "workingDirectory" << "false" << "Expected a string, found a boolean.";
-        QTest::newRow("env") << "envFilePath" << "{}" << "Expected a string, found an object.";
-        QTest::newRow("login") << "useLoginShell" << "\"yes\"" << "Expected a boolean, found a string.";
-        QTest::newRow("wake") << "wakeBeforeRun" << "1" << "Expected a boolean, found a number.";
-        QTest::newRow("schedule") << "schedule" << "\"daily\"" << "Expected an object, found a string.";
-        QTest::newRow("enabled") << "isEnabled" << "0" << "Expected a boolean, found a number.";
-        QTest::newRow("logs") << "logs" << "{}" << "Expected an array, found an object.";
-        QTest::newRow("log entry") << "logs" << "[{\"id\": \"x\"}]" << "Invalid UUID \"x\".";
+        QTest::newRow("id") << "id"
+                            << "7"
+                            << "Expected a string, found a number.";
+        QTest::newRow("name") << "name"
+                              << "null"
+                              << "Expected a string, found null.";
+        QTest::newRow("command") << "command"
+                                 << "[]"
+                                 << "Expected a string, found an array.";
+        QTest::newRow("dir") << "workingDirectory"
+                             << "false"
+                             << "Expected a string, found a boolean.";
+        QTest::newRow("env") << "envFilePath"
+                             << "{}"
+                             << "Expected a string, found an object.";
+        QTest::newRow("login") << "useLoginShell"
+                               << "\"yes\""
+                               << "Expected a boolean, found a string.";
+        QTest::newRow("wake") << "wakeBeforeRun"
+                              << "1"
+                              << "Expected a boolean, found a number.";
+        QTest::newRow("schedule") << "schedule"
+                                  << "\"daily\""
+                                  << "Expected an object, found a string.";
+        QTest::newRow("enabled") << "isEnabled"
+                                 << "0"
+                                 << "Expected a boolean, found a number.";
+        QTest::newRow("logs") << "logs"
+                              << "{}"
+                              << "Expected an array, found an object.";
+        QTest::newRow("log entry") << "logs"
+                                   << "[{\"id\": \"x\"}]"
+                                   << "Invalid UUID \"x\".";
     }
 
     void task_wrongTypesAtEveryKey()
@@ -358,13 +392,28 @@ private Q_SLOTS:
             task.wakeBeforeRun = random.bounded(2);
             task.isEnabled = random.bounded(2);
             switch (random.bounded(7)) {
-            case 0: task.schedule = TaskSchedule::interval(random.bounded(1, 1441)); break;
-            case 1: task.schedule = TaskSchedule::daily(randomTimes()); break;
-            case 2: task.schedule = TaskSchedule::weekly({random.bounded(1, 8), random.bounded(1, 8)}, randomTimes()); break;
-            case 3: task.schedule = TaskSchedule::monthly(random.bounded(1, 32), randomTimes()); break;
-            case 4: task.schedule = TaskSchedule::monthlyLastDay(randomTimes()); break;
-            case 5: task.schedule = TaskSchedule::monthlyNthWeekday(random.bounded(1, 5), random.bounded(1, 8), randomTimes()); break;
-            default: task.schedule = TaskSchedule::runAtLoad(); break;
+            case 0:
+                task.schedule = TaskSchedule::interval(random.bounded(1, 1441));
+                break;
+            case 1:
+                task.schedule = TaskSchedule::daily(randomTimes());
+                break;
+            case 2:
+                task.schedule = TaskSchedule::weekly({random.bounded(1, 8), random.bounded(1, 8)}, randomTimes());
+                break;
+            case 3:
+                task.schedule = TaskSchedule::monthly(random.bounded(1, 32), randomTimes());
+                break;
+            case 4:
+                task.schedule = TaskSchedule::monthlyLastDay(randomTimes());
+                break;
+            case 5:
+                task.schedule =
+                    TaskSchedule::monthlyNthWeekday(random.bounded(1, 5), random.bounded(1, 8), randomTimes());
+                break;
+            default:
+                task.schedule = TaskSchedule::runAtLoad();
+                break;
             }
             if (random.bounded(4) == 0) {
                 TaskLog log;

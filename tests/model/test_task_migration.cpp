@@ -127,8 +127,8 @@ private Q_SLOTS:
 
     void version1_payloadWithTimesIsLeftAlone()
     {
-        const auto result =
-            TaskMigration::read(v1WithSchedule(R"({"daily": {"times": [{"hour": 1, "minute": 2}], "hour": 9, "minute": 0}})"));
+        const auto result = TaskMigration::read(
+            v1WithSchedule(R"({"daily": {"times": [{"hour": 1, "minute": 2}], "hour": 9, "minute": 0}})"));
         QVERIFY(result.ok());
         QVERIFY(result.tasks.first().schedule == TaskSchedule::daily({{1, 2}}));
     }

@@ -128,8 +128,8 @@ struct TaskWorld {
     // What fish offers for `line`: each candidate without its description.
     QStringList fish(const QString &line) const
     {
-        const auto result = shell(u"fish"_s, {u"--no-config"_s, u"-c"_s,
-                                              u"source $argv[1]; complete -C $argv[2]"_s, kFiles + u"/moxley.fish"_s, line});
+        const auto result = shell(u"fish"_s, {u"--no-config"_s, u"-c"_s, u"source $argv[1]; complete -C $argv[2]"_s,
+                                              kFiles + u"/moxley.fish"_s, line});
         QStringList words;
         for (const QString &candidate : lines(result.out)) {
             words << candidate.section(u'\t', 0, 0);
@@ -184,7 +184,8 @@ private Q_SLOTS:
     void manPage_rendersWithoutWarnings()
     {
         Sandbox sandbox;
-        const auto result = sandbox.run(u"groff"_s, {u"-man"_s, u"-ww"_s, u"-z"_s, u"-Tutf8"_s, kFiles + u"/moxley.1"_s});
+        const auto result =
+            sandbox.run(u"groff"_s, {u"-man"_s, u"-ww"_s, u"-z"_s, u"-Tutf8"_s, kFiles + u"/moxley.1"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
     }
@@ -218,8 +219,7 @@ private Q_SLOTS:
         QCOMPARE(world.bash(u"moxley ti"_s), QStringList{u"timeline"_s});
         QCOMPARE(world.bash(u"moxley --"_s), (QStringList{u"--help"_s, u"--version"_s}));
         for (const QString &command : helpCommandNames(world.sandbox)) {
-            QCOMPARE(world.bash(u"moxley "_s + command + u" --"_s),
-                     helpOptions(world.sandbox, command) << u"--help"_s);
+            QCOMPARE(world.bash(u"moxley "_s + command + u" --"_s), helpOptions(world.sandbox, command) << u"--help"_s);
         }
         QCOMPARE(world.bash(u"moxley help ed"_s), QStringList{u"edit"_s});
         QCOMPARE(world.bash(u"moxley template "_s), (QStringList{u"shortcut"_s, u"gmail"_s}));
@@ -231,8 +231,8 @@ private Q_SLOTS:
     void bash_completesTaskIdsAndNamesFromList()
     {
         TaskWorld world;
-        const QStringList all{world.ids.at(0), u"Nightly\\ build"_s, world.ids.at(1), u"Poll\\ \\ it\\'s"_s,
-                              world.ids.at(2), u"x"_s};
+        const QStringList all{world.ids.at(0),       u"Nightly\\ build"_s, world.ids.at(1),
+                              u"Poll\\ \\ it\\'s"_s, world.ids.at(2),      u"x"_s};
         QCOMPARE(world.bash(u"moxley show "_s), all);
         QCOMPARE(world.bash(u"moxley show Ni"_s), QStringList{u"Nightly\\ build"_s});
         QCOMPARE(world.bash(u"moxley show Nightly\\ b"_s), QStringList{u"Nightly\\ build"_s});
@@ -285,9 +285,9 @@ private Q_SLOTS:
     {
         TaskWorld world;
         const QString out = world.sandbox.root() + u"/completed"_s;
-        const auto result = world.shell(u"zsh"_s, {u"-f"_s, QStringLiteral(MOXLEY_TEST_PACKAGING_DIR "/zsh_complete.zsh"),
-                                                   kFiles, out, u"moxley tim"_s, u"moxley show Nig"_s,
-                                                   u"moxley edit Poll"_s, u"moxley edit x --no-w"_s});
+        const auto result = world.shell(
+            u"zsh"_s, {u"-f"_s, QStringLiteral(MOXLEY_TEST_PACKAGING_DIR "/zsh_complete.zsh"), kFiles, out,
+                       u"moxley tim"_s, u"moxley show Nig"_s, u"moxley edit Poll"_s, u"moxley edit x --no-w"_s});
         QVERIFY2(result.exitCode == 0, result.err.constData());
         QCOMPARE(QString::fromUtf8(Sandbox::readFile(out)).split(u"<end>\n"_s),
                  (QStringList{u"timeline\n"_s, u"show\nNightly build\n"_s, u"edit\nPoll  it's\n"_s,

@@ -43,13 +43,20 @@ private Q_SLOTS:
         QTest::addColumn<QString>("a");
         QTest::addColumn<QString>("b");
         QTest::addColumn<int>("expected");
-        QTest::newRow("numeric not textual") << "1.10" << "1.9" << 1;
-        QTest::newRow("equal") << "0.1.0" << "0.1.0" << 0;
-        QTest::newRow("trailing zero") << "2.0" << "2" << 0;
-        QTest::newRow("longer with number") << "1.0.1" << "1.0" << 1;
-        QTest::newRow("beta before release") << "1.0b2" << "1.0" << -1;
-        QTest::newRow("beta order") << "1.0b2" << "1.0b10" << -1;
-        QTest::newRow("older") << "0.9.9" << "0.10" << -1;
+        QTest::newRow("numeric not textual") << "1.10"
+                                             << "1.9" << 1;
+        QTest::newRow("equal") << "0.1.0"
+                               << "0.1.0" << 0;
+        QTest::newRow("trailing zero") << "2.0"
+                                       << "2" << 0;
+        QTest::newRow("longer with number") << "1.0.1"
+                                            << "1.0" << 1;
+        QTest::newRow("beta before release") << "1.0b2"
+                                             << "1.0" << -1;
+        QTest::newRow("beta order") << "1.0b2"
+                                    << "1.0b10" << -1;
+        QTest::newRow("older") << "0.9.9"
+                               << "0.10" << -1;
     }
 
     void compareVersions()

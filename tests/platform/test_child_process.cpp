@@ -17,9 +17,8 @@ private Q_SLOTS:
         const QStringList arguments{u"a b"_s, u"it's \"x\" $HOME *"_s, QString(), u"line\nbreak"_s};
         ChildProcess::Options options;
         options.output = ChildProcess::Output::capture;
-        const auto result =
-            ChildProcess::run(u"/bin/sh"_s, QStringList{u"-c"_s, u"printf '[%s]' \"$@\""_s, u"sh"_s} + arguments,
-                              options);
+        const auto result = ChildProcess::run(
+            u"/bin/sh"_s, QStringList{u"-c"_s, u"printf '[%s]' \"$@\""_s, u"sh"_s} + arguments, options);
         QVERIFY(result.started);
         QCOMPARE(result.exitStatus, 0);
         QVERIFY(result.succeeded());

@@ -11,7 +11,8 @@ namespace {
 
 QByteArray feedWith(const char *shortVersion)
 {
-    return QByteArray(R"(<?xml version="1.0"?><rss version="2.0" xmlns:sparkle="http://www.andymatuschak.org/xml-namespaces/sparkle"><channel><item><title>Moxley</title><sparkle:version>9</sparkle:version><sparkle:shortVersionString>)") +
+    return QByteArray(
+               R"(<?xml version="1.0"?><rss version="2.0" xmlns:sparkle="http://www.andymatuschak.org/xml-namespaces/sparkle"><channel><item><title>Moxley</title><sparkle:version>9</sparkle:version><sparkle:shortVersionString>)") +
            shortVersion +
            "</sparkle:shortVersionString><sparkle:releaseNotesLink>https://example.org/notes</sparkle:releaseNotesLink>"
            "</item></channel></rss>";
@@ -34,8 +35,8 @@ public:
                         return;
                     }
                     const auto answer = answers.value(path, {404, "not here"});
-                    socket->write("HTTP/1.1 " + QByteArray::number(answer.first) + " X\r\nContent-Length: " +
-                                  QByteArray::number(answer.second.size()) +
+                    socket->write("HTTP/1.1 " + QByteArray::number(answer.first) +
+                                  " X\r\nContent-Length: " + QByteArray::number(answer.second.size()) +
                                   "\r\nContent-Type: application/xml\r\nConnection: close\r\n\r\n" + answer.second);
                     socket->disconnectFromHost();
                 });

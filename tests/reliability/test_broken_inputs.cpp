@@ -49,7 +49,8 @@ private Q_SLOTS:
         row("tasks-wrong-type-id.json", "Expected a string, found a number. (task 1, at id)");
         row("tasks-wrong-type-name.json", "Expected a string, found a number. (task 1, at name)");
         row("tasks-wrong-type-command.json", "Expected a string, found a boolean. (task 1, at command)");
-        row("tasks-wrong-type-workingDirectory.json", "Expected a string, found a number. (task 1, at workingDirectory)");
+        row("tasks-wrong-type-workingDirectory.json",
+            "Expected a string, found a number. (task 1, at workingDirectory)");
         row("tasks-wrong-type-envFilePath.json", "Expected a string, found an array. (task 1, at envFilePath)");
         row("tasks-wrong-type-useLoginShell.json", "Expected a boolean, found a string. (task 1, at useLoginShell)");
         row("tasks-wrong-type-wakeBeforeRun.json", "Expected a boolean, found a number. (task 1, at wakeBeforeRun)");
@@ -150,7 +151,8 @@ private Q_SLOTS:
     // A calendar of a string hour, a real weekday and a huge day: only the integers count.
     void propertyList_calendarKeepsOnlyIntegers()
     {
-        const auto job = LaunchdJob::fromFile(dataFile(u"plist-calendar-mixed.plist"_s), LaunchdJob::Source::userAgents);
+        const auto job =
+            LaunchdJob::fromFile(dataFile(u"plist-calendar-mixed.plist"_s), LaunchdJob::Source::userAgents);
         QVERIFY(job);
         const QMap<QString, qint64> expected{{u"Day"_s, qint64(1) << 62}, {u"Minute"_s, 5}};
         QVERIFY(job->startCalendarInterval);

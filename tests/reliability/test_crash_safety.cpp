@@ -35,7 +35,8 @@ QList<ScheduledTask> largeTaskList()
 
 int fileMode(const QString &path)
 {
-    struct stat info {};
+    struct stat info {
+    };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0) {
         return -1;
     }
@@ -44,8 +45,8 @@ int fileMode(const QString &path)
 
 QStringList addArguments(int i)
 {
-    return {u"add"_s, u"--name"_s, u"Added "_s % QString::number(i), u"--command"_s, u"echo added"_s,
-            u"--daily"_s, u"--at"_s, u"6:30"_s};
+    return {u"add"_s,  u"--name"_s, u"Added "_s % QString::number(i), u"--command"_s, u"echo added"_s, u"--daily"_s,
+            u"--at"_s, u"6:30"_s};
 }
 
 } // namespace
@@ -113,8 +114,8 @@ private Q_SLOTS:
             QVERIFY(!store->fileUnreadable());
             QCOMPARE(store->tasks().size(), currentTasks.size());
         }
-        qInfo("200 kills: %d left the old document, %d the new one; %d hit a running tool (one add: %lld ms)",
-              keptOld, becameNew, killedWhileRunning, wholeRunUs / 1000);
+        qInfo("200 kills: %d left the old document, %d the new one; %d hit a running tool (one add: %lld ms)", keptOld,
+              becameNew, killedWhileRunning, wholeRunUs / 1000);
         QCOMPARE(keptOld + becameNew, 200);
         // The kills must have reached the tool at work, not only after it ended.
         QVERIFY(killedWhileRunning > 0);
@@ -133,9 +134,9 @@ private Q_SLOTS:
         QFETCH(QString, umask);
         StoreWorld world;
         QVERIFY(!QFile::exists(world.sandbox.tasksFile()));
-        const auto result = world.sandbox.run(
-            u"/bin/sh"_s, {u"-c"_s, u"umask "_s % umask % u"; exec \"$0\" \"$@\""_s, QStringLiteral(MOXLEY_CLI_PATH),
-                            u"add"_s, u"--name"_s, u"A"_s, u"--command"_s, u"true"_s});
+        const auto result = world.sandbox.run(u"/bin/sh"_s, {u"-c"_s, u"umask "_s % umask % u"; exec \"$0\" \"$@\""_s,
+                                                             QStringLiteral(MOXLEY_CLI_PATH), u"add"_s, u"--name"_s,
+                                                             u"A"_s, u"--command"_s, u"true"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(fileMode(world.sandbox.tasksFile()), 0600);
     }

@@ -167,8 +167,10 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const QString path = dir.filePath(u"0a1b2c3d.runs"_s);
-        Sandbox::writeFile(path, "\xEF\xBB\xBF" "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"
-                                 "\xEF\xBB\xBF" "2025-03-02T06:00:00Z\t2025-03-02T06:00:05Z\t0\n");
+        Sandbox::writeFile(path, "\xEF\xBB\xBF"
+                                 "2025-03-01T06:00:00Z\t2025-03-01T06:00:05Z\t0\n"
+                                 "\xEF\xBB\xBF"
+                                 "2025-03-02T06:00:00Z\t2025-03-02T06:00:05Z\t0\n");
         const QList<TaskRunRecord> runs = RunHistory::readRuns(path);
         // The second mark is inside the text, so its line does not parse.
         QCOMPARE(runs.size(), 1);

@@ -25,12 +25,11 @@ constexpr quint32 kStartValue = 20250301;
 const QStringList &hostilePieces()
 {
     static const QStringList pieces{
-        u"'"_s,      u"\""_s,         u"\\"_s,     u"$"_s,       u"`"_s,      u"\n"_s,    u"\t"_s,
-        u" "_s,      u"'\\''"_s,      u"$(id)"_s,  u"${HOME}"_s, u"`id`"_s,   u"$'x'"_s,  u"\\n"_s,
-        u"\\\""_s,   u"&"_s,          u"<"_s,      u">"_s,       u"&amp;"_s,  u"]]>"_s,   u"<!--"_s,
-        u";"_s,      u"|"_s,          u"*"_s,      u"?"_s,       u"~"_s,      u"!"_s,     u"#"_s,
-        u"%s"_s,     u"-n"_s,         u"é"_s,      u"日本"_s,    u"😀"_s,     u"\u00a0"_s, u"\u2028"_s,
-        u"\u200f"_s, u"\uFEFF"_s,     u"a"_s,      u"Z"_s,       u"0"_s,      u"name"_s,  u"-"_s};
+        u"'"_s,      u"\""_s,      u"\\"_s,   u"$"_s,    u"`"_s,    u"\n"_s,   u"\t"_s,     u" "_s,      u"'\\''"_s,
+        u"$(id)"_s,  u"${HOME}"_s, u"`id`"_s, u"$'x'"_s, u"\\n"_s,  u"\\\""_s, u"&"_s,      u"<"_s,      u">"_s,
+        u"&amp;"_s,  u"]]>"_s,     u"<!--"_s, u";"_s,    u"|"_s,    u"*"_s,    u"?"_s,      u"~"_s,      u"!"_s,
+        u"#"_s,      u"%s"_s,      u"-n"_s,   u"é"_s,    u"日本"_s, u"😀"_s,    u"\u00a0"_s, u"\u2028"_s, u"\u200f"_s,
+        u"\uFEFF"_s, u"a"_s,       u"Z"_s,    u"0"_s,    u"name"_s, u"-"_s};
     return pieces;
 }
 
@@ -114,8 +113,8 @@ ScheduledTask randomTask(QRandomGenerator &random)
     const int logs = int(random.bounded(0, 3));
     for (int i = 0; i < logs; ++i) {
         // Whole and half seconds print and read back exactly.
-        task.logs.append(TaskLog{randomId(random), double(random.bounded(0, 2000000000)) / 2,
-                                 qint32(random.generate()), hostileText(random, 0, 6)});
+        task.logs.append(TaskLog{randomId(random), double(random.bounded(0, 2000000000)) / 2, qint32(random.generate()),
+                                 hostileText(random, 0, 6)});
     }
     return task;
 }
@@ -242,8 +241,8 @@ private Q_SLOTS:
             QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
             const QString out = decoder.decode(result.out);
             if (out != expected) {
-                QFAIL(qPrintable(u"case "_s % QString::number(i) % u": got «"_s % out %
-                                 u"» expected «"_s % expected % u'»'));
+                QFAIL(qPrintable(u"case "_s % QString::number(i) % u": got «"_s % out % u"» expected «"_s % expected %
+                                 u'»'));
             }
             // The runs line lands in the history too.
             QCOMPARE(RunHistory::readRuns(service.runsPath(task)).size(), 1);

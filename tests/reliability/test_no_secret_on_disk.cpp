@@ -41,11 +41,10 @@ class NoSecretOnDiskTest : public QObject
         QByteArray joined = password;
         joined.replace(' ', "");
         return {password, joined, password.toBase64(), QString::fromUtf8(password).toUtf8().toPercentEncoding(),
-                QByteArray(reinterpret_cast<const char *>(QString::fromUtf8(password).utf16()),
-                           password.size() * 2)};
+                QByteArray(reinterpret_cast<const char *>(QString::fromUtf8(password).utf16()), password.size() * 2)};
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void gmailTaskSetUpInstalledAndRun_passwordOnlyInTheKeychain()
     {
 #ifdef Q_OS_MACOS
@@ -61,7 +60,8 @@ class NoSecretOnDiskTest : public QObject
         const QString bin = sandbox.root() + u"/bin"_s;
         const QString mailFile = sandbox.root() + u"/sent/mail.txt"_s;
         const QString userDigestFile = sandbox.root() + u"/sent/user.sha256"_s;
-        Sandbox::writeFile(bin + u"/curl"_s, QString(uR"SH(#!/bin/bash
+        Sandbox::writeFile(bin + u"/curl"_s,
+                           QString(uR"SH(#!/bin/bash
 mkdir -p "$(dirname '%1')"
 while [ $# -gt 0 ]; do
   case $1 in
@@ -71,11 +71,13 @@ while [ $# -gt 0 ]; do
 done
 cat > '%1'
 printf 250
-)SH"_s.arg(mailFile, userDigestFile)).toUtf8(), 0755);
+)SH"_s.arg(mailFile, userDigestFile))
+                               .toUtf8(),
+                           0755);
 
         // The sheet, as the task form opens it: the system's keychain kind, settings in HOME.
-        auto settings = std::make_shared<QSettings>(sandbox.home() + u"/.config/Moxley/Moxley.conf"_s,
-                                                    QSettings::NativeFormat);
+        auto settings =
+            std::make_shared<QSettings>(sandbox.home() + u"/.config/Moxley/Moxley.conf"_s, QSettings::NativeFormat);
         GmailSetupView view(std::make_shared<SecretToolKeychain>(secretTool), settings);
         QString snippet;
         QString name;
@@ -127,8 +129,10 @@ printf 250
         QCOMPARE(store.runRecords(task).size(), 1);
         QCOMPARE(store.runRecords(task).first().exitCode, 0);
         // The password did reach curl, through the keychain lookup.
-        QCOMPARE(Sandbox::readFile(userDigestFile).trimmed(),
-                 QCryptographicHash::hash(QByteArray("me@gmail.com:" + QByteArray(kPassword)), QCryptographicHash::Sha256).toHex());
+        QCOMPARE(
+            Sandbox::readFile(userDigestFile).trimmed(),
+            QCryptographicHash::hash(QByteArray("me@gmail.com:" + QByteArray(kPassword)), QCryptographicHash::Sha256)
+                .toHex());
         QVERIFY(Sandbox::readFile(mailFile).contains("Subject: Daily Reminder"));
         // And the moxley tool reads the task back through its own files.
         QCOMPARE(sandbox.runCli({u"show"_s, task.shortId(), u"--json"_s}).exitCode, 0);

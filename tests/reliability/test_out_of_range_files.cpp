@@ -55,7 +55,7 @@ class OutOfRangeFilesTest : public QObject
 {
     Q_OBJECT
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void file_refusedWithItsMessage_data()
     {
         QTest::addColumn<QString>("file");
@@ -81,7 +81,8 @@ class OutOfRangeFilesTest : public QObject
         row("weekly-hour-int-max", at("\"hour\" must be 0 to 23, found 2147483647.", "weekly.times[0].hour"));
         row("monthly-day-0", at("\"day\" must be 1 to 31, found 0.", "monthly.day"));
         row("monthly-day-32", at("\"day\" must be 1 to 31, found 32.", "monthly.day"));
-        row("monthly-last-day-minute-99", at("\"minute\" must be 0 to 59, found 99.", "monthlyLastDay.times[0].minute"));
+        row("monthly-last-day-minute-99",
+            at("\"minute\" must be 0 to 59, found 99.", "monthlyLastDay.times[0].minute"));
         row("nth-weekday-nth-0", at("\"nth\" must be 1 to 4, found 0.", "monthlyNthWeekday.nth"));
         row("nth-weekday-nth-5", at("\"nth\" must be 1 to 4, found 5.", "monthlyNthWeekday.nth"));
         row("nth-weekday-weekday-0", at("\"weekday\" must be 1 to 7, found 0.", "monthlyNthWeekday.weekday"));

@@ -24,7 +24,7 @@ class ToolLockTest : public QObject
                QFileInfo(QCoreApplication::applicationFilePath()).fileName() % u')';
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void lockHeldLong_toolSaysWhoAndChangesNothing()
     {
         Sandbox sandbox;
@@ -37,8 +37,7 @@ class ToolLockTest : public QObject
 
         QElapsedTimer clock;
         clock.start();
-        const Sandbox::Result result =
-            sandbox.runCli({u"add"_s, u"--name"_s, u"Second"_s, u"--command"_s, u"true"_s});
+        const Sandbox::Result result = sandbox.runCli({u"add"_s, u"--name"_s, u"Second"_s, u"--command"_s, u"true"_s});
         QVERIFY(clock.elapsed() >= 4500);
         QVERIFY(clock.elapsed() < 30000);
         QCOMPARE(result.exitCode, 1);
@@ -53,7 +52,8 @@ class ToolLockTest : public QObject
         Sandbox sandbox;
         StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
         QDir().mkpath(sandbox.dataDir());
-        auto lock = std::make_unique<TasksFileLock>(TasksFileLock::take(TasksFileLock::Kind::write, sandbox.tasksFile()));
+        auto lock =
+            std::make_unique<TasksFileLock>(TasksFileLock::take(TasksFileLock::Kind::write, sandbox.tasksFile()));
         QVERIFY(lock->held());
         QProcess tool;
         tool.setProcessEnvironment(sandbox.environment());
@@ -66,7 +66,8 @@ class ToolLockTest : public QObject
         const TaskMigration::ReadResult read = TaskMigration::read(sandbox.readTasksFile());
         QVERIFY(read.ok());
         QCOMPARE(read.tasks.size(), 1);
-        QCOMPARE(tool.readAllStandardOutput().trimmed(), read.tasks.first().id.toString(QUuid::WithoutBraces).toUpper().toUtf8());
+        QCOMPARE(tool.readAllStandardOutput().trimmed(),
+                 read.tasks.first().id.toString(QUuid::WithoutBraces).toUpper().toUtf8());
     }
 
     // The lock is taken by someone else after the tool's first look and held past its save: the
@@ -75,8 +76,9 @@ class ToolLockTest : public QObject
     {
         Sandbox sandbox;
         StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
-        QCOMPARE(sandbox.runCli({u"add"_s, u"--name"_s, u"First"_s, u"--command"_s, u"true"_s, u"--disabled"_s}).exitCode,
-                 0);
+        QCOMPARE(
+            sandbox.runCli({u"add"_s, u"--name"_s, u"First"_s, u"--command"_s, u"true"_s, u"--disabled"_s}).exitCode,
+            0);
         const QByteArray before = sandbox.readTasksFile();
         launchctl.setDelay(1.0);
         QProcess tool;

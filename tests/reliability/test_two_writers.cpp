@@ -59,7 +59,7 @@ QList<Summary> summarise(const QList<ScheduledTask> &tasks)
 // Reads the tasks file over and over on a thread of its own while the writers work.
 class FileReader
 {
-  public:
+public:
     explicit FileReader(QString path) : m_path(std::move(path))
     {
         m_thread = std::thread([this] { loop(); });
@@ -77,7 +77,7 @@ class FileReader
     int broken() const { return m_broken; }
     QByteArray firstBroken() const { return m_firstBroken; }
 
-  private:
+private:
     void loop()
     {
         while (!m_stop) {
@@ -215,9 +215,10 @@ class TwoWritersTest : public QObject
     {
         auto process = std::make_unique<QProcess>();
         process->setProcessEnvironment(sandbox->environment());
-        process->start(u"/bin/sh"_s, QStringList{u"-c"_s, u"sleep "_s % QString::number(seconds) % u"; exec \"$0\" \"$@\""_s,
-                                                 QStringLiteral(MOXLEY_CLI_PATH)} +
-                                         arguments);
+        process->start(u"/bin/sh"_s,
+                       QStringList{u"-c"_s, u"sleep "_s % QString::number(seconds) % u"; exec \"$0\" \"$@\""_s,
+                                   QStringLiteral(MOXLEY_CLI_PATH)} +
+                           arguments);
         return process;
     }
     // Waits with the event loop running, so notices and the watcher do their work meanwhile.
@@ -236,11 +237,11 @@ class TwoWritersTest : public QObject
     }
     static QString describe(const ToolRun &run)
     {
-        return u"moxley " % run.arguments.join(u' ') % u": exit " % QString::number(run.process->exitCode()) %
-               u", " % QString::fromUtf8(run.process->readAllStandardError());
+        return u"moxley " % run.arguments.join(u' ') % u": exit " % QString::number(run.process->exitCode()) % u", " %
+               QString::fromUtf8(run.process->readAllStandardError());
     }
 
-  private Q_SLOTS:
+private Q_SLOTS:
     void cleanup()
     {
         watcher.reset();
@@ -488,7 +489,8 @@ class TwoWritersTest : public QObject
         QCOMPARE(store->tasks().size(), 1);
         const ScheduledTask mine = appTask(u"Mine"_s, false);
         store->add(mine);
-        const QList<Summary> expected{{first.id, u"First"_s, false}, {toolId, u"Tool"_s, false}, {mine.id, u"Mine"_s, false}};
+        const QList<Summary> expected{
+            {first.id, u"First"_s, false}, {toolId, u"Tool"_s, false}, {mine.id, u"Mine"_s, false}};
         QCOMPARE(summarise(fileTasks()), expected);
         QCOMPARE(summarise(store->tasks()), expected);
         QSignalSpy changed(store.get(), &TaskStore::tasksChanged);
@@ -631,7 +633,8 @@ class TwoWritersTest : public QObject
                 QVERIFY2(run.process->exitStatus() == QProcess::NormalExit && run.process->exitCode() == 0,
                          qPrintable(describe(run)));
                 if (run.arguments.first() == u"add") {
-                    const QUuid id = QUuid::fromString(QString::fromUtf8(run.process->readAllStandardOutput().trimmed()));
+                    const QUuid id =
+                        QUuid::fromString(QString::fromUtf8(run.process->readAllStandardOutput().trimmed()));
                     QVERIFY(!id.isNull());
                     toolExpected.insert(id, {id, run.arguments.at(2), !run.arguments.contains(u"--disabled"_s)});
                 }
@@ -654,15 +657,16 @@ class TwoWritersTest : public QObject
         for (const ScheduledTask &task : tasks) {
             QVERIFY2(!deletedByApp.contains(task.id), qPrintable(u"back after its deletion: "_s + task.name));
             QVERIFY2(!actualApp.contains(task.id) && !actualTool.contains(task.id), qPrintable(task.name));
-            (toolExpected.contains(task.id) ? actualTool : actualApp).insert(task.id, {task.id, task.name, task.isEnabled});
+            (toolExpected.contains(task.id) ? actualTool : actualApp)
+                .insert(task.id, {task.id, task.name, task.isEnabled});
         }
         QCOMPARE(actualApp, appExpected);
         QCOMPARE(actualTool, toolExpected);
         QCOMPARE(installedJobs(), enabledIds(tasks));
         QVERIFY(reader.reads() > 100);
         QVERIFY2(reader.broken() == 0, reader.firstBroken().constData());
-        qInfo("%d app changes, %d tool runs, %d file reads; %d app tasks, %d tool tasks, none lost or back",
-              appChanges, toolRuns, reader.reads(), int(appExpected.size()), int(toolExpected.size()));
+        qInfo("%d app changes, %d tool runs, %d file reads; %d app tasks, %d tool tasks, none lost or back", appChanges,
+              toolRuns, reader.reads(), int(appExpected.size()), int(toolExpected.size()));
     }
 };
 

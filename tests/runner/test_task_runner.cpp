@@ -134,7 +134,10 @@ private Q_SLOTS:
 #endif
     }
 
-    void cleanup() { endOrphanedChildren(); }
+    void cleanup()
+    {
+        endOrphanedChildren();
+    }
 
     void commandLine_joinsPartsWithQuoting()
     {
@@ -428,8 +431,9 @@ private Q_SLOTS:
         QString at_end;
         connect(&runner, &TaskRunner::finished, this, [&runner, &at_end](int) { at_end = runner.output(); });
         // The last bytes are written just before the shell exits, with no newline to flush on.
-        runner.run(u"i=0; while [ $i -lt 2000 ]; do printf 'line %d\\n' $i; i=$((i+1)); done; printf 'last words'; exit 5"_s,
-                   std::nullopt, std::nullopt, false);
+        runner.run(
+            u"i=0; while [ $i -lt 2000 ]; do printf 'line %d\\n' $i; i=$((i+1)); done; printf 'last words'; exit 5"_s,
+            std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
         QString expected;
         for (int i = 0; i < 2000; ++i) {
@@ -461,8 +465,8 @@ private Q_SLOTS:
         TaskRunner runner;
         runner.run(u"printf 'ok\\377\\376ok\\n'"_s, std::nullopt, std::nullopt, false);
         QVERIFY(waitForEnd(runner));
-        QCOMPARE(runner.output(), QString(u"ok" % QChar(QChar::ReplacementCharacter) %
-                                          QChar(QChar::ReplacementCharacter) % u"ok\n"));
+        QCOMPARE(runner.output(),
+                 QString(u"ok" % QChar(QChar::ReplacementCharacter) % QChar(QChar::ReplacementCharacter) % u"ok\n"));
     }
 
     void run_largeOutputArrivesCompleteAndInOrder()

@@ -27,9 +27,9 @@ using RunHistoryDetail::Utf8Check;
 inline QList<std::pair<QByteArray, Utf8Check>> availableChecks()
 {
     QList<std::pair<QByteArray, Utf8Check>> checks;
-    for (const auto &[name, check] : {std::pair{QByteArray("scalar"), Utf8Check::scalar},
-                                      std::pair{QByteArray("ssse3"), Utf8Check::ssse3},
-                                      std::pair{QByteArray("avx2"), Utf8Check::avx2}}) {
+    for (const auto &[name, check] :
+         {std::pair{QByteArray("scalar"), Utf8Check::scalar}, std::pair{QByteArray("ssse3"), Utf8Check::ssse3},
+          std::pair{QByteArray("avx2"), Utf8Check::avx2}}) {
         if (RunHistoryDetail::utf8CheckAvailable(check)) {
             checks.append({name, check});
         }
@@ -47,13 +47,12 @@ inline bool decodesAsUtf8(const QByteArray &bytes)
 // Good and bad sequences for the UTF-8 checks.
 const QList<QByteArray> &utf8Pieces()
 {
-    static const QList<QByteArray> pieces{"a", "\n", " ", "\x7F", "\xC3\xA9", "\xDF\xBF", "\xE2\x82\xAC",
-                                          "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEF\xBF\xBF", "\xF0\x90\x80\x80",
-                                          "\xF4\x8F\xBF\xBF", "\xF0\x9F\x98\x80", "abcdefghijklmnop",
-                                          // and the bad: alone, cut short, overlong, surrogate, too large
-                                          "\x80", "\xBF", "\xC2", "\xE2\x82", "\xF0\x9F\x98", "\xC0\x80", "\xC1\xBF",
-                                          "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80",
-                                          "\xF5\x80\x80\x80", "\xFF", "\xFE", "\x80\x80\x80\x80"};
+    static const QList<QByteArray> pieces{
+        "a", "\n", " ", "\x7F", "\xC3\xA9", "\xDF\xBF", "\xE2\x82\xAC", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEF\xBF\xBF",
+        "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "\xF0\x9F\x98\x80", "abcdefghijklmnop",
+        // and the bad: alone, cut short, overlong, surrogate, too large
+        "\x80", "\xBF", "\xC2", "\xE2\x82", "\xF0\x9F\x98", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80",
+        "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xFE", "\x80\x80\x80\x80"};
     return pieces;
 }
 
@@ -115,7 +114,6 @@ inline bool sameRuns(const QList<TaskRunRecord> &a, const QList<TaskRunRecord> &
     }
     return true;
 }
-
 
 // A temporary folder to write runs files and logs in.
 class Files

@@ -16,7 +16,7 @@
 // "wake <shell command>" for the administrator script.
 class StoreWorld
 {
-  public:
+public:
     StoreWorld()
         : launchctl(sandbox, QStringLiteral("/bin/launchctl")),
           osascript(sandbox, QStringLiteral("/usr/bin/osascript")), pmset(sandbox, QStringLiteral("/usr/bin/pmset"))
@@ -103,7 +103,7 @@ class StoreWorld
     StandInTool osascript;
     StandInTool pmset;
 
-  private:
+private:
     qsizetype m_mark = 0;
 };
 

@@ -255,8 +255,7 @@ private Q_SLOTS:
         const QByteArray bytes = "\xF0\x9F\x98\x80 \xE2\x82\xAC \xC3\xA9 \xF4\x8F\xBF\xBF \xEF\xBB\xBF\n"
                                  "2025-03-01T06:00:00Z\t0\n";
         QCOMPARE(RunHistory::readRuns(write(bytes)).size(), 1);
-        QCOMPARE(RunHistory::readLogTail(write(bytes, u"x.log"_s), 100),
-                 QString::fromUtf8(bytes).trimmed());
+        QCOMPARE(RunHistory::readLogTail(write(bytes, u"x.log"_s), 100), QString::fromUtf8(bytes).trimmed());
     }
 };
 

@@ -20,8 +20,9 @@ private Q_SLOTS:
         while (bytes.size() < 9 * 1024 * 1024 + 17) {
             const qint64 start = 1700000000 + random.bounded(100000000);
             const QByteArray a = QDateTime::fromSecsSinceEpoch(start, QTimeZone::utc()).toString(Qt::ISODate).toUtf8();
-            const QByteArray b =
-                QDateTime::fromSecsSinceEpoch(start + random.bounded(4000), QTimeZone::utc()).toString(Qt::ISODate).toUtf8();
+            const QByteArray b = QDateTime::fromSecsSinceEpoch(start + random.bounded(4000), QTimeZone::utc())
+                                     .toString(Qt::ISODate)
+                                     .toUtf8();
             switch (random.bounded(6)) {
             case 0:
                 bytes += a + "\t" + QByteArray::number(random.bounded(256)) + "\n";
@@ -115,8 +116,9 @@ private Q_SLOTS:
     void randomLogs_matchPlainReading()
     {
         QRandomGenerator random(7);
-        const QList<QByteArray> alphabet{"a", "b", " ", "\n", "\n", "\n", "\r", "\t", "\xC3\xA9", "\xE2\x80\xA8",
-                                         "\xC2\xA0", "\xF0\x9F\x98\x80", "xyz", "\n\n"};
+        const QList<QByteArray> alphabet{"a",   "b",   " ",        "\n",           "\n",       "\n",
+                                         "\r",  "\t",  "\xC3\xA9", "\xE2\x80\xA8", "\xC2\xA0", "\xF0\x9F\x98\x80",
+                                         "xyz", "\n\n"};
         int nonEmpty = 0;
         for (int round = 0; round < 3000; ++round) {
             QByteArray bytes;
@@ -147,13 +149,12 @@ private Q_SLOTS:
     void randomBytes_everyCheckMatchesPlainReading()
     {
         QRandomGenerator random(16);
-        const QList<QByteArray> alphabet{"a", "\n", " ", "\x7F", "\xC3\xA9", "\xDF\xBF", "\xE2\x82\xAC",
-                                         "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEF\xBF\xBF", "\xF0\x90\x80\x80",
-                                         "\xF4\x8F\xBF\xBF", "\xF0\x9F\x98\x80", "abcdefghijklmnop",
-                                         // and the bad: alone, cut short, overlong, surrogate, too large
-                                         "\x80", "\xBF", "\xC2", "\xE2\x82", "\xF0\x9F\x98", "\xC0\x80", "\xC1\xBF",
-                                         "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80",
-                                         "\xF5\x80\x80\x80", "\xFF", "\xFE"};
+        const QList<QByteArray> alphabet{
+            "a", "\n", " ", "\x7F", "\xC3\xA9", "\xDF\xBF", "\xE2\x82\xAC", "\xE0\xA0\x80", "\xED\x9F\xBF",
+            "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "\xF0\x9F\x98\x80", "abcdefghijklmnop",
+            // and the bad: alone, cut short, overlong, surrogate, too large
+            "\x80", "\xBF", "\xC2", "\xE2\x82", "\xF0\x9F\x98", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80",
+            "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xFE"};
         const qsizetype firstBad = alphabet.indexOf("\x80");
         const auto checks = availableChecks();
         const auto unset = qScopeGuard([] { qunsetenv("MOXLEY_UTF8_CHECK"); });

@@ -75,7 +75,10 @@ private:
             return zulu(start) + '\t' + status;
         case 1: {
             const int offset = (int(m_random.bounded(49)) - 24) * 1800;
-            return QDateTime::fromSecsSinceEpoch(start, QTimeZone::utc()).toOffsetFromUtc(offset).toString(Qt::ISODate).toUtf8() +
+            return QDateTime::fromSecsSinceEpoch(start, QTimeZone::utc())
+                       .toOffsetFromUtc(offset)
+                       .toString(Qt::ISODate)
+                       .toUtf8() +
                    '\t' + zulu(end) + '\t' + status;
         }
         case 2:
@@ -128,7 +131,8 @@ private:
         }
         QList<TaskRunRecord> streamed;
         RunHistory::RunsStream(path).forEach([&](qint64 startedAt, qint64 endedAt, qint32 exitCode) {
-            streamed.append(TaskRunRecord{QUuid(), sys_seconds(seconds(startedAt)), sys_seconds(seconds(endedAt)), exitCode});
+            streamed.append(
+                TaskRunRecord{QUuid(), sys_seconds(seconds(startedAt)), sys_seconds(seconds(endedAt)), exitCode});
         });
         QVERIFY(sameRuns(streamed, whole));
         if (whole.isEmpty()) {
@@ -139,8 +143,10 @@ private:
             const qint64 to = from + random.bounded(86400 * 2);
             QList<TaskRunRecord> expected = whole;
             expected.removeIf([&](const TaskRunRecord &run) { return startOf(run) < from || startOf(run) >= to; });
-            const auto found = RunHistory::runsStartingBetween(path, sys_seconds(seconds(from)), sys_seconds(seconds(to)));
-            QVERIFY2(sameRuns(found, expected), qPrintable(u"%1 expected, %2 found"_s.arg(expected.size()).arg(found.size())));
+            const auto found =
+                RunHistory::runsStartingBetween(path, sys_seconds(seconds(from)), sys_seconds(seconds(to)));
+            QVERIFY2(sameRuns(found, expected),
+                     qPrintable(u"%1 expected, %2 found"_s.arg(expected.size()).arg(found.size())));
             QList<TaskRunRecord> since = whole;
             since.removeIf([&](const TaskRunRecord &run) { return startOf(run) < from; });
             if (since.isEmpty()) {
@@ -203,7 +209,8 @@ private Q_SLOTS:
         }
         bytes += zulu(today + 7200) + '\t' + zulu(today + 7205) + "\t4\n";
         const QString path = write(bytes);
-        const auto runs = RunHistory::runsStartingBetween(path, sys_seconds(seconds(today)), sys_seconds(seconds(today + 86400)));
+        const auto runs =
+            RunHistory::runsStartingBetween(path, sys_seconds(seconds(today)), sys_seconds(seconds(today + 86400)));
         QCOMPARE(runs.size(), 2);
         QCOMPARE(runs[0].exitCode, 3);
         QCOMPARE(runs[1].exitCode, 4);
@@ -236,8 +243,9 @@ private Q_SLOTS:
         QVERIFY(!RunHistory::lastRun(path));
         QCOMPARE(RunHistory::lastRuns(path, 10).total, 0);
         QVERIFY(RunHistory::lastRuns(path, 10).runs.isEmpty());
-        QVERIFY(RunHistory::runsStartingBetween(path, sys_seconds(seconds(1767225600)), sys_seconds(seconds(1767312000)))
-                    .isEmpty());
+        QVERIFY(
+            RunHistory::runsStartingBetween(path, sys_seconds(seconds(1767225600)), sys_seconds(seconds(1767312000)))
+                .isEmpty());
         int visited = 0;
         RunHistory::RunsStream(path).forEach([&visited](qint64, qint64, qint32) { ++visited; });
         QCOMPARE(visited, 0);
@@ -288,9 +296,11 @@ private Q_SLOTS:
             }
             }
             file.close();
-            const auto fresh = RunHistory::runsStartingBetween(path, sys_seconds(seconds(from)), sys_seconds(seconds(to)));
+            const auto fresh =
+                RunHistory::runsStartingBetween(path, sys_seconds(seconds(from)), sys_seconds(seconds(to)));
             const auto cached = cache.runsStartingBetween(path, sys_seconds(seconds(from)), sys_seconds(seconds(to)));
-            QVERIFY2(sameRuns(cached, fresh), qPrintable(u"step %1: %2 cached, %3 fresh"_s.arg(step).arg(cached.size()).arg(fresh.size())));
+            QVERIFY2(sameRuns(cached, fresh),
+                     qPrintable(u"step %1: %2 cached, %3 fresh"_s.arg(step).arg(cached.size()).arg(fresh.size())));
             nonEmpty += fresh.isEmpty() ? 0 : 1;
         }
         QVERIFY2(nonEmpty > 100, qPrintable(QString::number(nonEmpty)));
@@ -305,7 +315,8 @@ private Q_SLOTS:
             bytes += zulu(1767225600 + i * 60) + '\t' + zulu(1767225600 + i * 60 + 5) + "\t0\n";
         }
         const QString path = write(bytes);
-        struct stat before {};
+        struct stat before {
+        };
         QVERIFY(::stat(QFile::encodeName(path).constData(), &before) == 0);
         RunHistoryCache cache;
         const sys_seconds from(seconds(1767225600));
@@ -337,15 +348,30 @@ private Q_SLOTS:
         const QString path = m_dir.path() + u"/missing.runs"_s;
         QVERIFY(!RunHistory::lastRun(path));
         QCOMPARE(RunHistory::lastRuns(path, 3).total, 0);
-        QVERIFY(RunHistory::runsStartingBetween(path, sys_seconds(seconds(0)), sys_seconds(seconds(1LL << 40))).isEmpty());
+        QVERIFY(
+            RunHistory::runsStartingBetween(path, sys_seconds(seconds(0)), sys_seconds(seconds(1LL << 40))).isEmpty());
     }
 
     // The streamed log tail is the text readLogTail gives, for random logs of awkward characters.
     void streamedLogTail_matchesReadLogTail()
     {
         QRandomGenerator random(11);
-        const QList<QByteArray> alphabet{"a", "b", " ", "\n", "\n", "\n", "\r", "\t", "\xC3\xA9", "\xE2\x80\xA8",
-                                         "\xC2\xA0", "\xE3\x80\x80", "\xF0\x9F\x98\x80", "xyz", "\n\n", "\xEF\xBB\xBF"};
+        const QList<QByteArray> alphabet{"a",
+                                         "b",
+                                         " ",
+                                         "\n",
+                                         "\n",
+                                         "\n",
+                                         "\r",
+                                         "\t",
+                                         "\xC3\xA9",
+                                         "\xE2\x80\xA8",
+                                         "\xC2\xA0",
+                                         "\xE3\x80\x80",
+                                         "\xF0\x9F\x98\x80",
+                                         "xyz",
+                                         "\n\n",
+                                         "\xEF\xBB\xBF"};
         int nonEmpty = 0;
         for (int round = 0; round < 2000; ++round) {
             QByteArray bytes;
@@ -360,9 +386,8 @@ private Q_SLOTS:
             const int maxLines = round % 7 == 0 ? 1000000 : int(random.bounded(12));
             const QByteArray expected = RunHistory::readLogTail(path, maxLines).toUtf8();
             QByteArray streamed;
-            const qint64 written = RunHistory::streamLogTail(path, maxLines, [&](const char *data, qint64 size) {
-                streamed.append(data, size);
-            });
+            const qint64 written = RunHistory::streamLogTail(
+                path, maxLines, [&](const char *data, qint64 size) { streamed.append(data, size); });
             QCOMPARE(written, streamed.size());
             QCOMPARE(streamed, expected);
             nonEmpty += expected.isEmpty() ? 0 : 1;

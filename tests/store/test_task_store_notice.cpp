@@ -72,9 +72,8 @@ private Q_SLOTS:
         const auto listener = ChangeNotice::system();
         int received = 0;
         auto observation = listener->observe([&] { ++received; });
-        QCOMPARE(world.sandbox.runCli({u"add"_s, u"--name"_s, u"x"_s, u"--command"_s, u"y"_s, u"--disabled"_s})
-                     .exitCode,
-                 0);
+        QCOMPARE(
+            world.sandbox.runCli({u"add"_s, u"--name"_s, u"x"_s, u"--command"_s, u"y"_s, u"--disabled"_s}).exitCode, 0);
         QTRY_COMPARE(received, 1);
     }
 };

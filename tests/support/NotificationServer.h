@@ -15,7 +15,7 @@
 // bus that DBUS_SESSION_BUS_ADDRESS names when it starts; ended with the object.
 class NotificationServer
 {
-  public:
+public:
     NotificationServer()
     {
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -69,10 +69,9 @@ class NotificationServer
     // As a click on the notification: ActionInvoked(id, "default").
     bool click(quint32 id) const
     {
-        QDBusMessage call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.Notifications"),
-                                                           QStringLiteral("/test"),
-                                                           QStringLiteral("com.moxley.TestNotifications"),
-                                                           QStringLiteral("Click"));
+        QDBusMessage call =
+            QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/test"),
+                                           QStringLiteral("com.moxley.TestNotifications"), QStringLiteral("Click"));
         call << uint(id);
         const QString name = QStringLiteral("moxley-test-click");
         QDBusConnection bus = QDBusConnection::connectToBus(qEnvironmentVariable("DBUS_SESSION_BUS_ADDRESS"), name);
@@ -81,7 +80,7 @@ class NotificationServer
         return ok;
     }
 
-  private:
+private:
     QString recordFile() const { return m_dir.path() + QStringLiteral("/notify-calls.jsonl"); }
 
     QTemporaryDir m_dir;

@@ -21,7 +21,8 @@ const QString kRunSystemd = u"/run/systemd/system"_s;
 const QString kLockFile = u"/run/moxley-test-systemd.lock"_s;
 const QString kUsersFile = u"/run/moxley-test-systemd.users"_s;
 const QString kCreatedMarker = u"/run/moxley-test-systemd.created"_s;
-const QList<QByteArray> kVariables{"XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "MOXLEY_SCHEDULER", "DBUS_SESSION_BUS_ADDRESS"};
+const QList<QByteArray> kVariables{"XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "MOXLEY_SCHEDULER",
+                                   "DBUS_SESSION_BUS_ADDRESS"};
 
 QString managerBinary()
 {
@@ -36,7 +37,7 @@ QString managerBinary()
 // Holds an exclusive lock on the lock file for its lifetime.
 class FileLock
 {
-  public:
+public:
     FileLock() : m_fd(::open(kLockFile.toLocal8Bit().constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
     {
         if (m_fd >= 0) {
@@ -52,7 +53,7 @@ class FileLock
     FileLock(const FileLock &) = delete;
     FileLock &operator=(const FileLock &) = delete;
 
-  private:
+private:
     int m_fd;
 };
 

@@ -18,7 +18,7 @@
 // under a lock so that parallel tests do not pull it from under each other.
 class PrivateSystemdManager
 {
-  public:
+public:
     // Why this machine cannot run one (not root, no systemd); empty when it can.
     static QString unavailableReason();
 
@@ -46,7 +46,7 @@ class PrivateSystemdManager
     // The unit names `list-units --all` shows.
     QStringList loadedUnits() const;
 
-  private:
+private:
     void claimRunSystemd();
     void releaseRunSystemd();
 

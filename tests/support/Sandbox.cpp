@@ -34,13 +34,34 @@ Sandbox::~Sandbox()
     }
 }
 
-QString Sandbox::home() const { return root() + QStringLiteral("/home"); }
-QString Sandbox::dataDir() const { return home() + QStringLiteral("/.local/share/Moxley"); }
-QString Sandbox::tasksFile() const { return dataDir() + QStringLiteral("/tasks.json"); }
-QString Sandbox::scriptsDir() const { return dataDir() + QStringLiteral("/Scripts"); }
-QString Sandbox::logDir() const { return dataDir() + QStringLiteral("/Logs"); }
-QString Sandbox::launchAgentsDir() const { return home() + QStringLiteral("/Library/LaunchAgents"); }
-QString Sandbox::sysroot() const { return root() + QStringLiteral("/sysroot"); }
+QString Sandbox::home() const
+{
+    return root() + QStringLiteral("/home");
+}
+QString Sandbox::dataDir() const
+{
+    return home() + QStringLiteral("/.local/share/Moxley");
+}
+QString Sandbox::tasksFile() const
+{
+    return dataDir() + QStringLiteral("/tasks.json");
+}
+QString Sandbox::scriptsDir() const
+{
+    return dataDir() + QStringLiteral("/Scripts");
+}
+QString Sandbox::logDir() const
+{
+    return dataDir() + QStringLiteral("/Logs");
+}
+QString Sandbox::launchAgentsDir() const
+{
+    return home() + QStringLiteral("/Library/LaunchAgents");
+}
+QString Sandbox::sysroot() const
+{
+    return root() + QStringLiteral("/sysroot");
+}
 
 void Sandbox::writeFile(const QString &path, const QByteArray &bytes, int mode)
 {
@@ -56,14 +77,20 @@ void Sandbox::writeFile(const QString &path, const QByteArray &bytes, int mode)
     const QFile::Permission group[] = {QFile::ExeGroup, QFile::WriteGroup, QFile::ReadGroup};
     const QFile::Permission other[] = {QFile::ExeOther, QFile::WriteOther, QFile::ReadOther};
     for (int bit = 0; bit < 3; ++bit) {
-        if (mode & (0100 << bit)) permissions |= owner[bit];
-        if (mode & (010 << bit)) permissions |= group[bit];
-        if (mode & (01 << bit)) permissions |= other[bit];
+        if (mode & (0100 << bit))
+            permissions |= owner[bit];
+        if (mode & (010 << bit))
+            permissions |= group[bit];
+        if (mode & (01 << bit))
+            permissions |= other[bit];
     }
     // QFile counts "user" permissions apart from "owner"; set both alike.
-    if (mode & 0400) permissions |= QFile::ReadUser;
-    if (mode & 0200) permissions |= QFile::WriteUser;
-    if (mode & 0100) permissions |= QFile::ExeUser;
+    if (mode & 0400)
+        permissions |= QFile::ReadUser;
+    if (mode & 0200)
+        permissions |= QFile::WriteUser;
+    if (mode & 0100)
+        permissions |= QFile::ExeUser;
     file.setPermissions(permissions);
 }
 

@@ -20,7 +20,7 @@ public:
     bool isValid() const { return m_dir.isValid(); }
     QString root() const { return m_dir.path(); }
     QString home() const;
-    QString dataDir() const;         // where the app keeps tasks.json, Scripts and Logs
+    QString dataDir() const; // where the app keeps tasks.json, Scripts and Logs
     QString tasksFile() const;
     QString scriptsDir() const;
     QString logDir() const;

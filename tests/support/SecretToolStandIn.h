@@ -13,7 +13,8 @@ inline QString writeSecretToolStandIn(const Sandbox &sandbox)
 {
     const QString path = sandbox.root() + u"/bin/secret-tool"_s;
     const QString store = sandbox.root() + u"/secrets"_s;
-    Sandbox::writeFile(path, QString(uR"SH(#!/bin/bash
+    Sandbox::writeFile(path,
+                       QString(uR"SH(#!/bin/bash
 store='%1'
 mkdir -p "$store"
 printf '%s\n' "$*" >> "$store/calls.log"
@@ -25,6 +26,8 @@ case $cmd in
   lookup) [ -f "$store/$key" ] && cat "$store/$key" || exit 1 ;;
   *) exit 2 ;;
 esac
-)SH"_s.arg(store)).toUtf8(), 0755);
+)SH"_s.arg(store))
+                           .toUtf8(),
+                       0755);
     return path;
 }

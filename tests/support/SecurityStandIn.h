@@ -15,7 +15,8 @@ inline QString writeSecurityStandIn(const Sandbox &sandbox)
 {
     const QString path = sandbox.root() + u"/bin/security"_s;
     const QString store = sandbox.root() + u"/keychain"_s;
-    Sandbox::writeFile(path, QString(uR"SH(#!/bin/bash
+    Sandbox::writeFile(path,
+                       QString(uR"SH(#!/bin/bash
 store='%1'
 mkdir -p "$store"
 printf '%s\n' "$*" >> "$store/calls.log"
@@ -70,6 +71,8 @@ if [ "$1" = -i ]; then
   exit 0
 fi
 run_command "$@"
-)SH"_s.arg(store)).toUtf8(), 0755);
+)SH"_s.arg(store))
+                           .toUtf8(),
+                       0755);
     return path;
 }

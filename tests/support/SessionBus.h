@@ -6,7 +6,7 @@
 
 // D-Bus carries the change notice on Linux only: its tests skip on macOS, which has no session bus.
 #ifdef Q_OS_MACOS
-#define SKIP_WITHOUT_SESSION_BUS() \
+#define SKIP_WITHOUT_SESSION_BUS()                                                                                     \
     QSKIP("macOS has no D-Bus session bus; its change notice is a distributed notification")
 #else
 #define SKIP_WITHOUT_SESSION_BUS() static_cast<void>(0)
@@ -16,7 +16,7 @@
 // object. While it lives, DBUS_SESSION_BUS_ADDRESS names it in this process (and so in children).
 class SessionBus
 {
-  public:
+public:
     SessionBus()
     {
         m_saved = qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS")
@@ -53,7 +53,7 @@ class SessionBus
     bool isValid() const { return !m_address.isEmpty(); }
     QString address() const { return m_address; }
 
-  private:
+private:
     QProcess m_daemon;
     QString m_address;
     std::optional<QByteArray> m_saved;

@@ -39,10 +39,8 @@ QList<QStringList> readLog(const QString &path)
 } // namespace
 
 StandInTool::StandInTool(const Sandbox &sandbox, const QString &systemPath)
-    : m_path(sandbox.sysroot() + systemPath),
-      m_name(QFileInfo(systemPath).fileName()),
-      m_stateDir(sandbox.root() + u"/standins/"_s + m_name),
-      m_sharedLog(sandbox.root() + u"/standins/all.log"_s)
+    : m_path(sandbox.sysroot() + systemPath), m_name(QFileInfo(systemPath).fileName()),
+      m_stateDir(sandbox.root() + u"/standins/"_s + m_name), m_sharedLog(sandbox.root() + u"/standins/all.log"_s)
 {
     QDir().mkpath(m_stateDir);
     // Each argument is stored base64-encoded behind "=", so blanks, line breaks and empty

@@ -69,8 +69,7 @@ void TestCalendarMarks::expression_marksItsTimesOfTheDay_data()
     QTest::newRow("weekday list") << "UTC"_ba << u"Mon..Fri 08:30"_s << tuesday << u"8:30"_s;
     QTest::newRow("monthly on the 1st") << "UTC"_ba << u"monthly"_s << QDate(2026, 12, 1) << u"0:00"_s;
     QTest::newRow("last day of month") << "UTC"_ba << u"*-*~01 23:00"_s << QDate(2026, 11, 30) << u"23:00"_s;
-    QTest::newRow("quarter hours 9 to 10") << "UTC"_ba << u"*-*-* 09:00/15"_s << tuesday
-                                          << u"9:00 9:15 9:30 9:45"_s;
+    QTest::newRow("quarter hours 9 to 10") << "UTC"_ba << u"*-*-* 09:00/15"_s << tuesday << u"9:00 9:15 9:30 9:45"_s;
     QTest::newRow("expression's own zone") << "UTC"_ba << u"*-*-* 12:00 Europe/Berlin"_s << tuesday << u"11:00"_s;
     QTest::newRow("hourly") << "Asia/Kolkata"_ba << u"hourly"_s << tuesday << minuteText(every(60));
 }

@@ -69,8 +69,8 @@ void TestCronSchedule::cronLine_firesAtItsTimesOfTheDay_data()
     // A "*" in one day field (even with a step) makes both fields count.
     QTest::newRow("star day, weekday decides") << u"0 12 * * mon"_s << tuesday << u""_s;
     QTest::newRow("stepped star day is still a star") << u"0 12 */2 * tue"_s << tuesday << u""_s;
-    QTest::newRow("stepped star day and weekday both match") << u"0 12 */2 * tue"_s << QDate(2026, 11, 17)
-                                                            << u"12:00"_s;
+    QTest::newRow("stepped star day and weekday both match")
+        << u"0 12 */2 * tue"_s << QDate(2026, 11, 17) << u"12:00"_s;
     QTest::newRow("31st in a 30-day month") << u"0 0 31 * *"_s << QDate(2026, 11, 30) << u""_s;
     QTest::newRow("29 February in a leap year") << u"0 0 29 2 *"_s << QDate(2028, 2, 29) << u"0:00"_s;
     QTest::newRow("mixed list") << u"0,30 8,20 * * 1-5"_s << tuesday << u"8:00 8:30 20:00 20:30"_s;

@@ -27,9 +27,8 @@ private Q_SLOTS:
 
 void TestCronTable::systemTable_readsUserFieldAndCommand()
 {
-    const QList<CronEntry> entries =
-        CronTable::parse("30 3 * * 0 root test -e /run/systemd/system || /sbin/e2scrub_all_cron\n", u"/etc/cron.d/x"_s,
-                         true);
+    const QList<CronEntry> entries = CronTable::parse(
+        "30 3 * * 0 root test -e /run/systemd/system || /sbin/e2scrub_all_cron\n", u"/etc/cron.d/x"_s, true);
     QCOMPARE(entries.size(), 1);
     const CronEntry &entry = entries.first();
     QCOMPARE(entry.schedule, u"30 3 * * 0"_s);
@@ -124,8 +123,8 @@ void TestCronTable::scan_readsEtcCrontabThenCronDByName()
     for (const CronEntry &entry : entries) {
         seen << entry.label() + u' ' + entry.command;
     }
-    QCOMPARE(seen, (QStringList{u"crontab:2 run-parts /etc/cron.daily"_s, u"alpha:1 a"_s, u"alpha:2 b"_s,
-                                u"zeta:1 z"_s}));
+    QCOMPARE(seen,
+             (QStringList{u"crontab:2 run-parts /etc/cron.daily"_s, u"alpha:1 a"_s, u"alpha:2 b"_s, u"zeta:1 z"_s}));
     QCOMPARE(entries.first().file, etc + u"/crontab"_s);
 }
 

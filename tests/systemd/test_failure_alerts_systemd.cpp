@@ -43,15 +43,15 @@ struct World {
         bus = std::make_unique<SessionBus>();
         server = std::make_unique<NotificationServer>();
         // As a desktop session tells its user manager (dbus-update-activation-environment --systemd).
-        manager->systemctl({u"set-environment"_s, u"DBUS_SESSION_BUS_ADDRESS="_s + bus->address(),
-                            u"QT_QPA_PLATFORM=offscreen"_s});
+        manager->systemctl(
+            {u"set-environment"_s, u"DBUS_SESSION_BUS_ADDRESS="_s + bus->address(), u"QT_QPA_PLATFORM=offscreen"_s});
     }
 
     // Adds a task through the moxley tool; its full id.
     QString add(const QString &name, const QString &command, const QStringList &schedule) const
     {
-        const auto result = sandbox.runCli(QStringList{u"add"_s, u"--name"_s, name, u"--command"_s, command,
-                                                       u"--no-login-shell"_s} + schedule);
+        const auto result = sandbox.runCli(
+            QStringList{u"add"_s, u"--name"_s, name, u"--command"_s, command, u"--no-login-shell"_s} + schedule);
         if (result.exitCode != 0) {
             qWarning("moxley add failed: %s", result.err.constData());
             return {};
@@ -95,7 +95,7 @@ struct World {
 
 #define REQUIRE_WORLD(world)                                                                                           \
     do {                                                                                                               \
-        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                     \
+        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                    \
             QSKIP(qPrintable(u"no private systemd user manager: "_s + reason));                                        \
         }                                                                                                              \
         QVERIFY2((world).manager->failure().isEmpty(), qPrintable((world).manager->failure()));                        \
@@ -132,8 +132,9 @@ private Q_SLOTS:
         const QJsonObject call = calls.constFirst();
         QCOMPARE(call.value(u"summary"_s).toString(), u"Nightly backup failed"_s);
         const QString body = call.value(u"body"_s).toString();
-        QVERIFY2(QRegularExpression(u"^The run at \\d{1,2}:\\d\\d ended with exit status 3\\.$"_s).match(body).hasMatch(),
-                 qPrintable(body));
+        QVERIFY2(
+            QRegularExpression(u"^The run at \\d{1,2}:\\d\\d ended with exit status 3\\.$"_s).match(body).hasMatch(),
+            qPrintable(body));
         QCOMPARE(call.value(u"appName"_s).toString(), u"Moxley"_s);
         QCOMPARE(call.value(u"desktopEntry"_s).toString(), u"com.moxley.Moxley"_s);
         QCOMPARE(call.value(u"replacesId"_s).toInt(), 0);
@@ -204,7 +205,8 @@ private Q_SLOTS:
     {
         World world;
         REQUIRE_WORLD(world);
-        const QString id = world.add(u"Clickable"_s, u"sh -c 'exit 9'"_s, {u"--weekly"_s, u"sun"_s, u"--at"_s, u"3:00"_s});
+        const QString id =
+            world.add(u"Clickable"_s, u"sh -c 'exit 9'"_s, {u"--weekly"_s, u"sun"_s, u"--at"_s, u"3:00"_s});
         QVERIFY(!id.isEmpty());
         QCOMPARE(world.sandbox.runCli({u"start"_s, id}).exitCode, 0);
         const QList<QJsonObject> calls = world.server->waitForCalls(1, 30000);
@@ -222,7 +224,8 @@ private Q_SLOTS:
         QDBusConnection::disconnectFromBus(name);
         QVERIFY(pid > 0);
         const QByteArray commandLine = commandLineOf(pid);
-        QVERIFY2(commandLine.contains(QByteArray("moxley-app\0--show-task\0"_ba + id.toUtf8())), commandLine.constData());
+        QVERIFY2(commandLine.contains(QByteArray("moxley-app\0--show-task\0"_ba + id.toUtf8())),
+                 commandLine.constData());
         // The tool is done once it has handed the click on; the app it started lives on.
         QTRY_COMPARE_WITH_TIMEOUT(world.manager->property(world.alertUnit(id), u"ActiveState"_s), u"inactive"_s, 10000);
         QVERIFY(::kill(pid_t(pid), 0) == 0);
@@ -240,8 +243,8 @@ private Q_SLOTS:
         const QString second = world.add(u"Two"_s, u"true"_s, {u"--daily"_s});
         QVERIFY(!first.isEmpty() && !second.isEmpty());
         QCOMPARE(Sandbox::readFile(templatePath),
-                 "[Unit]\nDescription=Moxley: alert for a failed run of %i\n\n[Service]\nType=exec\nExecStart=\""
-                 MOXLEY_CLI_PATH "\" alert %i\nKillMode=process\n"_ba);
+                 "[Unit]\nDescription=Moxley: alert for a failed run of "
+                 "%i\n\n[Service]\nType=exec\nExecStart=\"" MOXLEY_CLI_PATH "\" alert %i\nKillMode=process\n"_ba);
         QCOMPARE(world.sandbox.runCli({u"delete"_s, first}).exitCode, 0);
         QVERIFY(QFileInfo::exists(templatePath));
         QCOMPARE(world.sandbox.runCli({u"disable"_s, second}).exitCode, 0);

@@ -68,7 +68,7 @@ struct World {
 
 #define REQUIRE_MANAGER(world)                                                                                         \
     do {                                                                                                               \
-        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                     \
+        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                    \
             QSKIP(qPrintable(u"no private systemd user manager: "_s + reason));                                        \
         }                                                                                                              \
         QVERIFY2((world).manager->failure().isEmpty(), qPrintable((world).manager->failure()));                        \
@@ -151,13 +151,14 @@ private Q_SLOTS:
 
         QFile::setPermissions(folder + u"/backup.sh"_s, QFile::ReadOwner | QFile::WriteOwner);
         auto result = world.sandbox.runCli({u"doctor"_s, id});
-        QCOMPARE(result.out, "script-not-executable: `./backup.sh` is not executable; run chmod +x " +
-                                 folder.toUtf8() + "/backup.sh\n");
+        QCOMPARE(result.out, "script-not-executable: `./backup.sh` is not executable; run chmod +x " + folder.toUtf8() +
+                                 "/backup.sh\n");
         QCOMPARE(result.exitCode, 1);
 
         QVERIFY(QFile::remove(envFile));
         result = world.sandbox.runCli({u"doctor"_s, id});
-        QVERIFY(result.out.startsWith(QByteArray("missing-env-file: The .env file " + envFile.toUtf8() + " does not exist")));
+        QVERIFY(result.out.startsWith(
+            QByteArray("missing-env-file: The .env file " + envFile.toUtf8() + " does not exist")));
 
         QVERIFY(QDir(folder).removeRecursively());
         const QStringList before = world.traces();
@@ -165,11 +166,13 @@ private Q_SLOTS:
         QCOMPARE(result.out, "missing-working-directory: The working folder " + folder.toUtf8() +
                                  " does not exist, so the command would run in another folder; create it or choose "
                                  "another\n"
-                                 "missing-env-file: The .env file " + envFile.toUtf8() +
+                                 "missing-env-file: The .env file " +
+                                 envFile.toUtf8() +
                                  " does not exist, so its variables are not set when scheduled; create it or remove "
                                  "it from the task\n"
                                  "script-missing: `./backup.sh` does not exist (looked for " +
-                                 world.sandbox.home().toUtf8() + "/backup.sh); check the path, or give the full path\n");
+                                 world.sandbox.home().toUtf8() +
+                                 "/backup.sh); check the path, or give the full path\n");
         QCOMPARE(world.traces(), before);
     }
 

@@ -71,7 +71,7 @@ struct World {
 
 #define REQUIRE_MANAGER(world)                                                                                         \
     do {                                                                                                               \
-        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                     \
+        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                    \
             QSKIP(qPrintable(u"no private systemd user manager: "_s + reason));                                        \
         }                                                                                                              \
         QVERIFY2((world).manager->failure().isEmpty(), qPrintable((world).manager->failure()));                        \
@@ -98,8 +98,9 @@ private Q_SLOTS:
         // A whole minute ahead, so the timer is surely in place before it is due.
         const QDateTime due = QDateTime::currentDateTime().addSecs(60 + (QTime::currentTime().second() > 45 ? 60 : 0));
         const QString at = due.toString(u"H:mm"_s);
-        const QString id = world.add({u"--name"_s, u"Soon"_s, u"--command"_s, u"echo out-$((6*7)); echo err >&2; sh -c 'exit 3'"_s,
-                                      u"--daily"_s, u"--at"_s, at, u"--no-login-shell"_s});
+        const QString id =
+            world.add({u"--name"_s, u"Soon"_s, u"--command"_s, u"echo out-$((6*7)); echo err >&2; sh -c 'exit 3'"_s,
+                       u"--daily"_s, u"--at"_s, at, u"--no-login-shell"_s});
         QVERIFY(!id.isEmpty());
         const QString timer = SystemdUnits::timerName(QUuid::fromString(id));
         QCOMPARE(world.manager->property(timer, u"ActiveState"_s), u"active"_s);
@@ -110,8 +111,8 @@ private Q_SLOTS:
 
         // The generated units pass systemd's own check now that the script exists.
         QProcess verify;
-        verify.start(u"systemd-analyze"_s, {u"verify"_s, world.unitFile(fullIdOf(id), ".service"),
-                                            world.unitFile(fullIdOf(id), ".timer")});
+        verify.start(u"systemd-analyze"_s,
+                     {u"verify"_s, world.unitFile(fullIdOf(id), ".service"), world.unitFile(fullIdOf(id), ".timer")});
         QVERIFY(verify.waitForFinished(60000));
         QVERIFY2(verify.exitCode() == 0, verify.readAllStandardError().constData());
 
@@ -129,8 +130,9 @@ private Q_SLOTS:
     {
         World world;
         REQUIRE_MANAGER(world);
-        QVERIFY(!world.add({u"--name"_s, u"Later"_s, u"--command"_s, u"echo started; pwd"_s, u"--weekly"_s, u"sun"_s,
-                            u"--at"_s, u"3:00"_s})
+        QVERIFY(!world
+                     .add({u"--name"_s, u"Later"_s, u"--command"_s, u"echo started; pwd"_s, u"--weekly"_s, u"sun"_s,
+                           u"--at"_s, u"3:00"_s})
                      .isEmpty());
         QCOMPARE(world.history(u"Later"_s).size(), 0);
         const auto result = world.sandbox.runCli({u"start"_s, u"Later"_s});
@@ -178,7 +180,8 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(world.unitFile(full, ".timer")));
         QVERIFY(!QFile::exists(world.unitFile(full, ".service")));
         QVERIFY(!QFileInfo(wantsLink).isSymLink());
-        QVERIFY2(!world.manager->loadedUnits().join(u' ').contains(full), qPrintable(world.manager->loadedUnits().join(u' ')));
+        QVERIFY2(!world.manager->loadedUnits().join(u' ').contains(full),
+                 qPrintable(world.manager->loadedUnits().join(u' ')));
         QVERIFY(!world.manager->systemctl({u"list-timers"_s, u"--all"_s}).out.contains(full));
 
         QCOMPARE(world.sandbox.runCli({u"enable"_s, u"Steps"_s}).exitCode, 0);
@@ -205,7 +208,8 @@ private Q_SLOTS:
             Sandbox::writeFile(unitDir + u'/' + name + u".timer"_s, timer);
         }
         QCOMPARE(world.manager->systemctl({u"daemon-reload"_s}).exitCode, 0);
-        QCOMPARE(world.manager->systemctl({u"enable"_s, u"--now"_s, stray + u".timer"_s, u"foreign.timer"_s}).exitCode, 0);
+        QCOMPARE(world.manager->systemctl({u"enable"_s, u"--now"_s, stray + u".timer"_s, u"foreign.timer"_s}).exitCode,
+                 0);
         // Old enough to be swept: another writer's fresh install is not.
         const QDateTime old = QDateTime::currentDateTime().addSecs(-60);
         for (const QString &suffix : {u".service"_s, u".timer"_s}) {
@@ -239,12 +243,14 @@ private Q_SLOTS:
         QFETCH(QStringList, schedule);
         World world;
         REQUIRE_MANAGER(world);
-        const QString id = world.add(QStringList{u"--name"_s, u"Kind"_s, u"--command"_s, u"true"_s, u"--wake"_s} + schedule);
+        const QString id =
+            world.add(QStringList{u"--name"_s, u"Kind"_s, u"--command"_s, u"true"_s, u"--wake"_s} + schedule);
         QVERIFY(!id.isEmpty());
         const QString timer = SystemdUnits::timerName(QUuid::fromString(id));
         // Where the manager may not wake the computer the timer runs without it (see the wake test).
         QCOMPARE(world.manager->property(timer, u"ActiveState"_s), u"active"_s);
-        const auto elapse = PrivateSystemdManager::parseTime(world.manager->property(timer, u"NextElapseUSecRealtime"_s));
+        const auto elapse =
+            PrivateSystemdManager::parseTime(world.manager->property(timer, u"NextElapseUSecRealtime"_s));
         QVERIFY(elapse);
         const auto next = world.sandbox.runCli({u"next"_s, u"Kind"_s, u"--count"_s, u"3"_s});
         QCOMPARE(next.exitCode, 0);

@@ -145,7 +145,8 @@ void TestSystemdTimerScanner::thisMachinesTimers_areEachListedOnce()
 
 void TestSystemdTimerScanner::etcFile_overridesUsrLib_andDropInsApply()
 {
-    Sandbox::writeFile(m_etc + u"/man-db.timer"_s, "[Unit]\nDescription=Local man-db\n[Timer]\nOnCalendar=*-*-* 04:00\n");
+    Sandbox::writeFile(m_etc + u"/man-db.timer"_s,
+                       "[Unit]\nDescription=Local man-db\n[Timer]\nOnCalendar=*-*-* 04:00\n");
     // The /etc drop-in hides the one of the same name in /usr/lib; an empty OnCalendar= clears the list.
     Sandbox::writeFile(m_usrLib + u"/apt-daily.timer.d/override.conf"_s, "[Timer]\nOnCalendar=*-*-* 01:00\n");
     Sandbox::writeFile(m_etc + u"/apt-daily.timer.d/override.conf"_s, "[Timer]\nOnCalendar=\nOnCalendar=*-*-* 7:00\n");
@@ -213,8 +214,7 @@ void TestSystemdTimerScanner::maskedTimer_isShownMaskedAndNotEnabled()
 
 void TestSystemdTimerScanner::template_isATemplate_andEnabledInstanceIsAJob()
 {
-    link(u"/lib/systemd/system/pg_dump@.timer"_s,
-         m_etc + u"/postgresql@15-main.service.wants/pg_dump@15-main.timer"_s);
+    link(u"/lib/systemd/system/pg_dump@.timer"_s, m_etc + u"/postgresql@15-main.service.wants/pg_dump@15-main.timer"_s);
     Sandbox::writeFile(m_etc + u"/pg_dump@15-main.timer.d/time.conf"_s, "[Timer]\nOnCalendar=\nOnCalendar=Sat 02:00\n");
     const QList<TimerUnit> timers = SystemdTimerScanner().scan();
     const TimerUnit *pattern = find(timers, u"pg_dump@.timer"_s);

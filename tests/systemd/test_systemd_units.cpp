@@ -89,7 +89,9 @@ QString verify(const QString &unitDir, const ScheduledTask &task)
                                          unitDir + u'/' + SystemdUnits::timerName(task.id)});
     process.waitForFinished(60000);
     const QString errors = QString::fromUtf8(process.readAllStandardError()).trimmed();
-    return process.exitCode() == 0 && errors.isEmpty() ? QString() : errors + u" (exit "_s + QString::number(process.exitCode()) + u')';
+    return process.exitCode() == 0 && errors.isEmpty()
+               ? QString()
+               : errors + u" (exit "_s + QString::number(process.exitCode()) + u')';
 }
 
 } // namespace
@@ -111,30 +113,35 @@ private Q_SLOTS:
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.exitCode, 0);
         const QString logs = sandbox.logDir();
-        const QString expected =
-            u"# com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service\n"
-            "[Unit]\n"
-            "Description=Moxley: Back up 100%% of $HOME\n"
-            "OnFailure=com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service\n"
-            "\n"
-            "[Service]\n"
-            "Type=oneshot\n"
-            "ExecStart=\""_s + sandbox.scriptsDir() + u"/Moxley_0a1b2c3d.sh\"\n"
-            "StandardOutput=append:"_s + logs + u"/0a1b2c3d.stdout.log\n"
-            "StandardError=append:"_s + logs + u"/0a1b2c3d.stderr.log\n"
-            "# com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.timer\n"
-            "[Unit]\n"
-            "Description=Moxley: Back up 100%% of $HOME\n"
-            "\n"
-            "[Timer]\n"
-            "OnCalendar=*-*-* 06:00:00\n"
-            "OnCalendar=*-*-* 18:30:00\n"
-            "Persistent=true\n"
-            "AccuracySec=1s\n"
-            "WakeSystem=true\n"
-            "\n"
-            "[Install]\n"
-            "WantedBy=timers.target\n"_s;
+        const QString expected = u"# com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service\n"
+                                 "[Unit]\n"
+                                 "Description=Moxley: Back up 100%% of $HOME\n"
+                                 "OnFailure=com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service\n"
+                                 "\n"
+                                 "[Service]\n"
+                                 "Type=oneshot\n"
+                                 "ExecStart=\""_s +
+                                 sandbox.scriptsDir() +
+                                 u"/Moxley_0a1b2c3d.sh\"\n"
+                                 "StandardOutput=append:"_s +
+                                 logs +
+                                 u"/0a1b2c3d.stdout.log\n"
+                                 "StandardError=append:"_s +
+                                 logs +
+                                 u"/0a1b2c3d.stderr.log\n"
+                                 "# com.moxley.task.0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.timer\n"
+                                 "[Unit]\n"
+                                 "Description=Moxley: Back up 100%% of $HOME\n"
+                                 "\n"
+                                 "[Timer]\n"
+                                 "OnCalendar=*-*-* 06:00:00\n"
+                                 "OnCalendar=*-*-* 18:30:00\n"
+                                 "Persistent=true\n"
+                                 "AccuracySec=1s\n"
+                                 "WakeSystem=true\n"
+                                 "\n"
+                                 "[Install]\n"
+                                 "WantedBy=timers.target\n"_s;
         QCOMPARE(QString::fromUtf8(result.out), expected);
         // Pure text: nothing was written.
         QVERIFY(!QDir(sandbox.home() + u"/.config"_s).exists());
@@ -178,9 +185,14 @@ private Q_SLOTS:
                           "\n"
                           "[Service]\n"
                           "Type=oneshot\n"
-                          "ExecStart=\""_s + sandbox.scriptsDir() + u"/Moxley_0a1b2c3d.sh\"\n"
-                          "StandardOutput=append:"_s + sandbox.logDir() + u"/0a1b2c3d.stdout.log\n"
-                          "StandardError=append:"_s + sandbox.logDir() + u"/0a1b2c3d.stderr.log\n"_s);
+                          "ExecStart=\""_s +
+                              sandbox.scriptsDir() +
+                              u"/Moxley_0a1b2c3d.sh\"\n"
+                              "StandardOutput=append:"_s +
+                              sandbox.logDir() +
+                              u"/0a1b2c3d.stdout.log\n"
+                              "StandardError=append:"_s +
+                              sandbox.logDir() + u"/0a1b2c3d.stderr.log\n"_s);
         // Without a tool to run, no alert unit is named.
         const SystemdScheduler quiet(files, unitDir, u"/bin/bash"_s, QString());
         QVERIFY(!quiet.jobFiles(task).constFirst().text.contains(u"OnFailure="_s));
@@ -204,8 +216,9 @@ private Q_SLOTS:
         QVERIFY(QFile::link(unitDir + u"/com.moxley.alert@.service"_s,
                             unitDir + u"/com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service"_s));
         QProcess process;
-        process.start(u"systemd-analyze"_s, {u"verify"_s, unitDir + u'/' + SystemdUnits::serviceName(task.id),
-                                             unitDir + u"/com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service"_s});
+        process.start(u"systemd-analyze"_s,
+                      {u"verify"_s, unitDir + u'/' + SystemdUnits::serviceName(task.id),
+                       unitDir + u"/com.moxley.alert@0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9.service"_s});
         QVERIFY(process.waitForFinished(60000));
         const QByteArray errors = process.readAllStandardError().trimmed();
         QVERIFY2(process.exitCode() == 0 && errors.isEmpty(), errors.constData());
@@ -214,8 +227,10 @@ private Q_SLOTS:
     void units_intervalAndRunAtLoad_byteForByte()
     {
         Sandbox sandbox;
-        const ScheduledTask every = makeTask("FEDCBA98-7654-4321-8FED-CBA987654321", u"Poll"_s, TaskSchedule::interval(15));
-        const ScheduledTask atLoad = makeTask("11111111-2222-4333-8444-555555555555", u"Login"_s, TaskSchedule::runAtLoad());
+        const ScheduledTask every =
+            makeTask("FEDCBA98-7654-4321-8FED-CBA987654321", u"Poll"_s, TaskSchedule::interval(15));
+        const ScheduledTask atLoad =
+            makeTask("11111111-2222-4333-8444-555555555555", u"Login"_s, TaskSchedule::runAtLoad());
         sandbox.writeTasksFile(TaskMigration::encode({every, atLoad}));
         const auto interval = sandbox.runCli({u"units"_s, u"Poll"_s});
         QCOMPARE(interval.exitCode, 0);
@@ -243,9 +258,11 @@ private Q_SLOTS:
         const QString odd = dir.path() + u"/a b 100% $HOME"_s;
         const ScheduledTask task = makeTask(kId, u"Odd"_s, TaskSchedule::daily({{7, 0}}));
         const QString service = writeUnits(odd, task);
-        QVERIFY(service.contains(u"\nExecStart=\""_s + QString(odd).replace(u"%"_s, u"%%"_s) + u"/Scripts/Moxley_0a1b2c3d.sh\"\n"_s));
+        QVERIFY(service.contains(u"\nExecStart=\""_s + QString(odd).replace(u"%"_s, u"%%"_s) +
+                                 u"/Scripts/Moxley_0a1b2c3d.sh\"\n"_s));
         const auto missing = verify(dir.path() + u"/a b 100% $HOME/units"_s, task);
-        QVERIFY2(missing.contains(u"Command "_s + dir.path() + u"/a b 100% $HOME/Scripts/Moxley_0a1b2c3d.sh is not executable"_s),
+        QVERIFY2(missing.contains(u"Command "_s + dir.path() +
+                                  u"/a b 100% $HOME/Scripts/Moxley_0a1b2c3d.sh is not executable"_s),
                  qPrintable(missing));
         Sandbox::writeFile(dir.path() + u"/a b 100% $HOME/Scripts/Moxley_0a1b2c3d.sh"_s, "#!/bin/bash\n", 0755);
         const auto clean = verify(dir.path() + u"/a b 100% $HOME/units"_s, task);
@@ -282,13 +299,15 @@ private Q_SLOTS:
                                  "echo hi\n"
                                  "_mx_exit=$?\n"
                                  "echo \"$_mx_start\t$(date -u +%Y-%m-%dT%H:%M:%SZ)\t$_mx_exit\" >> '"_s +
-                                 sandbox.logDir() + u"/0a1b2c3d.runs'\n"
+                                 sandbox.logDir() +
+                                 u"/0a1b2c3d.runs'\n"
                                  "exit $_mx_exit\n"_s;
         QCOMPARE(scheduler.scriptText(task), expected);
         QCOMPARE(scheduler.shellName(task), u"bash"_s);
         // No zsh and no other known shell: bash with ~/.profile.
         const SystemdScheduler fishUser(files, sandbox.root() + u"/units"_s, u"/usr/bin/fish"_s);
-        QVERIFY(fishUser.scriptText(task).startsWith(u"#!/bin/bash\n# Moxley script v3\nsource ~/.profile 2>/dev/null\n"));
+        QVERIFY(
+            fishUser.scriptText(task).startsWith(u"#!/bin/bash\n# Moxley script v3\nsource ~/.profile 2>/dev/null\n"));
         const SystemdScheduler zshUser(files, sandbox.root() + u"/units"_s, u"/usr/bin/zsh"_s);
         QVERIFY(zshUser.scriptText(task).startsWith(u"#!/usr/bin/zsh\n# Moxley script v3\nsource ~/.zprofile"));
         task.useLoginShell = false;
@@ -320,9 +339,11 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(runtime));
         const QStringList env{u"MOXLEY_SCHEDULER=systemd"_s, u"XDG_RUNTIME_DIR="_s + runtime,
                               u"XDG_CONFIG_HOME="_s + sandbox.root() + u"/config"_s};
-        const auto added = runWith(sandbox, {u"add"_s, u"--name"_s, u"Kept"_s, u"--command"_s, u"true"_s, u"--daily"_s}, env);
+        const auto added =
+            runWith(sandbox, {u"add"_s, u"--name"_s, u"Kept"_s, u"--command"_s, u"true"_s, u"--daily"_s}, env);
         QCOMPARE(added.exitCode, 1);
-        QVERIFY2(added.err.startsWith("moxley: No systemd user instance is running (systemctl --user: "), added.err.constData());
+        QVERIFY2(added.err.startsWith("moxley: No systemd user instance is running (systemctl --user: "),
+                 added.err.constData());
         QVERIFY2(added.err.endsWith(")\n"), added.err.constData());
         const auto listed = runWith(sandbox, {u"list"_s}, env);
         QCOMPARE(listed.exitCode, 0);
@@ -360,9 +381,9 @@ private Q_SLOTS:
         const ScheduledTask task = makeTask(kId, u"Due"_s, schedule);
         sandbox.writeTasksFile(TaskMigration::encode({task}));
         const int count = 14;
-        const auto result = runWith(sandbox, {u"next"_s, u"Due"_s, u"--count"_s, QString::number(count), u"--at"_s,
-                                              u"2028-01-30T12:00"_s},
-                                    {u"MOXLEY_SCHEDULER=systemd"_s, u"TZ=UTC"_s});
+        const auto result = runWith(
+            sandbox, {u"next"_s, u"Due"_s, u"--count"_s, QString::number(count), u"--at"_s, u"2028-01-30T12:00"_s},
+            {u"MOXLEY_SCHEDULER=systemd"_s, u"TZ=UTC"_s});
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.exitCode, 0);
         QStringList ours = QString::fromUtf8(result.out).split(u'\n', Qt::SkipEmptyParts);

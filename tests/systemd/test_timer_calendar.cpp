@@ -42,9 +42,9 @@ Analysis analyze(const QStringList &expressions, const QDateTime &base, int iter
     }
     result.exitCode = process.exitCode();
     result.output = process.readAllStandardOutput() + process.readAllStandardError();
-    // "    Next elapse: Sun 2026-03-29 03:00:00 CEST" / "       Iter. #2: ..." (from systemd 257 "Iteration #2:"), each followed by
-    // "       (in UTC): Sun 2026-03-29 01:00:00 UTC" (the instant without any zone guessing) unless
-    // the elapse itself is already in UTC.
+    // "    Next elapse: Sun 2026-03-29 03:00:00 CEST" / "       Iter. #2: ..." (from systemd 257 "Iteration #2:"), each
+    // followed by "       (in UTC): Sun 2026-03-29 01:00:00 UTC" (the instant without any zone guessing) unless the
+    // elapse itself is already in UTC.
     static const QRegularExpression normalized(u"^\\s*Normalized form: (.*)$"_s);
     static const QRegularExpression elapse(
         u"^\\s*(Next elapse|Iter\\. #\\d+|Iteration #\\d+|\\(in UTC\\)): \\w+ (\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}) (\\S+)$"_s);

@@ -27,8 +27,7 @@ void TestTimerElapse::listTimersJson_givesNextAndLastByUnit()
                             R"("activates":"done.service"}])";
     const QHash<QString, TimerElapse::Elapse> found = TimerElapse::parse(json);
     QCOMPARE(found.size(), 2);
-    QCOMPARE(found.value(u"hello.timer"_s).next,
-             QDateTime::fromMSecsSinceEpoch(1795505155207, QTimeZone::utc()));
+    QCOMPARE(found.value(u"hello.timer"_s).next, QDateTime::fromMSecsSinceEpoch(1795505155207, QTimeZone::utc()));
     QVERIFY(!found.value(u"hello.timer"_s).last);
     QVERIFY(!found.value(u"done.timer"_s).next);
     QCOMPARE(found.value(u"done.timer"_s).last, QDateTime::fromSecsSinceEpoch(1795500000, QTimeZone::utc()));
@@ -80,8 +79,8 @@ void TestTimerElapse::privateUserManager_reportsNextAndLastElapse()
     qputenv("XDG_RUNTIME_DIR", oldRuntime);
     qunsetenv("XDG_CONFIG_HOME");
 
-    const auto backup = std::find_if(timers.cbegin(), timers.cend(),
-                                     [](const TimerUnit &t) { return t.name == u"test-backup.timer"; });
+    const auto backup =
+        std::find_if(timers.cbegin(), timers.cend(), [](const TimerUnit &t) { return t.name == u"test-backup.timer"; });
     QVERIFY(backup != timers.cend());
     QCOMPARE(backup->source, TimerUnit::Source::userTimers);
     // The next 12:30 local time after the moment it was started.
@@ -94,8 +93,8 @@ void TestTimerElapse::privateUserManager_reportsNextAndLastElapse()
     QCOMPARE(backup->nextElapse->toSecsSinceEpoch(), expected.toSecsSinceEpoch());
     QVERIFY(!backup->lastElapse);
 
-    const auto quick = std::find_if(timers.cbegin(), timers.cend(),
-                                    [](const TimerUnit &t) { return t.name == u"test-quick.timer"; });
+    const auto quick =
+        std::find_if(timers.cbegin(), timers.cend(), [](const TimerUnit &t) { return t.name == u"test-quick.timer"; });
     QVERIFY(quick != timers.cend() && quick->lastElapse);
     QVERIFY(*quick->lastElapse >= started.addSecs(-1));
     QVERIFY(*quick->lastElapse <= QDateTime::currentDateTimeUtc());

@@ -116,10 +116,13 @@ private Q_SLOTS:
         }
         const Timeline::RunWindow window = Timeline::runWindow(now, timeZone);
         QList<TaskRunRecord> inWindow = runs;
-        inWindow.removeIf([&](const TaskRunRecord &r) { return r.startedAt < window.from || r.startedAt >= window.to; });
+        inWindow.removeIf(
+            [&](const TaskRunRecord &r) { return r.startedAt < window.from || r.startedAt >= window.to; });
         QVERIFY(inWindow.size() < runs.size());
-        const auto all = Timeline::compute({task}, [&](const ScheduledTask &) { return runs; }, {}, now, timeZone);
-        const auto windowed = Timeline::compute({task}, [&](const ScheduledTask &) { return inWindow; }, {}, now, timeZone);
+        const auto all = Timeline::compute(
+            {task}, [&](const ScheduledTask &) { return runs; }, {}, now, timeZone);
+        const auto windowed = Timeline::compute(
+            {task}, [&](const ScheduledTask &) { return inWindow; }, {}, now, timeZone);
         QVERIFY(!all.tasks.first().runs.isEmpty());
         QCOMPARE(windowed.tasks.first().runs.size(), all.tasks.first().runs.size());
         for (qsizetype i = 0; i < all.tasks.first().runs.size(); ++i) {
@@ -255,8 +258,8 @@ private Q_SLOTS:
         QCOMPARE(asked, names);
         QCOMPARE(day.tasks.at(1).task, tasks.at(4));
         QVERIFY(day.tasks.at(1).occurrences.isEmpty());
-        QVERIFY(Timeline::compute({tasks.at(0), tasks.at(2)}, {}, {}, berlin(2025, 3, 1, 12, 0), kBerlin)
-                    .tasks.isEmpty());
+        QVERIFY(
+            Timeline::compute({tasks.at(0), tasks.at(2)}, {}, {}, berlin(2025, 3, 1, 12, 0), kBerlin).tasks.isEmpty());
     }
 
     void dateAndCurrentHour_inTheGivenZone()
@@ -300,10 +303,10 @@ private Q_SLOTS:
     {
         const auto task = makeTask(u"t"_s, TaskSchedule::daily({TimeOfDay{0, 0}, TimeOfDay{23, 58}}));
         const QList<TaskRunRecord> runs{
-            run(berlin(2025, 3, 1, 23, 58), 30),       // yesterday, at the same minute
-            run(utc(2025, 3, 1, 23, 1), 30, 3),        // 00:01 today in Berlin
-            run(berlin(2025, 3, 2, 23, 58), 30, 0),    // today
-            run(berlin(2025, 3, 3, 0, 0), 30, 0),      // tomorrow
+            run(berlin(2025, 3, 1, 23, 58), 30),    // yesterday, at the same minute
+            run(utc(2025, 3, 1, 23, 1), 30, 3),     // 00:01 today in Berlin
+            run(berlin(2025, 3, 2, 23, 58), 30, 0), // today
+            run(berlin(2025, 3, 3, 0, 0), 30, 0),   // tomorrow
         };
         const auto day = computeWithRuns(task, runs, berlin(2025, 3, 2, 12, 0));
         const auto &row = day.tasks.first();
@@ -322,10 +325,8 @@ private Q_SLOTS:
     {
         const auto task = makeTask(u"t"_s, TaskSchedule::daily(kSix));
         const QList<TaskRunRecord> runs{
-            run(berlin(2025, 3, 1, 6, 0), 10),
-            run(berlin(2025, 3, 1, 7, 0), 150, 1),
-            run(berlin(2025, 3, 1, 8, 0), 0),
-            run(berlin(2025, 3, 1, 9, 0), -30),
+            run(berlin(2025, 3, 1, 6, 0), 10),         run(berlin(2025, 3, 1, 7, 0), 150, 1),
+            run(berlin(2025, 3, 1, 8, 0), 0),          run(berlin(2025, 3, 1, 9, 0), -30),
             run(berlin(2025, 3, 1, 10, 0), 3600, -15),
         };
         const auto day = computeWithRuns(task, runs, berlin(2025, 3, 1, 12, 0));
@@ -379,9 +380,9 @@ private Q_SLOTS:
         QList<int> shown;
         for (int i = 0; i < 300; ++i) {
             const int minute = (i * 7) % 1440;
-            ScheduledTask task = makeTask(u"t" + QString::number(i), i % 5 == 0
-                                                                      ? TaskSchedule::runAtLoad()
-                                                                      : TaskSchedule::daily({TimeOfDay{minute / 60, minute % 60}}),
+            ScheduledTask task = makeTask(u"t" + QString::number(i),
+                                          i % 5 == 0 ? TaskSchedule::runAtLoad()
+                                                     : TaskSchedule::daily({TimeOfDay{minute / 60, minute % 60}}),
                                           i % 3 != 0);
             if (task.isEnabled && i % 5 != 0) {
                 shown.append(i);
@@ -495,8 +496,8 @@ private Q_SLOTS:
         QTest::newRow("interval 86400") << qint64(86400) << none << 1 << 0 << 0 << -1;
         QTest::newRow("interval wins over calendar")
             << qint64(30) << QVariantMap{{u"Hour"_s, 9}} << 0 << -1 << -1 << -1;
-        QTest::newRow("hour 9, weekday 1") << qint64(-1) << QVariantMap{{u"Weekday"_s, 1}, {u"Hour"_s, 9}} << 1
-                                           << 540 << 540 << -1;
+        QTest::newRow("hour 9, weekday 1")
+            << qint64(-1) << QVariantMap{{u"Weekday"_s, 1}, {u"Hour"_s, 9}} << 1 << 540 << 540 << -1;
         QTest::newRow("minute only") << qint64(-1) << QVariantMap{{u"Minute"_s, 30}} << 1 << 30 << 30 << -1;
         QTest::newRow("empty calendar") << qint64(-1) << QVariantMap{{u"Day"_s, 15}} << 1 << 0 << 0 << -1;
         QTest::newRow("hour and minute") << qint64(-1)

@@ -124,7 +124,6 @@ inline QString emptyStateTitle(const ContentView &view)
     return empty ? empty->title() : QStringLiteral("<no empty state>");
 }
 
-
 // A window over the store of a fresh sandbox; the test classes take it as a base, next to QObject.
 struct Fixture {
     std::unique_ptr<UiWorld> world;

@@ -21,8 +21,8 @@ int main(int argc, char *argv[])
     const QString out = ScreenshotRun::start(argc, argv);
 
     UiWorld world;
-    world.writeTasks({UiWorld::task(u"Nightly build"_s, u"cd ~/src/app && make"_s, TaskSchedule::daily({{2, 30}}),
-                                    true)});
+    world.writeTasks(
+        {UiWorld::task(u"Nightly build"_s, u"cd ~/src/app && make"_s, TaskSchedule::daily({{2, 30}}), true)});
     auto store = world.openStore();
 
     const QString units = world.sandbox.home() + u"/.config/systemd/user"_s;

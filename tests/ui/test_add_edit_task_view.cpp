@@ -89,7 +89,8 @@ struct World {
     {
         TaskStore::Options options;
         options.tasksFile = sandbox.tasksFile();
-        options.pmsetService = std::make_shared<PmsetService>([] { return QDateTime(QDate(2025, 3, 1), QTime(10, 0)); });
+        options.pmsetService =
+            std::make_shared<PmsetService>([] { return QDateTime(QDate(2025, 3, 1), QTime(10, 0)); });
         store = std::make_unique<TaskStore>(std::move(options));
         launchctl.clearCalls();
     }
@@ -120,14 +121,10 @@ struct AddSheet {
     QPushButton *cancel;
 
     explicit AddSheet(TaskStore &store)
-        : view(store),
-          form(view.form()),
-          name(child<QLineEdit>(view, u"form-task-name"_s)),
+        : view(store), form(view.form()), name(child<QLineEdit>(view, u"form-task-name"_s)),
           command(child<QPlainTextEdit>(view, u"form-task-command"_s)),
-          type(child<QComboBox>(view, u"form-schedule-type"_s)),
-          add(child<QPushButton>(view, u"form-add-task"_s)),
-          testRun(child<QPushButton>(view, u"form-test-run"_s)),
-          cancel(child<QPushButton>(view, u"form-cancel"_s))
+          type(child<QComboBox>(view, u"form-schedule-type"_s)), add(child<QPushButton>(view, u"form-add-task"_s)),
+          testRun(child<QPushButton>(view, u"form-test-run"_s)), cancel(child<QPushButton>(view, u"form-cancel"_s))
     {
         view.setOnCreated([this](const ScheduledTask &task) { created << task; });
         view.show();

@@ -82,7 +82,8 @@ private Q_SLOTS:
         open({UiWorld::task(u"a"_s, u"true"_s)});
         QCOMPARE(emptyStateTitle(*view), u"No Selection"_s);
         auto *empty = qobject_cast<EmptyStateView *>(view->detailWidget());
-        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-description"_s)->text(), u"Select a task from the sidebar."_s);
+        QCOMPARE(empty->findChild<QLabel *>(u"empty-state-description"_s)->text(),
+                 u"Select a task from the sidebar."_s);
         QCOMPARE(empty->findChild<QLabel *>(u"empty-state-icon"_s)->accessibleName(), u"clock.badge.questionmark"_s);
         QVERIFY(!empty->actionButton());
     }
@@ -122,9 +123,10 @@ private Q_SLOTS:
 
     void systemJobs_scannedOnShow_countedInFull_andFiltered()
     {
-        world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.agent"_s,
-                        "<key>ProgramArguments</key><array><string>/usr/bin/backup</string><string>--all</string></array>"
-                        "<key>StartInterval</key><integer>600</integer>");
+        world->writeJob(
+            world->sandbox.launchAgentsDir(), u"com.example.agent"_s,
+            "<key>ProgramArguments</key><array><string>/usr/bin/backup</string><string>--all</string></array>"
+            "<key>StartInterval</key><integer>600</integer>");
         world->writeJob(world->globalAgentsDir(), u"org.other.noprogram"_s);
         world->writeJob(world->globalDaemonsDir(), u"com.moxley.task.ABC"_s); // ours: never listed
         world->writeTasks({});
@@ -279,7 +281,6 @@ private Q_SLOTS:
                  std::optional(true));
     }
 
-
     void systemJobsHeaderClicked_foldsWithoutTouchingTheSelection()
     {
         world->writeJob(world->sandbox.launchAgentsDir(), u"com.example.agent"_s);
@@ -300,7 +301,8 @@ private Q_SLOTS:
             }
             QVERIFY(header);
             const QRect rect = list->visualItemRect(header);
-            QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, QPoint(rect.left() + rect.width() / 2, rect.center().y()));
+            QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                              QPoint(rect.left() + rect.width() / 2, rect.center().y()));
         };
         clickHeader();
         QVERIFY(view->showSystemJobs());
@@ -319,7 +321,8 @@ private Q_SLOTS:
         const SidebarSection b = SidebarSection::task(store->tasks().at(1).id);
         clickRow(*view, a);
         QListWidget *list = view->sidebar()->list();
-        QTest::mouseClick(list->viewport(), Qt::RightButton, {}, list->visualItemRect(view->sidebar()->item(b)).center());
+        QTest::mouseClick(list->viewport(), Qt::RightButton, {},
+                          list->visualItemRect(view->sidebar()->item(b)).center());
         QCOMPARE(view->selection(), std::optional(a));
         QVERIFY(view->sidebar()->item(a)->isSelected());
         QVERIFY(!view->sidebar()->item(b)->isSelected());
@@ -342,8 +345,11 @@ private Q_SLOTS:
             const QRect inViewport(widget->mapTo(viewport, QPoint(0, 0)), widget->size());
             QVERIFY2(viewport->rect().contains(inViewport),
                      qPrintable(u"%1 at %2,%3 %4x%5 in a viewport %6 wide"_s.arg(name)
-                                    .arg(inViewport.x()).arg(inViewport.y()).arg(inViewport.width())
-                                    .arg(inViewport.height()).arg(viewport->width())));
+                                    .arg(inViewport.x())
+                                    .arg(inViewport.y())
+                                    .arg(inViewport.width())
+                                    .arg(inViewport.height())
+                                    .arg(viewport->width())));
             QVERIFY2(widget->width() >= widget->minimumSizeHint().width(), qPrintable(name));
         }
     }

@@ -85,9 +85,11 @@ private Q_SLOTS:
         const ScheduledTask off = UiWorld::task(u"off"_s, u"true"_s);
         open({on, off});
         std::unique_ptr<QMenu> onMenu(view->createContextMenu(on, view.get()));
-        QCOMPARE(menuTexts(onMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Run Now"_s, u"Disable"_s, u"Delete"_s}));
+        QCOMPARE(menuTexts(onMenu.get()),
+                 (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Run Now"_s, u"Disable"_s, u"Delete"_s}));
         std::unique_ptr<QMenu> offMenu(view->createContextMenu(off, view.get()));
-        QCOMPARE(menuTexts(offMenu.get()), (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Run Now"_s, u"Enable"_s, u"Delete"_s}));
+        QCOMPARE(menuTexts(offMenu.get()),
+                 (QStringList{u"Edit..."_s, u"Duplicate"_s, u"Run Now"_s, u"Enable"_s, u"Delete"_s}));
 
         triggerMenu(*view, off, u"Enable"_s);
         QVERIFY(store->task(off.id)->isEnabled);
@@ -129,7 +131,8 @@ private Q_SLOTS:
         QCOMPARE(MessageBox::history().size(), 1);
         const MessageBox::Shown shown = MessageBox::history().last();
         QCOMPARE(shown.title, u"Delete Task"_s);
-        QCOMPARE(shown.text, u"Are you sure you want to delete \"Say \"hi\"\"? This will also remove the launchd job."_s);
+        QCOMPARE(shown.text,
+                 u"Are you sure you want to delete \"Say \"hi\"\"? This will also remove the launchd job."_s);
         QCOMPARE(shown.buttons, (QStringList{u"Cancel"_s, u"Delete"_s}));
         QCOMPARE(store->tasks().size(), 2);
         QCOMPARE(view->selection(), std::optional(SidebarSection::task(quoted.id)));

@@ -41,7 +41,10 @@ bool near(const QColor &a, const QColor &b, int tolerance = 8)
            qAbs(a.blue() - b.blue()) <= tolerance;
 }
 
-QString describe(const QColor &c) { return QString::asprintf("rgb(%d,%d,%d)", c.red(), c.green(), c.blue()); }
+QString describe(const QColor &c)
+{
+    return QString::asprintf("rgb(%d,%d,%d)", c.red(), c.green(), c.blue());
+}
 
 } // namespace
 
@@ -90,8 +93,8 @@ class DayTimelineViewTest : public QObject
     QColor pixel(const TimelineItemView *row, double minute, int offset = 1) const
     {
         const QRectF area = row->timeArea();
-        const QPoint inView = row->mapTo(view.get(), QPoint(int(std::floor(row->xForMinute(minute))) + offset,
-                                                            int(area.center().y())));
+        const QPoint inView =
+            row->mapTo(view.get(), QPoint(int(std::floor(row->xForMinute(minute))) + offset, int(area.center().y())));
         return image.pixelColor(inView);
     }
 
@@ -250,8 +253,8 @@ private Q_SLOTS:
         render();
         const QRectF area = rows.at(1)->timeArea();
         auto at = [&](const SystemJobTimelineItemView *row, double minute) {
-            return image.pixelColor(row->mapTo(view.get(), QPoint(int(std::floor(row->xForMinute(minute))) + 1,
-                                                                   int(area.center().y()))));
+            return image.pixelColor(
+                row->mapTo(view.get(), QPoint(int(std::floor(row->xForMinute(minute))) + 1, int(area.center().y()))));
         };
         const QColor track = at(rows.at(1), 1000);
         QVERIFY(!near(at(rows.at(1), 570), track, 20)); // 9:30
@@ -266,7 +269,8 @@ private Q_SLOTS:
     {
         QList<ScheduledTask> tasks;
         for (int i = 0; i < 100; ++i) {
-            tasks << UiWorld::task(u"Task "_s + QString::number(i), u"true"_s, TaskSchedule::daily({{i % 24, 0}}), true);
+            tasks << UiWorld::task(u"Task "_s + QString::number(i), u"true"_s, TaskSchedule::daily({{i % 24, 0}}),
+                                   true);
         }
         open(tasks);
         QCOMPARE(view->day().tasks.size(), 100);

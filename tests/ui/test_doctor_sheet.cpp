@@ -87,7 +87,8 @@ private Q_SLOTS:
         QCOMPARE(labelText(sheet, u"doctor-note"_s),
                  u"The scheduler could not be asked (launchctl is a stand-in here), so the scheduled side is its "
                  "documented default environment: PATH=/usr/bin:/bin:/usr/sbin:/sbin, working folder /"_s);
-        QVERIFY(labelText(sheet, u"doctor-scheduled"_s).startsWith(u"PATH=/usr/bin:/bin:/usr/sbin:/sbin\nshell: bash\n"_s));
+        QVERIFY(
+            labelText(sheet, u"doctor-scheduled"_s).startsWith(u"PATH=/usr/bin:/bin:/usr/sbin:/sbin\nshell: bash\n"_s));
 
         QTest::mouseClick(visibleChild<QPushButton>(sheet, u"doctor-close"_s), Qt::LeftButton);
         QTRY_VERIFY(!view.findChild<DoctorSheet *>());
@@ -154,7 +155,8 @@ private Q_SLOTS:
 
     void splitFix_takesTheTextAfterTheLastSemicolon()
     {
-        QCOMPARE(DoctorSheet::splitFix(u"a; b; run chmod +x x"_s), (QPair<QString, QString>{u"a; b."_s, u"Run chmod +x x."_s}));
+        QCOMPARE(DoctorSheet::splitFix(u"a; b; run chmod +x x"_s),
+                 (QPair<QString, QString>{u"a; b."_s, u"Run chmod +x x."_s}));
         QCOMPARE(DoctorSheet::splitFix(u"no fix here"_s), (QPair<QString, QString>{u"no fix here"_s, QString()}));
     }
 };

@@ -51,7 +51,9 @@ struct Setup {
             keychain->items.insert(storedAccount.trimmed(), u"old password"_s);
         }
         view = std::make_unique<GmailSetupView>(keychain, settings);
-        view->setOnComplete([this](const QString &snippet, const QString &name) { completions.append({snippet, name}); });
+        view->setOnComplete([this](const QString &snippet, const QString &name) {
+            completions.append({snippet, name});
+        });
         view->setUrlOpener([this](const QUrl &url) { opened.append(url); });
         view->show();
         if (!QTest::qWaitForWindowExposed(view.get())) {
@@ -138,8 +140,7 @@ private Q_SLOTS:
         }
         QCOMPARE(steps, (QStringList{u"1. Go to your Google Account security settings"_s,
                                      u"2. Ensure 2-Step Verification is enabled"_s,
-                                     u"3. Visit the App Passwords page"_s,
-                                     u"4. Enter app name (e.g. \"Moxley\")"_s,
+                                     u"3. Visit the App Passwords page"_s, u"4. Enter app name (e.g. \"Moxley\")"_s,
                                      u"5. Copy the generated 16-character password"_s,
                                      u"6. Paste it here — it will be stored in your Mac's Keychain"_s}));
         auto *open = child<QPushButton>(view, u"gmail-open-app-passwords"_s);
@@ -168,7 +169,8 @@ private Q_SLOTS:
         QCOMPARE(setup.completions.first().first,
                  MailSnippet::build({u"me@gmail.com"_s, u"you@x.org"_s, u"Say \"hi\""_s, u"Report is ready."_s}));
         QCOMPARE(setup.completions.first().second, u"Email: Say \"hi\""_s);
-        QCOMPARE(setup.keychain->saves, (QList<QPair<QString, QString>>{{u"me@gmail.com"_s, u"abcd efgh ijkl mnop"_s}}));
+        QCOMPARE(setup.keychain->saves,
+                 (QList<QPair<QString, QString>>{{u"me@gmail.com"_s, u"abcd efgh ijkl mnop"_s}}));
         QCOMPARE(setup.settings->value(u"gmail_account"_s).toString(), u"me@gmail.com"_s);
         QVERIFY(!setup.view->isVisible());
         QCOMPARE(setup.view->result(), int(QDialog::Accepted));
@@ -279,7 +281,9 @@ private Q_SLOTS:
         for (QPushButton *button : setup.view->findChildren<QPushButton *>()) {
             if (button->isVisible()) {
                 QVERIFY2(button->height() >= button->minimumSizeHint().height(),
-                         qPrintable(u"%1: %2 < %3"_s.arg(button->text()).arg(button->height()).arg(button->minimumSizeHint().height())));
+                         qPrintable(u"%1: %2 < %3"_s.arg(button->text())
+                                        .arg(button->height())
+                                        .arg(button->minimumSizeHint().height())));
             }
         }
         QVERIFY2(error->height() >= error->heightForWidth(error->width()),

@@ -9,16 +9,40 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // Every symbol name the interface uses; each must ship.
-const QStringList kUsedSymbols{
-    u"clock.badge.checkmark"_s, u"gearshape.2"_s, u"plus.circle.fill"_s, u"checkmark.circle.fill"_s,
-    u"circle"_s, u"calendar.badge.clock"_s, u"clock.badge.questionmark"_s, u"plus"_s,
-    u"square.and.arrow.up"_s, u"trash"_s, u"envelope"_s, u"sparkles.rectangle.stack"_s,
-    u"minus.circle"_s, u"plus.circle"_s, u"play.fill"_s, u"pencil"_s, u"doc.on.doc"_s,
-    u"terminal"_s, u"checkmark"_s, u"folder.badge.gearshape"_s, u"power"_s,
-    u"exclamationmark.triangle"_s, u"list.bullet.rectangle"_s, u"arrow.clockwise"_s,
-    u"xmark.circle.fill"_s, u"doc.text"_s, u"doc.text.fill"_s, u"folder"_s, u"xmark.circle"_s,
-    u"checkmark.circle"_s, u"play.circle"_s, u"arrow.clockwise.circle"_s, u"timer"_s,
-    u"tablecells.badge.clock"_s};
+const QStringList kUsedSymbols{u"clock.badge.checkmark"_s,
+                               u"gearshape.2"_s,
+                               u"plus.circle.fill"_s,
+                               u"checkmark.circle.fill"_s,
+                               u"circle"_s,
+                               u"calendar.badge.clock"_s,
+                               u"clock.badge.questionmark"_s,
+                               u"plus"_s,
+                               u"square.and.arrow.up"_s,
+                               u"trash"_s,
+                               u"envelope"_s,
+                               u"sparkles.rectangle.stack"_s,
+                               u"minus.circle"_s,
+                               u"plus.circle"_s,
+                               u"play.fill"_s,
+                               u"pencil"_s,
+                               u"doc.on.doc"_s,
+                               u"terminal"_s,
+                               u"checkmark"_s,
+                               u"folder.badge.gearshape"_s,
+                               u"power"_s,
+                               u"exclamationmark.triangle"_s,
+                               u"list.bullet.rectangle"_s,
+                               u"arrow.clockwise"_s,
+                               u"xmark.circle.fill"_s,
+                               u"doc.text"_s,
+                               u"doc.text.fill"_s,
+                               u"folder"_s,
+                               u"xmark.circle"_s,
+                               u"checkmark.circle"_s,
+                               u"play.circle"_s,
+                               u"arrow.clockwise.circle"_s,
+                               u"timer"_s,
+                               u"tablecells.badge.clock"_s};
 
 int countPixels(const QImage &image, const QColor &color)
 {

@@ -17,7 +17,8 @@ namespace {
 QByteArray plist(const QByteArray &body)
 {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
            "<plist version=\"1.0\"><dict>" +
            body + "</dict></plist>\n";
 }
@@ -103,13 +104,14 @@ private Q_SLOTS:
         QCOMPARE(labelText(view, u"job-detail-command"_s), u"(unknown)"_s);
         QCOMPARE(labelText(view, u"job-detail-schedule"_s), u"Manual"_s);
         // Missing output paths keep their rows, empty.
-        QCOMPARE(pathRows(view), (QStringList{u"Stdout="_s, u"Stderr="_s,
-                                              u"Plist=/Library/LaunchAgents/com.example.job.plist"_s}));
+        QCOMPARE(pathRows(view),
+                 (QStringList{u"Stdout="_s, u"Stderr="_s, u"Plist=/Library/LaunchAgents/com.example.job.plist"_s}));
     }
 
     void detail_programWithoutArguments()
     {
-        LaunchdJobDetailView view(job("<key>Label</key><string>a</string><key>Program</key><string>/bin/true</string>"));
+        LaunchdJobDetailView view(
+            job("<key>Label</key><string>a</string><key>Program</key><string>/bin/true</string>"));
         QCOMPARE(labelText(view, u"job-detail-command"_s), u"/bin/true"_s);
     }
 
@@ -141,11 +143,13 @@ private Q_SLOTS:
 
     void detail_rawPlist_indentsWithFourColumnTabs()
     {
-        LaunchdJobDetailView view(job("<key>Label</key><string>com.example.nested</string>"
-                                      "<key>StartCalendarInterval</key><dict><key>Hour</key><integer>6</integer></dict>"));
+        LaunchdJobDetailView view(
+            job("<key>Label</key><string>com.example.nested</string>"
+                "<key>StartCalendarInterval</key><dict><key>Hour</key><integer>6</integer></dict>"));
         const QString raw = labelText(view, u"job-detail-raw"_s);
         QVERIFY2(!raw.contains(u'\t'), qPrintable(raw));
-        QVERIFY2(raw.contains(u"\n    <key>StartCalendarInterval</key>\n    <dict>\n        <key>Hour</key>"_s), qPrintable(raw));
+        QVERIFY2(raw.contains(u"\n    <key>StartCalendarInterval</key>\n    <dict>\n        <key>Hour</key>"_s),
+                 qPrintable(raw));
     }
 
     void expandTabs_stopsEveryFourColumns()

@@ -55,8 +55,9 @@ private Q_SLOTS:
         QVERIFY(label);
         QCOMPARE(label->text(), text);
         const QFontMetrics metrics(label->font());
-        QVERIFY2(label->width() >= metrics.horizontalAdvance(text),
-                 qPrintable(u"label %1 px for a text of %2 px"_s.arg(label->width()).arg(metrics.horizontalAdvance(text))));
+        QVERIFY2(
+            label->width() >= metrics.horizontalAdvance(text),
+            qPrintable(u"label %1 px for a text of %2 px"_s.arg(label->width()).arg(metrics.horizontalAdvance(text))));
     }
 };
 

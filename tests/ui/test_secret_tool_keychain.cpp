@@ -27,8 +27,9 @@ private Q_SLOTS:
         Sandbox sandbox;
         SecretToolKeychain keychain(writeSecretToolStandIn(sandbox));
         QCOMPARE(keychain.save(u"me@gmail.com"_s, u"abcd efgh ijkl mnop"_s), std::nullopt);
-        const QString lookup = u"'" % sandbox.root() % u"/bin/secret-tool' lookup service com.moxley.gmail account "
-                                                       u"me@gmail.com";
+        const QString lookup = u"'" % sandbox.root() %
+                               u"/bin/secret-tool' lookup service com.moxley.gmail account "
+                               u"me@gmail.com";
         const auto result = sandbox.run(u"/bin/sh"_s, {u"-c"_s, lookup});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.out, QByteArray("abcd efgh ijkl mnop"));
@@ -46,8 +47,9 @@ private Q_SLOTS:
         QVERIFY(!missing.hasCredentials(u"a@gmail.com"_s));
 
         const QString failing = sandbox.root() + u"/bin/failing"_s;
-        Sandbox::writeFile(failing, "#!/bin/sh\ncat >/dev/null\necho 'Cannot create an item in a locked collection' >&2\nexit 1\n",
-                           0755);
+        Sandbox::writeFile(
+            failing, "#!/bin/sh\ncat >/dev/null\necho 'Cannot create an item in a locked collection' >&2\nexit 1\n",
+            0755);
         const auto error = SecretToolKeychain(failing).save(u"a@gmail.com"_s, u"x"_s);
         QCOMPARE(error, std::optional<QString>(u"Cannot create an item in a locked collection"_s));
     }

@@ -54,7 +54,7 @@ private Q_SLOTS:
         const QString lookup = MailSnippet::passwordCommand(u"me@gmail.com"_s, MailSnippet::Platform::macOS);
         QCOMPARE(lookup, u"security find-generic-password -s com.moxley.gmail -a me@gmail.com -w"_s);
         const auto result = sandbox.run(u"/bin/bash"_s, {u"-c"_s, u"PATH='"_s + QFileInfo(tool).path() +
-                                                                       u"':$PATH; echo \"$("_s + lookup + u")\""_s});
+                                                                      u"':$PATH; echo \"$("_s + lookup + u")\""_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(QString::fromUtf8(result.out), kPassword + u"\n"_s);
     }
@@ -66,9 +66,8 @@ private Q_SLOTS:
         SecurityToolKeychain keychain(tool);
         QCOMPARE(keychain.save(u"me@gmail.com"_s, u"first"_s), std::nullopt);
         QCOMPARE(keychain.save(u"me@gmail.com"_s, u"second"_s), std::nullopt);
-        const auto result =
-            sandbox.run(tool, {u"find-generic-password"_s, u"-s"_s, u"com.moxley.gmail"_s, u"-a"_s, u"me@gmail.com"_s,
-                               u"-w"_s});
+        const auto result = sandbox.run(
+            tool, {u"find-generic-password"_s, u"-s"_s, u"com.moxley.gmail"_s, u"-a"_s, u"me@gmail.com"_s, u"-w"_s});
         QCOMPARE(result.out, QByteArray("second\n"));
     }
 

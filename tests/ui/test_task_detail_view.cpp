@@ -109,7 +109,8 @@ private Q_SLOTS:
 
     void header_nameStatusAndEnabledSwitch()
     {
-        const ScheduledTask task = UiWorld::task(u"Backup"_s, u"tar czf a.tgz ."_s, TaskSchedule::daily({{9, 0}}), true);
+        const ScheduledTask task =
+            UiWorld::task(u"Backup"_s, u"tar czf a.tgz ."_s, TaskSchedule::daily({{9, 0}}), true);
         open(task);
         QCOMPARE(text(u"detail-name"_s), u"Backup"_s);
         QCOMPARE(text(u"detail-status"_s), u"Active"_s);
@@ -223,7 +224,8 @@ private Q_SLOTS:
         QCOMPARE(TaskDetailView::detectShell(u"echo hi\n"_s), u"Unknown"_s);
         QCOMPARE(TaskDetailView::detectShell(u"#!/bin/bash\necho hi\n"_s), u"bash"_s);
         QCOMPARE(TaskDetailView::detectShell(u"#!/bin/zsh\nsource ~/.zprofile\n"_s), u"zsh (with shell profile)"_s);
-        QCOMPARE(TaskDetailView::detectShell(u"#!/bin/zsh\nsource ~/.zshrc 2>/dev/null\n"_s), u"zsh (with shell profile)"_s);
+        QCOMPARE(TaskDetailView::detectShell(u"#!/bin/zsh\nsource ~/.zshrc 2>/dev/null\n"_s),
+                 u"zsh (with shell profile)"_s);
         QCOMPARE(TaskDetailView::detectShell(u"#!/usr/local/bin/fish"_s), u"fish"_s);
         // A script written by hand shows what its first line says.
         const ScheduledTask task = UiWorld::task(u"t"_s, u"true"_s);
@@ -265,7 +267,8 @@ private Q_SLOTS:
         // Oldest of the ten first; the last one failed.
         const QList<QLabel *> dates = view->widget()->findChildren<QLabel *>(u"detail-run-date"_s);
         QCOMPARE(dates.size(), 10);
-        const QDateTime third = QDateTime(QDate(2025, 3, 1), QTime(6, 0), QTimeZone::utc()).addSecs(2 * 3600).toLocalTime();
+        const QDateTime third =
+            QDateTime(QDate(2025, 3, 1), QTime(6, 0), QTimeZone::utc()).addSecs(2 * 3600).toLocalTime();
         const QLocale locale;
         QCOMPARE(dates.first()->text(), locale.toString(third.date(), QLocale::ShortFormat) % u' ' %
                                             locale.toString(third.time(), QLocale::ShortFormat));
@@ -305,7 +308,8 @@ private Q_SLOTS:
         writeLog(task, numberedLines(31));
         refresh();
         QCOMPARE(text(u"detail-log-text"_s), joinedLines(2, 31));
-        QCOMPARE(visibleChild<QPushButton>(view.get(), u"detail-show-full-log"_s)->text(), u"Show full log (31 lines)"_s);
+        QCOMPARE(visibleChild<QPushButton>(view.get(), u"detail-show-full-log"_s)->text(),
+                 u"Show full log (31 lines)"_s);
     }
 
     void output_fiveHundredLines_lastThirtyInPlace_fullLogReadsAll()
@@ -351,7 +355,8 @@ private Q_SLOTS:
         QVERIFY(runNow->isEnabled());
         world->launchctl.clearCalls();
         QTest::mouseClick(runNow, Qt::LeftButton);
-        const QString target = u"gui/"_s + QString::number(::getuid()) + u"/com.moxley.task."_s + ScheduledTask::fullId(task.id);
+        const QString target =
+            u"gui/"_s + QString::number(::getuid()) + u"/com.moxley.task."_s + ScheduledTask::fullId(task.id);
         QCOMPARE(world->launchctl.calls(), (QList<QStringList>{{u"kickstart"_s, target}}));
         QVERIFY(!store->lastError());
 
@@ -375,7 +380,8 @@ private Q_SLOTS:
         if (expected <= QDateTime::currentDateTime()) {
             expected = expected.addDays(1);
         }
-        QCOMPARE(text(u"detail-next-run"_s), u"Next run: "_s + QLocale::c().toString(expected, u"ddd d MMM yyyy, H:mm"_s));
+        QCOMPARE(text(u"detail-next-run"_s),
+                 u"Next run: "_s + QLocale::c().toString(expected, u"ddd d MMM yyyy, H:mm"_s));
     }
 };
 

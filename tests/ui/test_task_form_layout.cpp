@@ -61,9 +61,10 @@ private Q_SLOTS:
         measure(u"Monthly"_s, child<QCheckBox>(form, u"form-login-shell"_s), u"form-login-shell-caption"_s);
         // Even to a pixel: rounding in the layout may move one by that much.
         for (const auto &[name, gap] : gaps) {
-            QVERIFY2(std::abs(gap - gaps.constFirst().second) <= 1,
-                     qPrintable(u"%1: %2 px, %3: %4 px"_s.arg(name).arg(gap).arg(gaps.constFirst().first)
-                                    .arg(gaps.constFirst().second)));
+            QVERIFY2(std::abs(gap - gaps.constFirst().second) <= 1, qPrintable(u"%1: %2 px, %3: %4 px"_s.arg(name)
+                                                                                   .arg(gap)
+                                                                                   .arg(gaps.constFirst().first)
+                                                                                   .arg(gaps.constFirst().second)));
             QVERIFY2(gap >= 0 && gap <= 6, qPrintable(u"%1: %2 px"_s.arg(name).arg(gap)));
         }
     }

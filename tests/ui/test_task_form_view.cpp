@@ -16,10 +16,10 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QToolButton>
-#include <QScopeGuard>
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
@@ -159,8 +159,8 @@ private Q_SLOTS:
         for (QLabel *label : form.findChildren<QLabel *>()) {
             labels << label->text();
         }
-        for (const QString &expected : {u"Task Name"_s, u"Command"_s, u"Type"_s, u"Working Directory"_s,
-                                        u".env File"_s, u"Interval"_s, u"When"_s, u"Day"_s}) {
+        for (const QString &expected : {u"Task Name"_s, u"Command"_s, u"Type"_s, u"Working Directory"_s, u".env File"_s,
+                                        u"Interval"_s, u"When"_s, u"Day"_s}) {
             QVERIFY2(labels.contains(expected), qPrintable(expected));
         }
     }
@@ -205,15 +205,15 @@ private Q_SLOTS:
         QCOMPARE(items(child<QComboBox>(form, u"form-monthly-type"_s)),
                  (QStringList{u"Specific day"_s, u"Last day of month"_s, u"Nth weekday"_s}));
         QCOMPARE(items(child<QComboBox>(form, u"form-interval"_s)),
-                 (QStringList{u"Every 1 min"_s, u"Every 2 min"_s, u"Every 3 min"_s, u"Every 5 min"_s,
-                              u"Every 10 min"_s, u"Every 15 min"_s, u"Every 20 min"_s, u"Every 30 min"_s,
-                              u"Every 45 min"_s, u"Every 1 hour"_s, u"Every 1h 30m"_s, u"Every 2 hours"_s,
-                              u"Every 3 hours"_s, u"Every 6 hours"_s, u"Every 12 hours"_s, u"Every 24 hours"_s}));
+                 (QStringList{u"Every 1 min"_s, u"Every 2 min"_s, u"Every 3 min"_s, u"Every 5 min"_s, u"Every 10 min"_s,
+                              u"Every 15 min"_s, u"Every 20 min"_s, u"Every 30 min"_s, u"Every 45 min"_s,
+                              u"Every 1 hour"_s, u"Every 1h 30m"_s, u"Every 2 hours"_s, u"Every 3 hours"_s,
+                              u"Every 6 hours"_s, u"Every 12 hours"_s, u"Every 24 hours"_s}));
         QCOMPARE(items(child<QComboBox>(form, u"form-nth-week"_s)),
                  (QStringList{u"1st"_s, u"2nd"_s, u"3rd"_s, u"4th"_s}));
         QCOMPARE(items(child<QComboBox>(form, u"form-nth-weekday"_s)),
-                 (QStringList{u"Sunday"_s, u"Monday"_s, u"Tuesday"_s, u"Wednesday"_s, u"Thursday"_s,
-                              u"Friday"_s, u"Saturday"_s}));
+                 (QStringList{u"Sunday"_s, u"Monday"_s, u"Tuesday"_s, u"Wednesday"_s, u"Thursday"_s, u"Friday"_s,
+                              u"Saturday"_s}));
         QStringList days;
         for (int day = 1; day <= 31; ++day) {
             days << QString::number(day);
@@ -470,8 +470,7 @@ private Q_SLOTS:
                  u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using unknown."_s);
         qunsetenv("SHELL");
         click(child<QCheckBox>(form, u"form-login-shell"_s));
-        QCOMPARE(caption->text(),
-                 u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using unknown."_s);
+        QCOMPARE(caption->text(), u"Load your shell profile to inherit env vars (e.g. $PATH, $HOME). Using unknown."_s);
         qputenv("SHELL", "/opt/homebrew/bin/fish");
         click(child<QCheckBox>(form, u"form-login-shell"_s));
         click(child<QCheckBox>(form, u"form-login-shell"_s));
@@ -551,9 +550,8 @@ private Q_SLOTS:
         QTest::keyClicks(child<QLineEdit>(*setup, u"gmail-to"_s), u"you@x.org"_s);
         click(child<QPushButton>(*setup, u"gmail-use-template"_s));
 
-        QCOMPARE(form.fields().command,
-                 MailSnippet::build({u"me@gmail.com"_s, u"you@x.org"_s, u"Daily Reminder"_s,
-                                     u"Don't forget to check the report."_s}));
+        QCOMPARE(form.fields().command, MailSnippet::build({u"me@gmail.com"_s, u"you@x.org"_s, u"Daily Reminder"_s,
+                                                            u"Don't forget to check the report."_s}));
         QCOMPARE(form.fields().name, u"Email: Daily Reminder"_s);
         QCOMPARE(keychain->items.value(u"me@gmail.com"_s), u"abcd efgh ijkl mnop"_s);
         QTRY_VERIFY(!form.findChild<GmailSetupView *>());

@@ -68,8 +68,9 @@ class TaskGlanceTest : public QObject
         world->writeTasks({task});
         store = world->openStore();
         installAt(task, utc(3, 1, 0));
-        Sandbox::writeFile(store->launchdService().runsPath(task),
-                           (runLine(utc(3, 2, 11, 40), 0) + runLine(utc(3, 4, 9), 0) + runLine(utc(3, 5, 9), 2)).toUtf8());
+        Sandbox::writeFile(
+            store->launchdService().runsPath(task),
+            (runLine(utc(3, 2, 11, 40), 0) + runLine(utc(3, 4, 9), 0) + runLine(utc(3, 5, 9), 2)).toUtf8());
         return task;
     }
 
@@ -185,7 +186,8 @@ private Q_SLOTS:
         QCOMPARE(texts(&section, u"glance-next-runs"_s),
                  QStringList{u"Thu 6 Mar 09:00 (in 18 h 30 min)\nFri 7 Mar 09:00 (in 1 d 18 h)\n"
                              u"Sat 8 Mar 09:00 (in 2 d 18 h)"_s});
-        QCOMPARE(texts(&section, u"glance-last-result"_s), QStringList{u"Failed with exit status 2, Wed 5 Mar 09:00"_s});
+        QCOMPARE(texts(&section, u"glance-last-result"_s),
+                 QStringList{u"Failed with exit status 2, Wed 5 Mar 09:00"_s});
         QCOMPARE(texts(&section, u"glance-missed-time"_s), (QStringList{u"Mon 3 Mar 09:00"_s, u"Sat 1 Mar 09:00"_s}));
         QCOMPARE(texts(&section, u"glance-missed-reason"_s),
                  (QStringList{u"the computer was asleep"_s, u"the computer was off"_s}));
@@ -196,8 +198,7 @@ private Q_SLOTS:
     {
         const ScheduledTask task = openBusyTask();
         TaskGlanceSection section(statusOf(task), {}, UiWorld::now(), QTimeZone::utc());
-        QCOMPARE(texts(&section, u"glance-missed-reason"_s),
-                 (QStringList{u"no run recorded"_s, u"no run recorded"_s}));
+        QCOMPARE(texts(&section, u"glance-missed-reason"_s), (QStringList{u"no run recorded"_s, u"no run recorded"_s}));
     }
 
     void section_neverRunDisabledTask_saysSo()
@@ -219,7 +220,8 @@ private Q_SLOTS:
         view.resize(700, 900);
         view.show();
         QVERIFY(visibleChild<QWidget>(&view, u"glance-section"_s));
-        QCOMPARE(visibleChild<QLabel>(&view, u"glance-last-result"_s)->text().left(26), u"Failed with exit status 2,"_s);
+        QCOMPARE(visibleChild<QLabel>(&view, u"glance-last-result"_s)->text().left(26),
+                 u"Failed with exit status 2,"_s);
     }
 
     void timeline_missedOccurrence_drawnHollowRedWithReasonInTooltip()

@@ -134,9 +134,8 @@ private Q_SLOTS:
 
     void manyRuns_allEndCleanly_noneOutlivesItsSheet()
     {
-        const int runs = qEnvironmentVariableIsSet("MOXLEY_STRESS_RUNS")
-                             ? qEnvironmentVariableIntValue("MOXLEY_STRESS_RUNS")
-                             : 100;
+        const int runs =
+            qEnvironmentVariableIsSet("MOXLEY_STRESS_RUNS") ? qEnvironmentVariableIntValue("MOXLEY_STRESS_RUNS") : 100;
         QVERIFY(runs > 0);
         QElapsedTimer clock;
         clock.start();
@@ -157,9 +156,10 @@ private:
     void runOnce(int run, const Plan &plan)
     {
         // The report's command: two lines, the second one sleeping when the run is a long one.
-        const QString command = plan.longRun
-                                    ? u"echo \"$GREETING run\"\nfor i in 1 2 3 4 5 6 7 8; do echo line $i; sleep 0.1; done; echo done"_s
-                                    : u"echo \"$GREETING run\"\necho done"_s;
+        const QString command =
+            plan.longRun
+                ? u"echo \"$GREETING run\"\nfor i in 1 2 3 4 5 6 7 8; do echo line $i; sleep 0.1; done; echo done"_s
+                : u"echo \"$GREETING run\"\necho done"_s;
         // The sheet's parent stands for the New Task sheet, as in the app.
         auto parent = std::make_unique<QDialog>();
         parent->show();
@@ -198,7 +198,8 @@ private:
             if (plan.stop && plan.longRun) {
                 QVERIFY2(exitCode != 0, qPrintable(u"run %1 stopped, yet exit %2"_s.arg(run).arg(exitCode)));
             } else {
-                QVERIFY2(exitCode == 0, qPrintable(u"run %1: exit %2, output:\n%3"_s.arg(run).arg(exitCode).arg(output->toPlainText())));
+                QVERIFY2(exitCode == 0, qPrintable(u"run %1: exit %2, output:\n%3"_s.arg(run).arg(exitCode).arg(
+                                            output->toPlainText())));
                 QVERIFY(output->toPlainText().endsWith(u"done\n"_s));
             }
             QTest::keyClick(sheet, Qt::Key_Escape);

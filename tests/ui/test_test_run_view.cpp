@@ -1,7 +1,7 @@
 #include "Sandbox.h"
 #include "runner/TaskRunner.h"
-#include "ui/ViewStyle.h"
 #include "ui/TestRunView.h"
+#include "ui/ViewStyle.h"
 
 #include <QElapsedTimer>
 #include <QFontDatabase>
@@ -38,12 +38,9 @@ struct Sheet {
 
     explicit Sheet(const QString &command, std::optional<QString> directory = std::nullopt)
         : view(command, std::move(directory), std::nullopt, false),
-          output(child<QPlainTextEdit>(view, u"test-run-output"_s)),
-          exitLabel(child<QLabel>(view, u"test-run-exit"_s)),
-          exitIcon(child<QLabel>(view, u"test-run-exit-icon"_s)),
-          running(child<QLabel>(view, u"test-run-running"_s)),
-          stop(child<QPushButton>(view, u"test-run-stop"_s)),
-          close(child<QPushButton>(view, u"test-run-close"_s)),
+          output(child<QPlainTextEdit>(view, u"test-run-output"_s)), exitLabel(child<QLabel>(view, u"test-run-exit"_s)),
+          exitIcon(child<QLabel>(view, u"test-run-exit-icon"_s)), running(child<QLabel>(view, u"test-run-running"_s)),
+          stop(child<QPushButton>(view, u"test-run-stop"_s)), close(child<QPushButton>(view, u"test-run-close"_s)),
           runAgain(child<QPushButton>(view, u"test-run-again"_s))
     {
         view.show();
@@ -243,9 +240,7 @@ private Q_SLOTS:
         QElapsedTimer sinceTick;
         QTimer ticker;
         ticker.setInterval(10);
-        connect(&ticker, &QTimer::timeout, this, [&] {
-            longestGap = std::max(longestGap, sinceTick.restart());
-        });
+        connect(&ticker, &QTimer::timeout, this, [&] { longestGap = std::max(longestGap, sinceTick.restart()); });
         Sheet sheet(u"seq 1 1000000"_s);
         sinceTick.start();
         ticker.start();

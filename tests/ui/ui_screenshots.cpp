@@ -38,8 +38,8 @@ int main(int argc, char *argv[])
     const QDateTime now = QDateTime::currentDateTime();
     world.pmset.setOutput("Repeating power events:\n  wakepoweron at 2:25AM every day\n", u"-g"_s);
 
-    ScheduledTask build = UiWorld::task(u"Nightly build"_s, u"cd ~/src/app && npm run build"_s,
-                                        TaskSchedule::daily({{2, 30}}), true);
+    ScheduledTask build =
+        UiWorld::task(u"Nightly build"_s, u"cd ~/src/app && npm run build"_s, TaskSchedule::daily({{2, 30}}), true);
     build.workingDirectory = u"/Users/sam/src/app"_s;
     build.envFilePath = u"/Users/sam/src/app/.env"_s;
     build.wakeBeforeRun = true;

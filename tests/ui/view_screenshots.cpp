@@ -4,6 +4,7 @@
 #include "Sandbox.h"
 #include "StandInTool.h"
 #include "launchd/PmsetService.h"
+#include "runner/TaskRunner.h"
 #include "store/TaskStore.h"
 #include "ui/AddTaskView.h"
 #include "ui/EditTaskView.h"
@@ -11,7 +12,6 @@
 #include "ui/ShortcutsPickerView.h"
 #include "ui/TaskFormView.h"
 #include "ui/TestRunView.h"
-#include "runner/TaskRunner.h"
 
 #include <QApplication>
 #include <QComboBox>

@@ -24,10 +24,10 @@ class Server : public QObject, protected QDBusContext
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
 
-  public:
+public:
     explicit Server(QString recordFile) : m_recordFile(std::move(recordFile)) {}
 
-  public Q_SLOTS:
+public Q_SLOTS:
     QStringList GetCapabilities() { return {u"actions"_s, u"body"_s}; }
 
     QString GetServerInformation(QString &vendor, QString &version, QString &protocolVersion)
@@ -61,11 +61,11 @@ class Server : public QObject, protected QDBusContext
 
     void CloseNotification(uint id) { Q_EMIT NotificationClosed(id, 3); }
 
-  Q_SIGNALS:
+Q_SIGNALS:
     void ActionInvoked(uint id, const QString &actionKey);
     void NotificationClosed(uint id, uint reason);
 
-  private:
+private:
     QString m_recordFile;
     uint m_lastId = 0;
 };
@@ -75,13 +75,13 @@ class Control : public QObject
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.moxley.TestNotifications")
 
-  public:
+public:
     explicit Control(Server &server) : m_server(server) {}
 
-  public Q_SLOTS:
+public Q_SLOTS:
     void Click(uint id) { Q_EMIT m_server.ActionInvoked(id, u"default"_s); }
 
-  private:
+private:
     Server &m_server;
 };
 

@@ -22,9 +22,9 @@ CFNotificationCenterRef CFNotificationCenterGetDistributedCenter(void);
 void CFNotificationCenterAddObserver(CFNotificationCenterRef center, const void *observer,
                                      CFNotificationCallback callBack, CFStringRef name, const void *object,
                                      CFNotificationSuspensionBehavior suspensionBehavior);
-void CFNotificationCenterRemoveObserver(CFNotificationCenterRef center, const void *observer,
-                                        CFNotificationName name, const void *object);
-void CFNotificationCenterPostNotification(CFNotificationCenterRef center, CFNotificationName name,
-                                          const void *object, CFDictionaryRef userInfo, Boolean deliverImmediately);
+void CFNotificationCenterRemoveObserver(CFNotificationCenterRef center, const void *observer, CFNotificationName name,
+                                        const void *object);
+void CFNotificationCenterPostNotification(CFNotificationCenterRef center, CFNotificationName name, const void *object,
+                                          CFDictionaryRef userInfo, Boolean deliverImmediately);
 }
 #define CFSTR(cStr) __CFStringMakeConstantString("" cStr "")

@@ -3,13 +3,13 @@
 #import <Foundation/Foundation.h>
 
 @interface SPUUpdater : NSObject
-@property (nonatomic, readonly) BOOL canCheckForUpdates;
+@property(nonatomic, readonly) BOOL canCheckForUpdates;
 @end
 
 @interface SPUStandardUpdaterController : NSObject
 - (instancetype)initWithStartingUpdater:(BOOL)startUpdater
                         updaterDelegate:(id)updaterDelegate
                      userDriverDelegate:(id)userDriverDelegate;
-@property (nonatomic, readonly) SPUUpdater *updater;
+@property(nonatomic, readonly) SPUUpdater *updater;
 - (void)checkForUpdates:(id)sender;
 @end
