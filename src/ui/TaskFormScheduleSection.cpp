@@ -98,6 +98,10 @@ QWidget *TaskFormView::buildScheduleSection()
     m_wakeExplanation = caption(u"form-wake-explanation"_s, {});
     form->addRow(QString(), withCaption(m_wake, m_wakeExplanation));
 
+    for (QWidget *field : {m_interval->parentWidget(), m_weekdayRow, m_monthlyType->parentWidget(),
+                           m_day->parentWidget(), m_nthRow, m_timesEditor}) {
+        m_scheduleRows.append(std::pair<QWidget *, QWidget *>(field, form->labelForField(field)));
+    }
     return section(QStringLiteral("Schedule"), form);
 }
 
@@ -284,20 +288,43 @@ void TaskFormView::updateVisibility()
     }
 
     // Rows by their field: a control and its caption share one.
-    QFormLayout *form = m_scheduleForm;
     m_runAtLoadCaption->setVisible(type == ScheduleType::runAtLoad);
-    form->setRowVisible(m_interval->parentWidget(), type == ScheduleType::interval);
-    form->setRowVisible(m_weekdayRow, type == ScheduleType::weekly);
-    form->setRowVisible(m_monthlyType->parentWidget(), monthly);
+    showScheduleRows({type == ScheduleType::interval, type == ScheduleType::weekly, monthly,
+                      monthly && monthlyType == MonthlyType::specificDay,
+                      monthly && monthlyType == MonthlyType::nthWeekday, calendar});
     m_lastDayCaption->setVisible(monthly && monthlyType == MonthlyType::lastDay);
-    form->setRowVisible(m_day->parentWidget(), monthly && monthlyType == MonthlyType::specificDay);
     m_dayCaption->setVisible(monthly && monthlyType == MonthlyType::specificDay && dayCaption.has_value());
-    form->setRowVisible(m_nthRow, monthly && monthlyType == MonthlyType::nthWeekday);
-    form->setRowVisible(m_timesEditor, calendar);
 
     m_wakeExplanation->setText(
         TaskFormText::wakeExplanation(type, monthlyType, std::clamp(m_fields.nthWeek, 1, 4), m_fields.nthWeekday));
     m_wakeExplanation->setVisible(m_fields.wakeBeforeRun);
 
     m_loginShellCaption->setText(TaskFormText::loginShellCaption(m_fields.useLoginShell, shellVariable()));
+}
+
+void TaskFormView::showScheduleRows(const QList<bool> &shown)
+{
+    // Rows are taken out of the form and put back rather than hidden: Qt 6.4's form layout keeps a
+    // hidden row's old place in its height-for-width table and writes the row's zero height there,
+    // so a row shown in that place got no height and its caption was cut off.
+    QFormLayout *form = m_scheduleForm;
+    int index = 1; // under the Type row
+    for (qsizetype i = 0; i < m_scheduleRows.size(); ++i) {
+        const auto &[field, label] = m_scheduleRows.at(i);
+        int row = -1;
+        QFormLayout::ItemRole role{};
+        form->getWidgetPosition(field, &row, &role);
+        if (shown.at(i) && row < 0) {
+            form->insertRow(index, label, field);
+        } else if (!shown.at(i) && row >= 0) {
+            const QFormLayout::TakeRowResult taken = form->takeRow(row);
+            delete taken.labelItem;
+            delete taken.fieldItem;
+        }
+        if (label) {
+            label->setVisible(shown.at(i));
+        }
+        field->setVisible(shown.at(i));
+        index += shown.at(i) ? 1 : 0;
+    }
 }

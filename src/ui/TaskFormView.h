@@ -71,6 +71,7 @@ private:
     void changed();
     void syncControls();
     void updateVisibility();
+    void showScheduleRows(const QList<bool> &shown);
     void syncTimeRows();
     void chooseWorkingDirectory();
     void chooseEnvFile();
@@ -100,6 +101,8 @@ private:
     QVBoxLayout *m_timeRows = nullptr;
     QCheckBox *m_wake = nullptr;
     QLabel *m_wakeExplanation = nullptr;
+    // The schedule's rows that come and go, in their order, each a field and its label (or none).
+    QList<std::pair<QWidget *, QWidget *>> m_scheduleRows;
 
     QLineEdit *m_workingDirectory = nullptr;
     QLineEdit *m_envFile = nullptr;
