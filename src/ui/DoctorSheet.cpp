@@ -16,16 +16,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QLabel *wrappedLabel(const QString &text, const QString &name, QWidget *parent)
-{
-    auto *label = new QLabel(text, parent);
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 QString sideText(const std::optional<ProbeScript::Answer> &answer)
 {
     if (!answer) {
@@ -174,7 +164,7 @@ void DoctorSheet::showResult(const Doctor::Result &result)
                             : (count == 1 ? u"1 problem found"_s : QString::number(count) + u" problems found"_s));
     ViewStyle::setTextColor(m_headline, result.ok() ? ViewStyle::green() : ViewStyle::red());
     if (!result.note.isEmpty()) {
-        QLabel *note = wrappedLabel(result.note, u"doctor-note"_s, m_report);
+        QLabel *note = ViewStyle::textLabel(result.note, u"doctor-note"_s, ViewStyle::Selectable::yes, m_report);
         ViewStyle::setTextColor(note, ViewStyle::secondaryText());
         ViewStyle::makeSmall(note);
         m_reportLayout->addWidget(note);
@@ -196,14 +186,16 @@ QWidget *DoctorSheet::problemBox(const DoctorProblem &problem, int index)
     layout->setSpacing(4);
     auto *titleRow = new QHBoxLayout;
     titleRow->addWidget(ViewStyle::iconLabel(u"exclamationmark.triangle"_s, ViewStyle::orange(), 14, box));
-    QLabel *title = wrappedLabel(kindTitle(problem.kind), u"doctor-problem-title"_s, box);
+    QLabel *title =
+        ViewStyle::textLabel(kindTitle(problem.kind), u"doctor-problem-title"_s, ViewStyle::Selectable::yes, box);
     title->setFont(ViewStyle::headlineFont());
     titleRow->addWidget(title, 1);
     layout->addLayout(titleRow);
     const auto [what, fix] = splitFix(problem.text);
-    layout->addWidget(wrappedLabel(what, u"doctor-problem-text"_s, box));
+    layout->addWidget(ViewStyle::textLabel(what, u"doctor-problem-text"_s, ViewStyle::Selectable::yes, box));
     if (!fix.isEmpty()) {
-        QLabel *fixLabel = wrappedLabel(u"Fix: "_s + fix, u"doctor-problem-fix"_s, box);
+        QLabel *fixLabel =
+            ViewStyle::textLabel(u"Fix: "_s + fix, u"doctor-problem-fix"_s, ViewStyle::Selectable::yes, box);
         fixLabel->setFont(ViewStyle::mediumFont());
         layout->addWidget(fixLabel);
     }

@@ -66,18 +66,9 @@ QWidget *section(const QString &symbol, const QString &title, QWidget *parent, Q
     return box;
 }
 
-QLabel *plainLabel(const QString &text, const QString &name, QWidget *parent)
-{
-    auto *label = new QLabel(text, parent);
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    return label;
-}
-
 QLabel *missingLabel(const QString &text, const QString &name, QWidget *parent)
 {
-    QLabel *label = plainLabel(text, name, parent);
+    QLabel *label = ViewStyle::textLabel(text, name, ViewStyle::Selectable::no, parent);
     ViewStyle::setTextColor(label, ViewStyle::secondaryText());
     return label;
 }
@@ -178,12 +169,12 @@ QWidget *TaskDetailView::buildHeader(QWidget *page)
     layout->setContentsMargins(0, 0, 0, 0);
     auto *texts = new QVBoxLayout;
     texts->setSpacing(2);
-    QLabel *name = plainLabel(m_task.name, QStringLiteral("detail-name"), header);
+    QLabel *name = ViewStyle::textLabel(m_task.name, QStringLiteral("detail-name"), ViewStyle::Selectable::no, header);
     name->setFont(ViewStyle::titleFont());
     name->setTextInteractionFlags(Qt::TextSelectableByMouse);
     texts->addWidget(name);
-    QLabel *status = plainLabel(m_task.isEnabled ? QStringLiteral("Active") : QStringLiteral("Disabled"),
-                                QStringLiteral("detail-status"), header);
+    QLabel *status = ViewStyle::textLabel(m_task.isEnabled ? QStringLiteral("Active") : QStringLiteral("Disabled"),
+                                          QStringLiteral("detail-status"), ViewStyle::Selectable::no, header);
     ViewStyle::setTextColor(status, m_task.isEnabled ? ViewStyle::green() : ViewStyle::secondaryText());
     texts->addWidget(status);
     layout->addLayout(texts, 1);
@@ -254,10 +245,10 @@ QWidget *TaskDetailView::buildCheckResult(QWidget *page)
         }
     }
     const qsizetype count = result->problems.size();
-    QLabel *label = plainLabel(u"The last check found " %
-                                   (count == 1 ? QStringLiteral("1 problem") : QString::number(count) % u" problems") %
-                                   u": " % titles.join(u", ") % u". Check shows how to fix them.",
-                               QStringLiteral("detail-check-problems"), row);
+    QLabel *label = ViewStyle::textLabel(
+        u"The last check found " % (count == 1 ? QStringLiteral("1 problem") : QString::number(count) % u" problems") %
+            u": " % titles.join(u", ") % u". Check shows how to fix them.",
+        QStringLiteral("detail-check-problems"), ViewStyle::Selectable::no, row);
     ViewStyle::setTextColor(label, ViewStyle::orange());
     layout->addWidget(label, 1);
     return row;
@@ -335,10 +326,11 @@ QWidget *TaskDetailView::buildEnvironment(QWidget *page)
     grid->setVerticalSpacing(6);
     grid->setColumnStretch(1, 1);
     auto addRow = [&](const QString &label, const QString &value, const QString &name, bool monospaced) {
-        QLabel *key = plainLabel(label, name % u"-label", box);
+        QLabel *key = ViewStyle::textLabel(label, name % u"-label", ViewStyle::Selectable::no, box);
         ViewStyle::setTextColor(key, ViewStyle::secondaryText());
         key->setWordWrap(false);
-        QLabel *text = monospaced ? ViewStyle::codeLabel(value, box) : plainLabel(value, name, box);
+        QLabel *text = monospaced ? ViewStyle::codeLabel(value, box)
+                                  : ViewStyle::textLabel(value, name, ViewStyle::Selectable::no, box);
         text->setObjectName(name);
         text->setTextInteractionFlags(Qt::TextSelectableByMouse);
         const int row = grid->rowCount();
@@ -361,12 +353,13 @@ QWidget *TaskDetailView::buildSchedule(QWidget *page)
 {
     QVBoxLayout *body = nullptr;
     QWidget *box = section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), page, &body);
-    body->addWidget(plainLabel(m_task.schedule.description(), QStringLiteral("detail-schedule"), box));
+    body->addWidget(ViewStyle::textLabel(m_task.schedule.description(), QStringLiteral("detail-schedule"),
+                                         ViewStyle::Selectable::no, box));
     const QList<QDateTime> next = m_store.scheduler().nextRuns(m_task, QDateTime::currentDateTime(), 1);
-    QLabel *nextRun = plainLabel(
+    QLabel *nextRun = ViewStyle::textLabel(
         next.isEmpty() ? QStringLiteral("Next run: not scheduled")
                        : u"Next run: " % QLocale::c().toString(next.first().toLocalTime(), u"ddd d MMM yyyy, H:mm"),
-        QStringLiteral("detail-next-run"), box);
+        QStringLiteral("detail-next-run"), ViewStyle::Selectable::no, box);
     nextRun->setFont(ViewStyle::captionFont());
     ViewStyle::setTextColor(nextRun, ViewStyle::secondaryText());
     body->addWidget(nextRun);
@@ -378,10 +371,10 @@ QWidget *TaskDetailView::buildSchedule(QWidget *page)
         row->addWidget(ViewStyle::iconLabel(
             active ? QStringLiteral("power") : QStringLiteral("exclamationmark.triangle"), tint, 14, box));
         const bool mac = m_store.scheduler().kind() == JobScheduler::Kind::launchd;
-        QLabel *text = plainLabel(
+        QLabel *text = ViewStyle::textLabel(
             active ? (mac ? QStringLiteral("Wakes Mac 5 min before") : QStringLiteral("Wakes the computer for the run"))
                    : QStringLiteral("Wake requested but not active in system"),
-            QStringLiteral("detail-wake-status"), box);
+            QStringLiteral("detail-wake-status"), ViewStyle::Selectable::no, box);
         text->setFont(ViewStyle::captionFont());
         ViewStyle::setTextColor(text, active ? ViewStyle::secondaryText() : ViewStyle::orange());
         row->addWidget(text, 1);
@@ -426,9 +419,9 @@ QWidget *TaskDetailView::buildHistory(QWidget *page)
         icon->setAccessibleName(ok ? QStringLiteral("checkmark.circle.fill") : QStringLiteral("xmark.circle.fill"));
         layout->addWidget(icon);
         const QDateTime started = runDateTime(run.startedAt).toLocalTime();
-        QLabel *date = plainLabel(locale.toString(started.date(), QLocale::ShortFormat) % u' ' %
-                                      locale.toString(started.time(), QLocale::ShortFormat),
-                                  QStringLiteral("detail-run-date"), row);
+        QLabel *date = ViewStyle::textLabel(locale.toString(started.date(), QLocale::ShortFormat) % u' ' %
+                                                locale.toString(started.time(), QLocale::ShortFormat),
+                                            QStringLiteral("detail-run-date"), ViewStyle::Selectable::no, row);
         date->setWordWrap(false);
         layout->addWidget(date);
         layout->addStretch(1);

@@ -13,15 +13,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QLabel *textLabel(const QString &text, const QString &name, QWidget *parent)
-{
-    auto *label = new QLabel(text, parent);
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    return label;
-}
-
 QLabel *keyLabel(const QString &text, QWidget *parent)
 {
     QLabel *label = ViewStyle::captionLabel(text, parent);
@@ -47,7 +38,9 @@ TaskGlanceSection::TaskGlanceSection(const TaskStatus::Status &status, const QLi
     grid->setVerticalSpacing(6);
     grid->setColumnStretch(1, 1);
     grid->addWidget(keyLabel(u"Next runs"_s, this), 0, 0, Qt::AlignLeft | Qt::AlignTop);
-    grid->addWidget(textLabel(nextRunsText(status, now, zone), u"glance-next-runs"_s, this), 0, 1);
+    grid->addWidget(
+        ViewStyle::textLabel(nextRunsText(status, now, zone), u"glance-next-runs"_s, ViewStyle::Selectable::no, this),
+        0, 1);
 
     grid->addWidget(keyLabel(u"Last result"_s, this), 1, 0, Qt::AlignLeft | Qt::AlignTop);
     auto *last = new QWidget(this);
@@ -64,9 +57,11 @@ TaskGlanceSection::TaskGlanceSection(const TaskStatus::Status &status, const QLi
         const QString text =
             ok ? QString(u"Succeeded, "_s + when)
                : QString(u"Failed with exit status "_s + QString::number(status.lastRun->exitCode) + u", "_s + when);
-        lastRow->addWidget(textLabel(text, u"glance-last-result"_s, last), 1);
+        lastRow->addWidget(ViewStyle::textLabel(text, u"glance-last-result"_s, ViewStyle::Selectable::no, last), 1);
     } else {
-        lastRow->addWidget(textLabel(u"No runs recorded yet."_s, u"glance-last-result"_s, last), 1);
+        lastRow->addWidget(
+            ViewStyle::textLabel(u"No runs recorded yet."_s, u"glance-last-result"_s, ViewStyle::Selectable::no, last),
+            1);
     }
     grid->addWidget(last, 1, 1);
 
@@ -77,8 +72,9 @@ TaskGlanceSection::TaskGlanceSection(const TaskStatus::Status &status, const QLi
     missedRows->setContentsMargins(0, 0, 0, 0);
     missedRows->setSpacing(4);
     if (status.missed.isEmpty()) {
-        missedRows->addWidget(textLabel(u"No runs missed in the last %1 days."_s.arg(TaskStatus::kMissedWindowDays),
-                                        u"glance-no-missed"_s, missed));
+        missedRows->addWidget(
+            ViewStyle::textLabel(u"No runs missed in the last %1 days."_s.arg(TaskStatus::kMissedWindowDays),
+                                 u"glance-no-missed"_s, ViewStyle::Selectable::no, missed));
     }
     // Newest first, like the execution history.
     for (auto due = status.missed.crbegin(); due != status.missed.crend(); ++due) {
@@ -89,7 +85,8 @@ TaskGlanceSection::TaskGlanceSection(const TaskStatus::Status &status, const QLi
         rowLayout->setContentsMargins(0, 0, 0, 0);
         rowLayout->setSpacing(6);
         rowLayout->addWidget(ViewStyle::iconLabel(u"clock.badge.exclamationmark"_s, ViewStyle::orange(), 14, row));
-        rowLayout->addWidget(textLabel(TaskGlance::shortTime(*due, zone), u"glance-missed-time"_s, row));
+        rowLayout->addWidget(ViewStyle::textLabel(TaskGlance::shortTime(*due, zone), u"glance-missed-time"_s,
+                                                  ViewStyle::Selectable::no, row));
         QLabel *why = ViewStyle::captionLabel(PowerHistory::reasonText(reason), row);
         why->setObjectName(u"glance-missed-reason"_s);
         rowLayout->addWidget(why, 1);

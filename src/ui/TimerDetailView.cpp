@@ -18,16 +18,6 @@ QString localTime(const std::optional<QDateTime> &time, const QString &none)
     return time ? time->toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) : none;
 }
 
-QLabel *plainLabel(const QString &text, const QString &name, QWidget *parent)
-{
-    auto *label = new QLabel(text, parent);
-    label->setObjectName(name);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 } // namespace
 
 TimerDetailView::TimerDetailView(const TimerUnit &timer, QWidget *parent) : QScrollArea(parent), m_timer(timer)
@@ -37,11 +27,13 @@ TimerDetailView::TimerDetailView(const TimerUnit &timer, QWidget *parent) : QScr
 
     auto *header = new QVBoxLayout;
     header->setSpacing(8);
-    QLabel *title = plainLabel(timer.name, QStringLiteral("job-detail-title"), page);
+    QLabel *title =
+        ViewStyle::textLabel(timer.name, QStringLiteral("job-detail-title"), ViewStyle::Selectable::yes, page);
     title->setFont(ViewStyle::titleFont());
     header->addWidget(title);
     if (!timer.description.isEmpty()) {
-        QLabel *description = plainLabel(timer.description, QStringLiteral("timer-detail-description"), page);
+        QLabel *description = ViewStyle::textLabel(timer.description, QStringLiteral("timer-detail-description"),
+                                                   ViewStyle::Selectable::yes, page);
         ViewStyle::setTextColor(description, ViewStyle::secondaryText());
         header->addWidget(description);
     }
@@ -55,7 +47,8 @@ TimerDetailView::TimerDetailView(const TimerUnit &timer, QWidget *parent) : QScr
         section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), schedule(page), page));
     layout->addWidget(section(QStringLiteral("clock.badge.checkmark"), QStringLiteral("Runs"), elapses(page), page));
     if (!timer.problems.isEmpty()) {
-        QLabel *problems = plainLabel(timer.problems.join(u'\n'), QStringLiteral("timer-detail-problems"), page);
+        QLabel *problems = ViewStyle::textLabel(timer.problems.join(u'\n'), QStringLiteral("timer-detail-problems"),
+                                                ViewStyle::Selectable::yes, page);
         ViewStyle::setTextColor(problems, ViewStyle::orange());
         layout->addWidget(
             section(QStringLiteral("exclamationmark.triangle"), QStringLiteral("Could Not Be Read"), problems, page));
@@ -109,7 +102,8 @@ QWidget *TimerDetailView::schedule(QWidget *page) const
     if (lines.isEmpty()) {
         lines << QStringLiteral("Manual: no trigger of its own");
     }
-    return plainLabel(lines.join(u'\n'), QStringLiteral("job-detail-schedule"), page);
+    return ViewStyle::textLabel(lines.join(u'\n'), QStringLiteral("job-detail-schedule"), ViewStyle::Selectable::yes,
+                                page);
 }
 
 QWidget *TimerDetailView::elapses(QWidget *page) const
@@ -121,7 +115,7 @@ QWidget *TimerDetailView::elapses(QWidget *page) const
     } else {
         text = QStringLiteral("No systemd manager reported this timer; shown from its files alone.");
     }
-    return plainLabel(text, QStringLiteral("timer-detail-elapses"), page);
+    return ViewStyle::textLabel(text, QStringLiteral("timer-detail-elapses"), ViewStyle::Selectable::yes, page);
 }
 
 QWidget *TimerDetailView::paths(QWidget *page) const

@@ -140,6 +140,18 @@ void ViewStyle::setTextColor(QWidget *widget, const QColor &color)
     widget->setPalette(palette);
 }
 
+QLabel *ViewStyle::textLabel(const QString &text, const QString &name, Selectable selectable, QWidget *parent)
+{
+    auto *label = new QLabel(text, parent);
+    label->setObjectName(name);
+    label->setTextFormat(Qt::PlainText);
+    label->setWordWrap(true);
+    if (selectable == Selectable::yes) {
+        label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    }
+    return label;
+}
+
 QLabel *ViewStyle::captionLabel(const QString &text, QWidget *parent)
 {
     auto *label = new QLabel(text, parent);

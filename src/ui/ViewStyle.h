@@ -42,6 +42,10 @@ QFont monospaceFont();
 void setIdentifier(QWidget *widget, const QString &identifier);
 
 QLabel *captionLabel(const QString &text, QWidget *parent = nullptr);
+// Text from a task or a tool, never rich text: word-wrapped, named for tests; selectable where a
+// person may want to copy it (a path, a command, an error).
+enum class Selectable { no, yes };
+QLabel *textLabel(const QString &text, const QString &name, Selectable selectable, QWidget *parent = nullptr);
 // A caption in demi-bold: the title of a section of a list (the sidebar's, the timeline's).
 QLabel *sectionTitle(const QString &text, QWidget *parent = nullptr);
 // A caption under a form's field: small, secondary, word-wrapped, as wide as the form.
