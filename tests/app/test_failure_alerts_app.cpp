@@ -175,14 +175,11 @@ private Q_SLOTS:
 
     void withSystemd_appRunning_theAppPostsAndTheAlertUnitDoesNot()
     {
-        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {
-            QSKIP(qPrintable(u"no private systemd user manager: "_s + reason));
-        }
-        QDir().mkpath(world->sandbox.sysroot() + u"/usr/bin"_s);
-        QFile::link(QStandardPaths::findExecutable(u"systemctl"_s), world->sandbox.sysroot() + u"/usr/bin/systemctl"_s);
+        SKIP_WITHOUT_SYSTEMD_MANAGER();
+        PrivateSystemdManager::linkSystemctlInto(world->sandbox.sysroot());
         // The manager clears DBUS_SESSION_BUS_ADDRESS here; it comes back for the app and the units.
         PrivateSystemdManager manager(world->sandbox.home());
-        QVERIFY2(manager.failure().isEmpty(), qPrintable(manager.failure()));
+        REQUIRE_SYSTEMD_MANAGER(manager);
         qputenv("DBUS_SESSION_BUS_ADDRESS", bus->address().toUtf8());
         manager.systemctl({u"set-environment"_s, u"DBUS_SESSION_BUS_ADDRESS="_s + bus->address()});
         openWithAlerts();

@@ -1,5 +1,6 @@
 #include "Sandbox.h"
 #include "StandInTool.h"
+#include "TerminalOnlyProgram.h"
 #include "launchd/LaunchdService.h"
 #include "model/TaskMigration.h"
 
@@ -26,23 +27,9 @@ const QByteArray kLaunchdNote =
 struct World {
     Sandbox sandbox;
     StandInTool launchctl{sandbox, u"/bin/launchctl"_s};
-    QString tools = sandbox.root() + u"/my tools"_s;
-    QByteArray savedPath = qgetenv("PATH");
+    TerminalOnlyProgram program{sandbox};
 
-    World()
-    {
-        Sandbox::writeFile(tools + u"/only-mine"_s, "#!/bin/sh\necho mine\n", 0755);
-        qputenv("PATH", QByteArray(tools.toUtf8() + ':' + savedPath));
-    }
-    ~World() { qputenv("PATH", savedPath); }
-
-    QString add(const QStringList &arguments) const
-    {
-        const auto result = sandbox.runCli(QStringList{u"add"_s, u"--name"_s, u"Probe me"_s, u"--no-login-shell"_s,
-                                                       u"--daily"_s, u"--at"_s, u"6:00"_s} +
-                                           arguments);
-        return QString::fromUtf8(result.out).trimmed();
-    }
+    QString add(const QStringList &arguments) const { return TerminalOnlyProgram::addTask(sandbox, arguments); }
 
     // Everything in the data folder: the probe must leave nothing of its own there.
     QStringList dataFiles() const
@@ -76,9 +63,7 @@ private Q_SLOTS:
 
         const auto result = world.sandbox.runCli({u"doctor"_s, id});
         QCOMPARE(result.exitCode, 1);
-        QCOMPARE(result.out, "command-not-found: `only-mine` is found in your terminal (" + world.tools.toUtf8() +
-                                 "/only-mine) but not when scheduled; add its folder to PATH in the task's .env "
-                                 "file or use the full path\n");
+        QCOMPARE(result.out, world.program.commandNotFoundLine());
         QCOMPARE(result.err, kLaunchdNote);
         // Nothing was loaded or asked of the stand-in, and nothing of the probe stays.
         QCOMPARE(world.launchctl.calls(), QList<QStringList>{});
@@ -89,7 +74,7 @@ private Q_SLOTS:
     {
         World world;
         const QString envFile = world.sandbox.root() + u"/task.env"_s;
-        Sandbox::writeFile(envFile, "PATH=\"" + world.tools.toUtf8() + ":$PATH\"\n");
+        Sandbox::writeFile(envFile, "PATH=\"" + world.program.folder.toUtf8() + ":$PATH\"\n");
         const QString id = world.add({u"--command"_s, u"only-mine"_s, u"--env-file"_s, envFile});
         const auto result = world.sandbox.runCli({u"doctor"_s, id});
         QCOMPARE(result.out, QByteArray("No problems: the task will run when scheduled as it does in a Test Run.\n"));

@@ -83,6 +83,13 @@ void writeUsers(const QStringList &users)
 
 } // namespace
 
+bool PrivateSystemdManager::linkSystemctlInto(const QString &sysroot)
+{
+    const QString real = QStandardPaths::findExecutable(u"systemctl"_s);
+    return !real.isEmpty() && QDir().mkpath(sysroot + u"/usr/bin"_s) &&
+           QFile::link(real, sysroot + u"/usr/bin/systemctl"_s);
+}
+
 QString PrivateSystemdManager::unavailableReason()
 {
     if (::geteuid() != 0) {

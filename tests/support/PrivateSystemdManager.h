@@ -22,6 +22,10 @@ public:
     // Why this machine cannot run one (not root, no systemd); empty when it can.
     static QString unavailableReason();
 
+    // The scheduler takes systemd for the machine's where SYSROOT/usr/bin/systemctl exists: the real
+    // one is linked there. False when it could not be.
+    static bool linkSystemctlInto(const QString &sysroot);
+
     explicit PrivateSystemdManager(const QString &home);
     ~PrivateSystemdManager();
     PrivateSystemdManager(const PrivateSystemdManager &) = delete;
@@ -57,3 +61,18 @@ private:
     QList<QPair<QByteArray, std::optional<QByteArray>>> m_saved;
     bool m_claimed = false;
 };
+
+// Skips the test on a machine that cannot run a manager of its own.
+#define SKIP_WITHOUT_SYSTEMD_MANAGER()                                                                                 \
+    do {                                                                                                               \
+        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                    \
+            QSKIP(qPrintable(QStringLiteral("no private systemd user manager: ") + reason));                           \
+        }                                                                                                              \
+    } while (false)
+
+// Skips as above, and fails the test where a manager could run but this one did not start.
+#define REQUIRE_SYSTEMD_MANAGER(manager)                                                                               \
+    do {                                                                                                               \
+        SKIP_WITHOUT_SYSTEMD_MANAGER();                                                                                \
+        QVERIFY2((manager).failure().isEmpty(), qPrintable((manager).failure()));                                      \
+    } while (false)

@@ -34,8 +34,7 @@ struct World {
 
     World()
     {
-        QDir().mkpath(sandbox.sysroot() + u"/usr/bin"_s);
-        QFile::link(QStandardPaths::findExecutable(u"systemctl"_s), sandbox.sysroot() + u"/usr/bin/systemctl"_s);
+        PrivateSystemdManager::linkSystemctlInto(sandbox.sysroot());
         manager = std::make_unique<PrivateSystemdManager>(sandbox.home());
         if (!manager->failure().isEmpty()) {
             return;
@@ -95,10 +94,7 @@ struct World {
 
 #define REQUIRE_WORLD(world)                                                                                           \
     do {                                                                                                               \
-        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                    \
-            QSKIP(qPrintable(u"no private systemd user manager: "_s + reason));                                        \
-        }                                                                                                              \
-        QVERIFY2((world).manager->failure().isEmpty(), qPrintable((world).manager->failure()));                        \
+        REQUIRE_SYSTEMD_MANAGER(*(world).manager);                                                                     \
         QVERIFY((world).bus->isValid());                                                                               \
         QVERIFY((world).server->isReady());                                                                            \
     } while (false)

@@ -1,5 +1,6 @@
 #include "PrivateSystemdManager.h"
 #include "Sandbox.h"
+#include "TerminalOnlyProgram.h"
 #include "systemd/SystemdUnits.h"
 
 #include <QDir>
@@ -22,29 +23,15 @@ namespace {
 struct World {
     Sandbox sandbox;
     std::unique_ptr<PrivateSystemdManager> manager;
-    QString tools = sandbox.root() + u"/my tools"_s;
-    QByteArray savedPath = qgetenv("PATH");
+    TerminalOnlyProgram program{sandbox};
 
     World()
     {
-        QDir().mkpath(sandbox.sysroot() + u"/usr/bin"_s);
-        QFile::link(QStandardPaths::findExecutable(u"systemctl"_s), sandbox.sysroot() + u"/usr/bin/systemctl"_s);
+        PrivateSystemdManager::linkSystemctlInto(sandbox.sysroot());
         manager = std::make_unique<PrivateSystemdManager>(sandbox.home());
-        Sandbox::writeFile(tools + u"/only-mine"_s, "#!/bin/sh\necho mine\n", 0755);
-        qputenv("PATH", QByteArray(tools.toUtf8() + ':' + savedPath));
     }
-    ~World() { qputenv("PATH", savedPath); }
 
-    QString add(const QStringList &arguments) const
-    {
-        const auto result = sandbox.runCli(QStringList{u"add"_s, u"--name"_s, u"Probe me"_s, u"--no-login-shell"_s,
-                                                       u"--daily"_s, u"--at"_s, u"6:00"_s} +
-                                           arguments);
-        if (result.exitCode != 0) {
-            qWarning("moxley add failed: %s", result.err.constData());
-        }
-        return QString::fromUtf8(result.out).trimmed();
-    }
+    QString add(const QStringList &arguments) const { return TerminalOnlyProgram::addTask(sandbox, arguments); }
 
     // Every file under the unit folder and the data folder, and every unit the manager knows.
     QStringList traces() const
@@ -66,21 +53,6 @@ struct World {
     }
 };
 
-#define REQUIRE_MANAGER(world)                                                                                         \
-    do {                                                                                                               \
-        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                    \
-            QSKIP(qPrintable(u"no private systemd user manager: "_s + reason));                                        \
-        }                                                                                                              \
-        QVERIFY2((world).manager->failure().isEmpty(), qPrintable((world).manager->failure()));                        \
-    } while (false)
-
-QByteArray commandNotFound(const World &world)
-{
-    return "command-not-found: `only-mine` is found in your terminal (" + world.tools.toUtf8() +
-           "/only-mine) but not when scheduled; add its folder to PATH in the task's .env file or use the full "
-           "path\n";
-}
-
 } // namespace
 
 // `moxley doctor` through a real `systemd --user` that the test starts: the probe runs as a unit of
@@ -93,19 +65,19 @@ private Q_SLOTS:
     void programOnlyOnTerminalPath_isCommandNotFound_thenTheEnvFileFixesIt()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString id = world.add({u"--command"_s, u"only-mine | grep -q mine"_s});
         QVERIFY(!id.isEmpty());
         const QStringList before = world.traces();
 
         auto result = world.sandbox.runCli({u"doctor"_s, id});
         QCOMPARE(result.err, QByteArray());
-        QCOMPARE(result.out, commandNotFound(world));
+        QCOMPARE(result.out, world.program.commandNotFoundLine());
         QCOMPARE(result.exitCode, 1);
         QCOMPARE(world.traces(), before);
 
         const QString envFile = world.sandbox.root() + u"/task.env"_s;
-        Sandbox::writeFile(envFile, "PATH=\"" + world.tools.toUtf8() + ":$PATH\"\n");
+        Sandbox::writeFile(envFile, "PATH=\"" + world.program.folder.toUtf8() + ":$PATH\"\n");
         QCOMPARE(world.sandbox.runCli({u"edit"_s, id, u"--env-file"_s, envFile}).exitCode, 0);
         const QStringList edited = world.traces();
         result = world.sandbox.runCli({u"doctor"_s, id});
@@ -118,7 +90,7 @@ private Q_SLOTS:
     void scheduledSide_isWhatTheManagerGivesItsUnits()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString id = world.add({u"--command"_s, u"only-mine"_s});
         const auto result = world.sandbox.runCli({u"doctor"_s, id, u"--json"_s});
         QCOMPARE(result.exitCode, 1);
@@ -141,7 +113,7 @@ private Q_SLOTS:
     void removedFolderMissingEnvFileAndScriptWithoutExecuteBit_eachByItsKind()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString folder = world.sandbox.root() + u"/project"_s;
         Sandbox::writeFile(folder + u"/backup.sh"_s, "#!/bin/sh\n", 0755);
         const QString envFile = world.sandbox.root() + u"/task.env"_s;
@@ -179,7 +151,7 @@ private Q_SLOTS:
     void timerNoLongerEnabled_isJobNotLoaded()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString id = world.add({u"--command"_s, u"true"_s});
         const QString timer = SystemdUnits::timerName(QUuid::fromString(id));
         QCOMPARE(world.manager->systemctl({u"disable"_s, u"--now"_s, timer}).exitCode, 0);

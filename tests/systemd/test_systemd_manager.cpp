@@ -30,8 +30,7 @@ struct World {
 
     World()
     {
-        QDir().mkpath(sandbox.sysroot() + u"/usr/bin"_s);
-        QFile::link(QStandardPaths::findExecutable(u"systemctl"_s), sandbox.sysroot() + u"/usr/bin/systemctl"_s);
+        PrivateSystemdManager::linkSystemctlInto(sandbox.sysroot());
         manager = std::make_unique<PrivateSystemdManager>(sandbox.home());
     }
 
@@ -69,14 +68,6 @@ struct World {
     }
 };
 
-#define REQUIRE_MANAGER(world)                                                                                         \
-    do {                                                                                                               \
-        if (const QString reason = PrivateSystemdManager::unavailableReason(); !reason.isEmpty()) {                    \
-            QSKIP(qPrintable(u"no private systemd user manager: "_s + reason));                                        \
-        }                                                                                                              \
-        QVERIFY2((world).manager->failure().isEmpty(), qPrintable((world).manager->failure()));                        \
-    } while (false)
-
 QString fullIdOf(const QString &printed)
 {
     return QUuid::fromString(printed).toString(QUuid::WithoutBraces).toUpper();
@@ -94,7 +85,7 @@ private Q_SLOTS:
     void timer_dueNextMinute_firesAndItsRunReadsBack()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         // A whole minute ahead, so the timer is surely in place before it is due.
         const QDateTime due = QDateTime::currentDateTime().addSecs(60 + (QTime::currentTime().second() > 45 ? 60 : 0));
         const QString at = due.toString(u"H:mm"_s);
@@ -129,7 +120,7 @@ private Q_SLOTS:
     void start_runsAtOnceAndIsRecorded()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         QVERIFY(!world
                      .add({u"--name"_s, u"Later"_s, u"--command"_s, u"echo started; pwd"_s, u"--weekly"_s, u"sun"_s,
                            u"--at"_s, u"3:00"_s})
@@ -154,7 +145,7 @@ private Q_SLOTS:
     void runAtLoad_enabledForLoginAndRunOnInstall()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString id = world.add({u"--name"_s, u"Login"_s, u"--command"_s, u"echo hello"_s, u"--at-load"_s});
         QVERIFY(!id.isEmpty());
         QVERIFY(!QFile::exists(world.unitFile(fullIdOf(id), ".timer")));
@@ -167,7 +158,7 @@ private Q_SLOTS:
     void disableEnableDelete_keepManagerAndFolderInStep()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString id = world.add({u"--name"_s, u"Steps"_s, u"--command"_s, u"true"_s, u"--monthly"_s, u"15"_s});
         QVERIFY(!id.isEmpty());
         const QString full = fullIdOf(id);
@@ -197,7 +188,7 @@ private Q_SLOTS:
     void sweep_removesStrayTaskUnitsAndLeavesOthersAlone()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString unitDir = world.manager->unitDir();
         const QString stray = u"com.moxley.task.99999999-8888-4777-8666-555555555555"_s;
         const QString young = u"com.moxley.task.99999999-8888-4777-8666-444444444444"_s;
@@ -242,7 +233,7 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, schedule);
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString id =
             world.add(QStringList{u"--name"_s, u"Kind"_s, u"--command"_s, u"true"_s, u"--wake"_s} + schedule);
         QVERIFY(!id.isEmpty());
@@ -261,7 +252,7 @@ private Q_SLOTS:
     void wake_timerCarriesWakeSystemOrRunsWithoutWhereTheManagerMayNot()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString id = world.add({u"--name"_s, u"Wake"_s, u"--command"_s, u"true"_s, u"--wake"_s});
         QVERIFY(!id.isEmpty());
         const QString timer = SystemdUnits::timerName(QUuid::fromString(id));
@@ -276,7 +267,7 @@ private Q_SLOTS:
     void interval_firstRunOneIntervalAfterInstall_nextTellsIt()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QDateTime before = QDateTime::currentDateTime();
         QVERIFY(!world.add({u"--name"_s, u"Every"_s, u"--command"_s, u"true"_s, u"--every"_s, u"90"_s}).isEmpty());
         const auto next = world.sandbox.runCli({u"next"_s, u"Every"_s, u"--count"_s, u"2"_s, u"--json"_s});
@@ -293,7 +284,7 @@ private Q_SLOTS:
     void oddPaths_scriptAndLogsReachedThroughTheManager()
     {
         World world;
-        REQUIRE_MANAGER(world);
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
         const QString odd = world.sandbox.root() + u"/it's a \"home\" 100% $HOME"_s;
         const LaunchdService files(odd + u"/Agents"_s, odd + u"/Scripts"_s, odd + u"/Logs"_s);
         SystemdScheduler scheduler(files, world.manager->unitDir(), u"/bin/bash"_s);

@@ -1,4 +1,4 @@
-#include "PrivateUserManager.h"
+#include "PrivateSystemdManager.h"
 #include "Sandbox.h"
 #include "systemd/SystemdTimerScanner.h"
 #include "systemd/TimerElapse.h"
@@ -57,27 +57,25 @@ void TestTimerElapse::privateUserManager_reportsNextAndLastElapse()
 {
     Sandbox sandbox;
     const QString units = sandbox.home() + u"/.config/systemd/user"_s;
-    qputenv("XDG_CONFIG_HOME", (sandbox.home() + u"/.config"_s).toUtf8());
     Sandbox::writeFile(units + u"/test-backup.timer"_s,
                        "[Unit]\nDescription=Test backup\n[Timer]\nOnCalendar=*-*-* 12:30\n");
     Sandbox::writeFile(units + u"/test-backup.service"_s, "[Service]\nType=oneshot\nExecStart=/bin/true\n");
     Sandbox::writeFile(units + u"/test-quick.timer"_s, "[Timer]\nOnActiveSec=1s\n");
     Sandbox::writeFile(units + u"/test-quick.service"_s, "[Service]\nType=oneshot\nExecStart=/bin/true\n");
-    QDir().mkpath(sandbox.sysroot() + u"/usr/bin"_s);
-    QVERIFY(QFile::link(QStandardPaths::findExecutable(u"systemctl"_s), sandbox.sysroot() + u"/usr/bin/systemctl"_s));
+    QVERIFY(PrivateSystemdManager::linkSystemctlInto(sandbox.sysroot()));
 
-    const PrivateUserManager manager(sandbox.home());
-    QVERIFY2(manager.isRunning(), qPrintable(manager.log()));
-    const QByteArray oldRuntime = qgetenv("XDG_RUNTIME_DIR");
-    qputenv("XDG_RUNTIME_DIR", manager.runtimeDir().toUtf8());
-    QCOMPARE(manager.systemctl({u"start"_s, u"test-backup.timer"_s, u"test-quick.timer"_s}), 0);
-    const QDateTime started = QDateTime::currentDateTimeUtc();
-    QTRY_VERIFY_WITH_TIMEOUT(TimerElapse::query(true).value(u"test-quick.timer"_s).last.has_value(), 10000);
-
-    QList<TimerUnit> timers = SystemdTimerScanner().scan();
-    TimerElapse::apply(timers);
-    qputenv("XDG_RUNTIME_DIR", oldRuntime);
-    qunsetenv("XDG_CONFIG_HOME");
+    QList<TimerUnit> timers;
+    QDateTime started;
+    {
+        // While it lives, this process's XDG_RUNTIME_DIR and XDG_CONFIG_HOME point to it.
+        const PrivateSystemdManager manager(sandbox.home());
+        REQUIRE_SYSTEMD_MANAGER(manager);
+        QCOMPARE(manager.systemctl({u"start"_s, u"test-backup.timer"_s, u"test-quick.timer"_s}).exitCode, 0);
+        started = QDateTime::currentDateTimeUtc();
+        QTRY_VERIFY_WITH_TIMEOUT(TimerElapse::query(true).value(u"test-quick.timer"_s).last.has_value(), 10000);
+        timers = SystemdTimerScanner().scan();
+        TimerElapse::apply(timers);
+    }
 
     const auto backup =
         std::find_if(timers.cbegin(), timers.cend(), [](const TimerUnit &t) { return t.name == u"test-backup.timer"; });

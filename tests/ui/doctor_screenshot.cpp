@@ -24,8 +24,7 @@ int main(int argc, char *argv[])
 
     UiWorld world;
     const QString home = world.sandbox.home();
-    QDir().mkpath(world.sandbox.sysroot() + u"/usr/bin"_s);
-    QFile::link(QStandardPaths::findExecutable(u"systemctl"_s), world.sandbox.sysroot() + u"/usr/bin/systemctl"_s);
+    PrivateSystemdManager::linkSystemctlInto(world.sandbox.sysroot());
     PrivateSystemdManager manager(home);
     if (!manager.failure().isEmpty()) {
         qWarning("no private systemd --user (%s): launchd's stand-ins instead", qPrintable(manager.failure()));

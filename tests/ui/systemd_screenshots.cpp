@@ -3,7 +3,7 @@
 //   xvfb-run -a systemd_screenshots OUTPUT_FOLDER
 // A user timer of its own is started in a private `systemd --user`, so that its next run shows.
 // Not a test: it checks nothing by itself.
-#include "PrivateUserManager.h"
+#include "PrivateSystemdManager.h"
 #include "ScreenshotRun.h"
 #include "UiWorld.h"
 
@@ -26,7 +26,6 @@ int main(int argc, char *argv[])
     auto store = world.openStore();
 
     const QString units = world.sandbox.home() + u"/.config/systemd/user"_s;
-    qputenv("XDG_CONFIG_HOME", (world.sandbox.home() + u"/.config"_s).toUtf8());
     Sandbox::writeFile(units + u"/photo-backup.timer"_s,
                        "[Unit]\nDescription=Back up the photo library\n\n[Timer]\nOnCalendar=*-*-* 07,19:15\n"
                        "Persistent=true\n\n[Install]\nWantedBy=timers.target\n");
@@ -35,8 +34,8 @@ int main(int argc, char *argv[])
                        "ExecStart=/usr/bin/rsync -a %h/Pictures /srv/backup/pictures\n");
     QDir().mkpath(units + u"/timers.target.wants"_s);
     QFile::link(units + u"/photo-backup.timer"_s, units + u"/timers.target.wants/photo-backup.timer"_s);
-    const PrivateUserManager manager(world.sandbox.home());
-    qputenv("XDG_RUNTIME_DIR", manager.runtimeDir().toUtf8());
+    // While it lives, this process's XDG_RUNTIME_DIR and XDG_CONFIG_HOME point to it.
+    const PrivateSystemdManager manager(world.sandbox.home());
     manager.systemctl({u"start"_s, u"photo-backup.timer"_s});
 
     // The machine itself, not the sandbox's stand-ins.
