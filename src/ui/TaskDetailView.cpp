@@ -355,14 +355,6 @@ QWidget *TaskDetailView::buildSchedule(QWidget *page)
     QWidget *box = section(QStringLiteral("calendar.badge.clock"), QStringLiteral("Schedule"), page, &body);
     body->addWidget(ViewStyle::textLabel(m_task.schedule.description(), QStringLiteral("detail-schedule"),
                                          ViewStyle::Selectable::no, box));
-    const QList<QDateTime> next = m_store.scheduler().nextRuns(m_task, QDateTime::currentDateTime(), 1);
-    QLabel *nextRun = ViewStyle::textLabel(
-        next.isEmpty() ? QStringLiteral("Next run: not scheduled")
-                       : u"Next run: " % QLocale::c().toString(next.first().toLocalTime(), u"ddd d MMM yyyy, H:mm"),
-        QStringLiteral("detail-next-run"), ViewStyle::Selectable::no, box);
-    nextRun->setFont(ViewStyle::captionFont());
-    ViewStyle::setTextColor(nextRun, ViewStyle::secondaryText());
-    body->addWidget(nextRun);
     if (m_task.wakeBeforeRun) {
         const bool active = m_store.scheduler().isWakeActive(m_task);
         auto *row = new QHBoxLayout;

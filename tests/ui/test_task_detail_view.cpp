@@ -370,18 +370,21 @@ private Q_SLOTS:
     {
         open(UiWorld::task(u"off"_s, u"true"_s));
         QVERIFY(!visibleChild<QPushButton>(view.get(), u"detail-run-now"_s)->isEnabled());
-        QCOMPARE(text(u"detail-next-run"_s), u"Next run: not scheduled"_s);
+        QCOMPARE(text(u"glance-next-runs"_s), u"None while the task is disabled."_s);
     }
 
-    void nextRun_dailyTask_showsTheComingTime()
+    void nextRuns_dailyTask_theGlanceShowsTheComingTimeOnce()
     {
         open(UiWorld::task(u"job"_s, u"true"_s, TaskSchedule::daily({{9, 0}}), true));
         QDateTime expected(QDate::currentDate(), QTime(9, 0));
         if (expected <= QDateTime::currentDateTime()) {
             expected = expected.addDays(1);
         }
-        QCOMPARE(text(u"detail-next-run"_s),
-                 u"Next run: "_s + QLocale::c().toString(expected, u"ddd d MMM yyyy, H:mm"_s));
+        // Under the schedule, the glance gives the coming runs; the schedule itself repeats none of them.
+        const QString firstLine = text(u"glance-next-runs"_s).section(u'\n', 0, 0);
+        QVERIFY2(firstLine.startsWith(QLocale::c().toString(expected, u"ddd d MMM HH:mm"_s) + u" (in "_s),
+                 qPrintable(firstLine));
+        QVERIFY(!view->findChild<QLabel *>(u"detail-next-run"_s));
     }
 };
 
