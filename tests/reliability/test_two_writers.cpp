@@ -1,6 +1,7 @@
 #include "Sandbox.h"
 #include "SessionBus.h"
 #include "StandInTool.h"
+#include "WriterChecks.h"
 #include "app/TasksFileWatcher.h"
 #include "launchd/PmsetService.h"
 #include "model/TaskMigration.h"
@@ -10,9 +11,6 @@
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QtTest>
-
-#include <atomic>
-#include <thread>
 
 using namespace Qt::StringLiterals;
 
@@ -33,77 +31,6 @@ int stressRounds()
     const int rounds = qEnvironmentVariableIntValue("MOXLEY_STRESS_ROUNDS", &ok);
     return ok && rounds > 0 ? rounds : 1;
 }
-
-// What a check compares: a task's identity and the fields the writers here change.
-struct Summary {
-    QUuid id;
-    QString name;
-    bool enabled = false;
-    friend bool operator==(const Summary &, const Summary &) = default;
-};
-
-QDebug operator<<(QDebug debug, const Summary &summary)
-{
-    return debug << summary.name << (summary.enabled ? "on" : "off");
-}
-
-QList<Summary> summarise(const QList<ScheduledTask> &tasks)
-{
-    QList<Summary> out;
-    for (const ScheduledTask &task : tasks) {
-        out << Summary{task.id, task.name, task.isEnabled};
-    }
-    return out;
-}
-
-// Reads the tasks file over and over on a thread of its own while the writers work.
-class FileReader
-{
-public:
-    explicit FileReader(QString path) : m_path(std::move(path))
-    {
-        m_thread = std::thread([this] { loop(); });
-    }
-    ~FileReader() { stop(); }
-
-    void stop()
-    {
-        m_stop = true;
-        if (m_thread.joinable()) {
-            m_thread.join();
-        }
-    }
-    int reads() const { return m_reads; }
-    int broken() const { return m_broken; }
-    QByteArray firstBroken() const { return m_firstBroken; }
-
-private:
-    void loop()
-    {
-        while (!m_stop) {
-            QFile file(m_path);
-            if (file.open(QIODevice::ReadOnly)) {
-                const QByteArray bytes = file.readAll();
-                const TaskMigration::ReadResult read = TaskMigration::read(bytes);
-                // Whole means: it reads, and it is byte for byte what the writer makes of its tasks.
-                if (!read.ok() || TaskMigration::encode(read.tasks) != bytes) {
-                    if (m_broken++ == 0) {
-                        m_firstBroken = bytes;
-                    }
-                }
-                ++m_reads;
-            }
-            std::this_thread::sleep_for(std::chrono::microseconds(300));
-        }
-    }
-
-    QString m_path;
-    std::thread m_thread;
-    std::atomic<bool> m_stop = false;
-    std::atomic<int> m_reads = 0;
-    std::atomic<int> m_broken = 0;
-    QByteArray m_firstBroken;
-};
 
 // A moxley tool started and left running.
 struct ToolRun {
@@ -345,7 +272,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, notice);
         open(notice);
-        FileReader reader(sandbox->tasksFile());
+        TasksFileReader reader(sandbox->tasksFile());
         QList<Summary> expected;
         for (int i = 0; i < 12; ++i) {
             const ScheduledTask task = appTask(u"App " % QString::number(i), i % 2 == 0);
@@ -576,7 +503,7 @@ private Q_SLOTS:
     void bothAtTheSameTime_nothingLostNothingBack()
     {
         open(true, 50);
-        FileReader reader(sandbox->tasksFile());
+        TasksFileReader reader(sandbox->tasksFile());
         QRandomGenerator random(90210);
         QHash<QUuid, Summary> appExpected;
         QHash<QUuid, Summary> toolExpected;
