@@ -22,19 +22,6 @@ void removeItem(const QString &path)
     }
 }
 
-// Only the standard 36-character form counts; braces or other spellings are not this app's names.
-std::optional<QUuid> parseUuid(const QString &text)
-{
-    if (text.size() != 36) {
-        return std::nullopt;
-    }
-    const QUuid id = QUuid::fromString(text);
-    if (id.isNull() && text != u"00000000-0000-0000-0000-000000000000") {
-        return std::nullopt;
-    }
-    return id;
-}
-
 std::optional<QStringList> entriesOf(const QString &folder)
 {
     const QDir dir(folder);
@@ -89,7 +76,7 @@ void LaunchdService::removeOrphans(const QSet<QUuid> &keptIds) const
             }
             QString rest = name.mid(kLabelPrefix.size());
             rest.remove(QStringLiteral(".plist"));
-            const auto id = parseUuid(rest);
+            const auto id = ScheduledTask::parseId(rest);
             if (!id || keptIds.contains(*id)) {
                 continue;
             }

@@ -8,6 +8,24 @@ QDateTime TaskLog::timestampDate() const
     return QDateTime::fromMSecsSinceEpoch(qint64(ms), QTimeZone::utc());
 }
 
+std::optional<QUuid> ScheduledTask::parseId(QStringView text)
+{
+    if (text.size() != 36) {
+        return std::nullopt;
+    }
+    for (qsizetype i = 0; i < 36; ++i) {
+        const char16_t c = text[i].unicode();
+        if (i == 8 || i == 13 || i == 18 || i == 23) {
+            if (c != u'-') {
+                return std::nullopt;
+            }
+        } else if (!((c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F'))) {
+            return std::nullopt;
+        }
+    }
+    return QUuid::fromString(text);
+}
+
 QString ScheduledTask::fullId(const QUuid &id)
 {
     return id.toString(QUuid::WithoutBraces).toUpper();

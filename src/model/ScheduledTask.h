@@ -60,6 +60,9 @@ struct ScheduledTask {
     QString shortId() const { return shortId(id); }
     static QString fullId(const QUuid &id);
     static QString shortId(const QUuid &id);
+    // An id as files, names and the tasks file spell it: only the canonical 36 hexadecimal digits
+    // and hyphens, either case, no braces; nothing for any other spelling.
+    static std::optional<QUuid> parseId(QStringView text);
 
     friend bool operator==(const ScheduledTask &, const ScheduledTask &) = default;
 };

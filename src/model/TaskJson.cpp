@@ -189,29 +189,11 @@ public:
             return typeMismatch(u"a string", value, join(path, key));
         }
         const QString text = value.toString();
-        if (!isCanonicalUuid(text)) {
+        const std::optional<QUuid> id = ScheduledTask::parseId(text);
+        if (!id) {
             return fail(u"Invalid UUID \"" % text % u"\".", join(path, key));
         }
-        *out = QUuid::fromString(text);
-        return true;
-    }
-
-    // Only the canonical 36-character form, as the platform's UUID parser takes it.
-    static bool isCanonicalUuid(QStringView text)
-    {
-        if (text.size() != 36) {
-            return false;
-        }
-        for (qsizetype i = 0; i < 36; ++i) {
-            const char16_t c = text[i].unicode();
-            if (i == 8 || i == 13 || i == 18 || i == 23) {
-                if (c != u'-') {
-                    return false;
-                }
-            } else if (!((c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F'))) {
-                return false;
-            }
-        }
+        *out = *id;
         return true;
     }
 

@@ -12,19 +12,6 @@ namespace {
 
 const QString kPrefix = u"com.moxley.task."_s;
 
-// Only the standard 36-character form counts, as for the launchd jobs.
-std::optional<QUuid> parseUuid(QStringView text)
-{
-    if (text.size() != 36) {
-        return std::nullopt;
-    }
-    const QUuid id = QUuid::fromString(text);
-    if (id.isNull() && text != u"00000000-0000-0000-0000-000000000000") {
-        return std::nullopt;
-    }
-    return id;
-}
-
 QString description(const ScheduledTask &task)
 {
     return u"Description=Moxley: " % SystemdUnits::literalValue(task.name);
@@ -55,7 +42,7 @@ std::optional<QUuid> SystemdUnits::taskIdOfUnit(const QString &fileName)
     } else {
         return std::nullopt;
     }
-    return parseUuid(rest);
+    return ScheduledTask::parseId(rest);
 }
 
 QString SystemdUnits::alertTemplateName()

@@ -96,6 +96,19 @@ private Q_SLOTS:
         QCOMPARE(task.shortId(), u"0a1b2c3d"_s);
     }
 
+    void parseId_onlyTheCanonicalSpelling()
+    {
+        const QUuid id = QUuid::fromString(u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_s);
+        QCOMPARE(ScheduledTask::parseId(u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"), std::optional(id));
+        QCOMPARE(ScheduledTask::parseId(u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"), std::optional(id));
+        QCOMPARE(ScheduledTask::parseId(u"00000000-0000-0000-0000-000000000000"), std::optional(QUuid()));
+        for (const char16_t *wrong :
+             {u"{0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9}", u"0a1b2c3d4e5f607182934a4b5c6d7e8f9",
+              u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8fg", u"0a1b2c3d_4e5f-6071-8293-a4b5c6d7e8f9", u"0a1b2c3d", u""}) {
+            QVERIFY2(!ScheduledTask::parseId(QStringView(wrong)), qPrintable(QString::fromUtf16(wrong)));
+        }
+    }
+
     void kindNames()
     {
         QCOMPARE(TaskSchedule::interval(1).kindName(), u"interval"_s);
