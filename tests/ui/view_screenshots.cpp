@@ -84,6 +84,20 @@ int main(int argc, char *argv[])
         save(add, u"add-task-weekly"_s);
     }
     {
+        // Every N minutes right after Run at load, the way its caption once lost its room.
+        AddTaskView add(store);
+        add.resize(560, 760);
+        TaskFormFields fields;
+        fields.name = u"Sync notes"_s;
+        fields.command = u"git -C ~/notes pull --rebase && git -C ~/notes push"_s;
+        fields.scheduleType = ScheduleType::runAtLoad;
+        add.form()->setFields(fields);
+        save(add, u"add-task-run-at-load"_s);
+        fields.scheduleType = ScheduleType::interval;
+        add.form()->setFields(fields);
+        save(add, u"add-task-interval-after-run-at-load"_s);
+    }
+    {
         ScheduledTask task;
         task.id = QUuid::createUuid();
         task.name = u"Pay rent reminder"_s;
