@@ -6,7 +6,9 @@
 #include "launchd/PmsetService.h"
 #include "model/TaskMigration.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 
 #include <algorithm>
