@@ -31,7 +31,7 @@ QList<Row> testRun(const Context &context)
     const QMap<QString, QString> env{{u"QT_QPA_PLATFORM"_s, u"offscreen"_s}};
     const QString command = linesCommand(lines);
     const Measure::Pair pair = Measure::alternate(
-        context.reps,
+        std::min(context.reps, 5),
         [&] {
             return context.run(Command{{view, u"testrun"_s, command, QString::number(lines)}, env, {}, true});
         },

@@ -82,24 +82,28 @@ Row row(const Context &context, const QString &scheduler)
         QFile::remove(log);
     };
     QList<Calls> counted;
+    int scripts = -1; // written by our first run
     // A shell writing as many files as we do (a script and a job file per task), for scale.
     const QString loop = u"cd '"_s + files + u"' && for i in $(seq " + QString::number(kTasks) +
                          u"); do printf '#!/bin/bash\\necho %s\\n' $i > $i.sh; printf '<plist>%s</plist>\\n' $i > "
                          u"$i.plist; done";
+    // Each of our rounds writes 20,000 files and takes seconds: two rounds a side.
     const Measure::Pair pair = Measure::alternate(
-        context.reps,
+        std::min(context.reps, 2),
         [&] {
             reset();
             Measure::Run run =
                 context.run(Command{{context.binDir + u"/moxley", u"enable"_s, kTarget}, env, {}, false});
             counted.append(readCalls(log));
+            if (scripts < 0) {
+                scripts = int(QDir(dir + u"/data/Moxley/Scripts").entryList(QDir::Files).size());
+            }
             return run;
         },
         [&] {
             reset();
             return context.run(Command{{u"/bin/bash"_s, u"-c"_s, loop}, {}, {}, false});
         });
-    const int scripts = int(QDir(dir + u"/data/Moxley/Scripts").entryList(QDir::Files).size());
     QDir(dir).removeRecursively();
     const Measure::Run &first = pair.ours.runs.first();
     if (!first.ok() || scripts != kTasks + 1) {
@@ -115,18 +119,18 @@ Row row(const Context &context, const QString &scheduler)
     // launchd: one load per 200 jobs and one for the task enabled; systemd: a reload, an enable and
     // a restart for the batch, and as many for the task.
     const int bound = scheduler == u"launchd" ? kTasks / 200 + 1 : 8;
-    row.target = u"at most "_s + QString::number(bound) + u" " + QFileInfo(tool).fileName() + u" calls (was " +
-                 QString::number(kTasks + 1) + u")";
+    row.target = u"at most "_s + QString::number(bound) + u" " + QFileInfo(tool).fileName() + u" calls" +
+                 (scheduler == u"launchd" ? u" (was 10,001)"_s : QString());
     Bench::fillTimes(row, pair, u"bash loop writing 20,000 files"_s);
     row.memory = Bench::mebibytes(pair.ours.maxPeakKiB()) + u"; " + QString::number(most) + u" calls, " +
                  QString::number(counted.first().arguments) + u" arguments";
     row.verdict = most <= bound ? u"met"_s : u"MISSED"_s;
-    row.notes.append(u"many tasks ("_s + scheduler + u"): " + QString::number(kTasks) +
-                     u" enabled tasks of every kind and one disabled, no script and no job file; `moxley enable` "
-                     u"of the disabled one reinstalls all of them first. " +
-                     QFileInfo(tool).fileName() +
-                     u" is a stand-in that only counts its calls (no job is loaded). Before batching it took 65 s "
-                     u"and 10,001 launchctl calls.");
+    row.notes.append(
+        u"many tasks ("_s + scheduler +
+        u"): 10,000 enabled tasks of every kind and one disabled, no script and no job file; `moxley "
+        u"enable` of the disabled one reinstalls all of them first. " +
+        QFileInfo(tool).fileName() + u" is a stand-in that only counts its calls (no job is loaded)." +
+        (scheduler == u"launchd" ? u" Before batching it took 65 s and 10,001 launchctl calls."_s : QString()));
     return row;
 }
 
