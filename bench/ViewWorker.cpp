@@ -1,11 +1,17 @@
-// moxley-bench-view: the timeline view over the store, computed and painted offscreen.
-// timeline ROOT NOW ZONE REPS: ROOT holds tasks.json, LaunchAgents, Scripts and Logs.
+// moxley-bench-view: views offscreen.
+// timeline ROOT NOW ZONE REPS: the timeline view over the store (ROOT holds tasks.json,
+// LaunchAgents, Scripts and Logs), computed and painted.
+// testrun COMMAND LINES: the test-run sheet running COMMAND, which prints LINES lines, until all
+// of its output is shown.
+#include "runner/TaskRunner.h"
 #include "store/TaskStore.h"
 #include "ui/DayTimelineView.h"
+#include "ui/TestRunView.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QImage>
+#include <QPlainTextEdit>
 #include <QTimeZone>
 
 #include <algorithm>
@@ -26,14 +32,41 @@ double processCpuMs()
     return double(t.tv_sec) * 1e3 + double(t.tv_nsec) / 1e6;
 }
 
+int testRun(const QString &command, qint64 lines)
+{
+    TestRunView sheet(command, std::nullopt, std::nullopt, false);
+    auto *output = sheet.findChild<QPlainTextEdit *>(QStringLiteral("test-run-output"));
+    if (!output) {
+        return 1;
+    }
+    QElapsedTimer timer;
+    timer.start();
+    sheet.show(); // the run starts as the sheet first appears
+    // Done when the run has ended and every line it printed is either shown or counted as left out.
+    const auto accounted = [&] { return output->document()->blockCount() - 1 + sheet.omittedLines(); };
+    while (sheet.runner().isRunning() || !sheet.runner().exitCode() || accounted() < lines) {
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        if (timer.elapsed() > 600000) {
+            return 1;
+        }
+    }
+    std::printf("shown_ms=%.3f limit=%d kept=%lld omitted=%lld exit=%d\n", double(timer.nsecsElapsed()) / 1e6,
+                TestRunView::kKeptLines, static_cast<long long>(output->document()->blockCount() - 1),
+                static_cast<long long>(sheet.omittedLines()), *sheet.runner().exitCode());
+    return *sheet.runner().exitCode() == 0 ? 0 : 1;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     const QStringList args = QApplication::arguments();
+    if (args.size() == 4 && args[1] == u"testrun") {
+        return testRun(args[2], args[3].toLongLong());
+    }
     if (args.size() != 6 || args[1] != u"timeline") {
-        std::fprintf(stderr, "usage: moxley-bench-view timeline ROOT NOW ZONE REPS\n");
+        std::fprintf(stderr, "usage: moxley-bench-view timeline ROOT NOW ZONE REPS | testrun COMMAND LINES\n");
         return 2;
     }
     const QString root = args[2];

@@ -44,16 +44,33 @@ std::optional<JobControlError> LaunchdService::install(const ScheduledTask &task
     if (QFileInfo::exists(plist)) {
         runJobControl({QStringLiteral("unload"), plist});
     }
+    if (auto failure = savePlist(task)) {
+        return failure;
+    }
+    return runJobControl({QStringLiteral("load"), plist});
+}
 
+std::optional<JobControlError> LaunchdService::writeJobFiles(const ScheduledTask &task, bool &replaced) const
+{
+    if (auto failure = writeScript(task)) {
+        return JobControlError::installFailed(*failure);
+    }
+    replaced = QFileInfo::exists(plistPath(task));
+    return savePlist(task);
+}
+
+std::optional<JobControlError> LaunchdService::savePlist(const ScheduledTask &task) const
+{
     // launchd cannot open missing log folders; should this fail, the job is still written.
     QDir().mkpath(m_logDir);
     QDir().mkpath(m_launchAgentsDir);
+    const QString plist = plistPath(task);
     const QByteArray text = plistText(task).toUtf8();
     QSaveFile file(plist);
     if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
         return JobControlError::installFailed(u"The file “" % plist % u"” could not be saved: " % file.errorString());
     }
-    return runJobControl({QStringLiteral("load"), plist});
+    return std::nullopt;
 }
 
 std::optional<JobControlError> LaunchdService::uninstall(const ScheduledTask &task) const

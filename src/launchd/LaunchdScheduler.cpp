@@ -17,10 +17,67 @@ LaunchdScheduler::LaunchdScheduler(LaunchdService service, std::shared_ptr<Pmset
 
 std::optional<QString> LaunchdScheduler::install(const ScheduledTask &task)
 {
+    if (m_batching) {
+        PendingJob job{task.id, m_service.plistPath(task)};
+        if (const auto error = m_service.writeJobFiles(task, job.replaced)) {
+            return error->description();
+        }
+        m_pending.append(job);
+        return std::nullopt;
+    }
     if (const auto error = m_service.install(task)) {
         return error->description();
     }
     return std::nullopt;
+}
+
+void LaunchdScheduler::beginBatch()
+{
+    m_batching = true;
+    m_pending.clear();
+}
+
+QHash<QUuid, QString> LaunchdScheduler::endBatch()
+{
+    m_batching = false;
+    QHash<QUuid, QString> failures;
+    for (qsizetype start = 0; start < m_pending.size(); start += m_pathsPerCall) {
+        loadPending(m_pending.mid(start, m_pathsPerCall), failures);
+    }
+    m_pending.clear();
+    return failures;
+}
+
+void LaunchdScheduler::loadPending(const QList<PendingJob> &jobs, QHash<QUuid, QString> &failures) const
+{
+    QStringList unload{u"unload"_s};
+    QStringList load{u"load"_s};
+    for (const PendingJob &job : jobs) {
+        if (job.replaced) {
+            unload << job.plist;
+        }
+        load << job.plist;
+    }
+    // As for one job, a failed unload is no failure: the job may not have been loaded.
+    if (unload.size() > 1) {
+        (void)m_service.runJobControl(unload);
+    }
+    const auto error = m_service.runJobControl(load);
+    if (!error) {
+        return;
+    }
+    if (jobs.size() == 1) {
+        failures.insert(jobs.constFirst().id, error->description());
+        return;
+    }
+    // launchctl's status does not say which path failed, and some of them may be loaded now: each
+    // job is taken down and loaded on its own, so that the failure is that job's, as install gives it.
+    for (const PendingJob &job : jobs) {
+        (void)m_service.runJobControl({u"unload"_s, job.plist});
+        if (const auto error = m_service.runJobControl({u"load"_s, job.plist})) {
+            failures.insert(job.id, error->description());
+        }
+    }
 }
 
 std::optional<QString> LaunchdScheduler::uninstall(const ScheduledTask &task)

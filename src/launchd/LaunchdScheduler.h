@@ -3,6 +3,7 @@
 #include "launchd/LaunchdService.h"
 #include "model/JobScheduler.h"
 
+#include <algorithm>
 #include <memory>
 
 class PmsetServiceProtocol;
@@ -17,6 +18,10 @@ public:
     Kind kind() const override { return Kind::launchd; }
     std::optional<QString> install(const ScheduledTask &task) override;
     std::optional<QString> uninstall(const ScheduledTask &task) override;
+    // Installs in a batch write their files at once and leave launchctl to endBatch, which unloads
+    // the replaced jobs and loads them all with a few calls taking many paths each.
+    void beginBatch() override;
+    QHash<QUuid, QString> endBatch() override;
     void removeStrays(const QSet<QUuid> &keptIds) override;
     // launchctl kickstart gui/UID/LABEL
     std::optional<QString> startNow(const ScheduledTask &task) override;
@@ -39,7 +44,21 @@ public:
     QStringList defaultEnvironment() const override;
     QString defaultWorkingDirectory() const override;
 
+    // Paths per launchctl call: far below the system's limit on a command line's length.
+    static constexpr qsizetype kPathsPerCall = 200;
+    void setPathsPerCall(qsizetype count) { m_pathsPerCall = std::max<qsizetype>(1, count); }
+
 private:
+    struct PendingJob {
+        QUuid id;
+        QString plist;
+        bool replaced = false;
+    };
+    void loadPending(const QList<PendingJob> &jobs, QHash<QUuid, QString> &failures) const;
+
     LaunchdService m_service;
+    bool m_batching = false;
+    QList<PendingJob> m_pending;
+    qsizetype m_pathsPerCall = kPathsPerCall;
     std::shared_ptr<PmsetServiceProtocol> m_pmset;
 };

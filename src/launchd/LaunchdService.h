@@ -78,12 +78,16 @@ public:
     std::optional<JobControlError> runJobControl(const QStringList &arguments) const;
     // Writes script and property list, unloads an existing job, loads the new one.
     std::optional<JobControlError> install(const ScheduledTask &task) const;
+    // install's files without its launchctl calls, for a batch. `replaced`: a property list was
+    // there, so its job is to be unloaded before the new one loads.
+    std::optional<JobControlError> writeJobFiles(const ScheduledTask &task, bool &replaced) const;
     // Unloads the job and deletes its property list and scripts; history and logs stay.
     std::optional<JobControlError> uninstall(const ScheduledTask &task) const;
     // Removes this app's jobs and scripts whose task id is not kept.
     void removeOrphans(const QSet<QUuid> &keptIds) const;
 
 private:
+    std::optional<JobControlError> savePlist(const ScheduledTask &task) const;
     static void appendDayGuard(const ScheduledTask &task, QStringList &lines);
     // From the environment file to the runs line and the exit.
     void appendBody(const ScheduledTask &task, QStringList &lines) const;

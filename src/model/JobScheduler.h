@@ -3,6 +3,7 @@
 #include "model/ScheduledTask.h"
 
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QSet>
 #include <QString>
@@ -38,9 +39,10 @@ public:
     // Removes this program's jobs and scripts whose task id is not kept; never anyone else's.
     virtual void removeStrays(const QSet<QUuid> &keptIds) = 0;
     // Installs between these two calls may defer the scheduler's reload to the end, so that a
-    // refresh of many tasks reloads once. Not nested.
+    // refresh of many tasks reloads once. Not nested. endBatch gives the failures of the deferred
+    // work by task id, as install would have returned them.
     virtual void beginBatch() {}
-    virtual void endBatch() {}
+    virtual QHash<QUuid, QString> endBatch() { return {}; }
 
     // Starts the task's job now, as a scheduled run would (recorded in the history).
     virtual std::optional<QString> startNow(const ScheduledTask &task) = 0;

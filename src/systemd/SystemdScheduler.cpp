@@ -152,6 +152,7 @@ std::optional<QString> SystemdScheduler::install(const ScheduledTask &task)
     if (m_batching) {
         m_pendingUnits << units;
         m_pendingStarts << started;
+        m_pendingIds << task.id;
         return std::nullopt;
     }
     const auto failure = activate(units, started);
@@ -203,16 +204,24 @@ void SystemdScheduler::beginBatch()
     m_batching = true;
     m_pendingUnits.clear();
     m_pendingStarts.clear();
+    m_pendingIds.clear();
 }
 
-void SystemdScheduler::endBatch()
+QHash<QUuid, QString> SystemdScheduler::endBatch()
 {
     m_batching = false;
+    QHash<QUuid, QString> failures;
     if (!m_pendingUnits.isEmpty() || !m_pendingStarts.isEmpty()) {
-        (void)activate(m_pendingUnits, m_pendingStarts);
+        if (const auto failure = activate(m_pendingUnits, m_pendingStarts)) {
+            for (const QUuid &id : std::as_const(m_pendingIds)) {
+                failures.insert(id, *failure);
+            }
+        }
     }
     m_pendingUnits.clear();
     m_pendingStarts.clear();
+    m_pendingIds.clear();
+    return failures;
 }
 
 std::optional<QString> SystemdScheduler::uninstall(const ScheduledTask &task)

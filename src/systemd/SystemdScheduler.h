@@ -26,7 +26,8 @@ public:
     std::optional<QString> uninstall(const ScheduledTask &task) override;
     void removeStrays(const QSet<QUuid> &keptIds) override;
     void beginBatch() override;
-    void endBatch() override;
+    // A failed reload is every pending task's failure: systemctl does not say whose unit it was.
+    QHash<QUuid, QString> endBatch() override;
     std::optional<QString> startNow(const ScheduledTask &task) override;
     // Calendar: the schedule's true times in local time; interval: the manager's next elapse.
     QList<QDateTime> nextRuns(const ScheduledTask &task, const QDateTime &after, int count) const override;
@@ -73,4 +74,5 @@ private:
     bool m_batching = false;
     QStringList m_pendingUnits;
     QStringList m_pendingStarts;
+    QList<QUuid> m_pendingIds;
 };

@@ -25,6 +25,7 @@
 #include <QMenu>
 #include <QSaveFile>
 #include <QSplitter>
+#include <QThread>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
@@ -140,15 +141,20 @@ ContentView::ContentView(TaskStore &store, QWidget *parent) : QWidget(parent), m
     updateToolBar();
 }
 
-ContentView::~ContentView() = default;
+ContentView::~ContentView()
+{
+    // The scan's thread owns nothing of the view's; it only has to end before its QThread goes.
+    if (m_scanThread) {
+        m_scanThread->wait();
+    }
+}
 
 void ContentView::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
     if (m_scan == Scan::notStarted) {
-        // The jobs are read once the window has appeared, on this thread like everything else:
-        // reading ~2,000 property lists first kept the window from showing. The sidebar's list
-        // is what is certain to be painted.
+        // The jobs are read once the window has appeared: reading ~2,000 property lists first kept
+        // the window from showing. The sidebar's list is what is certain to be painted.
         m_scan = Scan::waitingForPaint;
         m_sidebar->list()->viewport()->installEventFilter(this);
     }
@@ -169,9 +175,40 @@ bool ContentView::eventFilter(QObject *watched, QEvent *event)
 
 void ContentView::startScan()
 {
-    scanSystemJobs();
-    m_scan = Scan::done;
-    Q_EMIT systemJobsScanned();
+    // On a thread of its own, so the window answers while ~2,000 files are parsed; the rows and
+    // the timeline's system lane come when it is done.
+    struct Found {
+        QList<LaunchdJob> launchd;
+        SystemdJobs systemd;
+    };
+    auto found = std::make_shared<Found>();
+    const bool systemd = m_browsesSystemd;
+    m_scanThread = QThread::create([found, systemd] {
+        if (systemd) {
+            found->systemd = SystemdJobs::scan();
+        } else {
+            found->launchd = LaunchdBrowser().scan();
+        }
+    });
+    m_scanThread->setParent(this);
+    connect(m_scanThread, &QThread::finished, this, [this, found, systemd] {
+        m_scanThread->deleteLater();
+        m_scanThread = nullptr;
+        m_scan = Scan::done;
+        if (systemd) {
+            setSystemdJobs(found->systemd);
+        } else {
+            setSystemJobs(found->launchd);
+        }
+        Q_EMIT systemJobsScanned();
+    });
+    m_scan = Scan::running;
+    m_scanThread->start(QThread::LowPriority);
+}
+
+bool ContentView::isScanningSystemJobs() const
+{
+    return m_scanThread && m_scanThread->isRunning();
 }
 
 void ContentView::scanSystemJobs()

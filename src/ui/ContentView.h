@@ -17,6 +17,7 @@
 class QAction;
 class QMenu;
 class QSplitter;
+class QThread;
 class QToolBar;
 class SidebarView;
 class TaskStore;
@@ -76,9 +77,11 @@ public Q_SLOTS:
     void exportSelected();
     void deleteSelected();
 
-    // Reads the job folders again, at once. The first reading comes right after the view's first
-    // paint (systemJobsScanned tells when it is in).
+    // Reads the job folders again, at once. The first reading starts right after the view's first
+    // paint, on a thread of its own (systemJobsScanned tells when it is in).
     void scanSystemJobs();
+    // The reading's thread is at work now.
+    bool isScanningSystemJobs() const;
 
 Q_SIGNALS:
     void selectionChanged();
@@ -111,7 +114,7 @@ private:
     bool m_showSystemJobs = false;
     bool m_selectMode = false;
     QSet<QUuid> m_ticked;
-    enum class Scan { notStarted, waitingForPaint, scheduled, done };
+    enum class Scan { notStarted, waitingForPaint, scheduled, running, done };
     Scan m_scan = Scan::notStarted;
     bool m_alertsQueued = false;
     bool m_alertShowing = false;
@@ -127,4 +130,5 @@ private:
     QWidget *m_detail = nullptr;
     QPointer<QDialog> m_addSheet;
     QPointer<QDialog> m_editSheet;
+    QThread *m_scanThread = nullptr;
 };

@@ -39,6 +39,21 @@ private Q_SLOTS:
         QCOMPARE(other.out, QByteArray());
     }
 
+    void statusForArgument_anywhereInTheCall_beforeFirstArgumentsStatus()
+    {
+        Sandbox sandbox;
+        StandInTool tool(sandbox, u"/bin/launchctl"_s);
+        tool.setExitStatus(0, u"load"_s);
+        tool.setExitStatus(4);
+        tool.setExitStatusForArgument(7, u"/b c.plist"_s);
+        QCOMPARE(sandbox.run(tool.path(), {u"load"_s, u"/a.plist"_s, u"/b c.plist"_s}).exitCode, 7);
+        QCOMPARE(sandbox.run(tool.path(), {u"/b c.plist"_s}).exitCode, 7);
+        // Only the whole argument counts.
+        QCOMPARE(sandbox.run(tool.path(), {u"load"_s, u"/b"_s, u"c.plist"_s}).exitCode, 0);
+        QCOMPARE(sandbox.run(tool.path(), {u"load"_s, u"/b c.plist2"_s}).exitCode, 0);
+        QCOMPARE(sandbox.run(tool.path(), {u"list"_s}).exitCode, 4);
+    }
+
     void sharedLogKeepsOrderAcrossTools()
     {
         Sandbox sandbox;

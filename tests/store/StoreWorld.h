@@ -54,10 +54,15 @@ public:
         for (qsizetype i = m_mark; i < all.size(); ++i) {
             const QStringList &call = all.at(i);
             if (call.value(0) == u"launchctl") {
-                QString name = QFileInfo(call.value(2)).fileName();
-                name.remove(QStringLiteral("com.moxley.task."));
-                name.remove(QStringLiteral(".plist"));
-                out << call.value(1) % u' ' % name;
+                // A batch loads many jobs in one call: "load ID1 ID2".
+                QStringList names;
+                for (const QString &path : call.mid(2)) {
+                    names << QFileInfo(path)
+                                 .fileName()
+                                 .remove(QStringLiteral("com.moxley.task."))
+                                 .remove(QStringLiteral(".plist"));
+                }
+                out << call.value(1) % u' ' % names.join(u' ');
             } else if (call.value(0) == u"osascript") {
                 const QRegularExpressionMatch match = script.match(call.value(2));
                 // Undo the AppleScript string escapes: a backslash takes the next character as it is.

@@ -118,7 +118,7 @@ private Q_SLOTS:
         const ScheduledTask wake = StoreWorld::task(u"W"_s, TaskSchedule::daily({seven}), true, true);
         const ScheduledTask monthly = StoreWorld::task(u"M"_s, TaskSchedule::monthly(14, {{9, 0}}), true, true);
         store->importTasks(TaskMigration::encode({wake, monthly}));
-        QCOMPARE(world.calls(), (QStringList{load(wake), load(monthly), StoreWorld::daily(7, 0),
+        QCOMPARE(world.calls(), (QStringList{load(wake) % u' ' % monthly.fullId(), StoreWorld::daily(7, 0),
                                              u"wake pmset schedule wakeorpoweron \"03/14/25 08:55:00\""_s}));
     }
 

@@ -55,6 +55,9 @@ printf '=%s %s\n' "$(printf '%s' %3 | base64 | tr -d '\n')" "$record" >> "$share
 key=$(printf '%s' "${1-}" | od -An -tx1 | tr -d ' \n')
 [ -f "$state/delay" ] && sleep "$(cat "$state/delay")"
 if [ -f "$state/output.$key" ]; then cat "$state/output.$key"; elif [ -f "$state/output." ]; then cat "$state/output."; fi
+if [ -f "$state/argument-status" ]; then
+  while read -r st enc; do case " $record" in *" =$enc "*) exit "$st";; esac; done < "$state/argument-status"
+fi
 if [ -f "$state/status.$key" ]; then exit "$(cat "$state/status.$key")"; fi
 if [ -f "$state/status." ]; then exit "$(cat "$state/status.")"; fi
 exit 0
@@ -70,6 +73,14 @@ QString StandInTool::stateFile(const QString &kind, const QString &firstArgument
 void StandInTool::setExitStatus(int status, const QString &firstArgument) const
 {
     Sandbox::writeFile(stateFile(u"status"_s, firstArgument), QByteArray::number(status));
+}
+
+void StandInTool::setExitStatusForArgument(int status, const QString &argument) const
+{
+    QFile file(m_stateDir + u"/argument-status"_s);
+    if (file.open(QIODevice::Append)) {
+        file.write(QByteArray::number(status) + ' ' + argument.toUtf8().toBase64() + '\n');
+    }
 }
 
 void StandInTool::setOutput(const QByteArray &text, const QString &firstArgument) const

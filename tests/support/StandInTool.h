@@ -24,6 +24,8 @@ public:
     // For calls whose first argument is `firstArgument`; with no first argument, for every call
     // that has no more specific setting.
     void setExitStatus(int status, const QString &firstArgument = {}) const;
+    // For every call that has `argument` among its arguments, before any setting above.
+    void setExitStatusForArgument(int status, const QString &argument) const;
     void setOutput(const QByteArray &text, const QString &firstArgument = {}) const;
     // Seconds to wait before answering (a tool that hangs).
     void setDelay(double seconds) const;
