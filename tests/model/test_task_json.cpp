@@ -427,7 +427,7 @@ private Q_SLOTS:
         }
         const QByteArray first = TaskMigration::encode(tasks);
         const auto read = TaskMigration::read(first);
-        QVERIFY2(read.ok(), qPrintable(read.error->description));
+        QVERIFY2(read.ok(), qPrintable(read.error ? read.error->description : QString()));
         QCOMPARE(read.tasks.size(), tasks.size());
         for (qsizetype i = 0; i < tasks.size(); ++i) {
             QVERIFY2(read.tasks.at(i) == tasks.at(i), qPrintable(QString::number(i)));

@@ -95,7 +95,7 @@ private Q_SLOTS:
     void version1_singleTimeBecomesList()
     {
         const auto result = TaskMigration::read(kV1Daily);
-        QVERIFY2(result.ok(), qPrintable(result.error->description));
+        QVERIFY2(result.ok(), qPrintable(result.error ? result.error->description : QString()));
         QCOMPARE(result.tasks.size(), 1);
         QVERIFY(result.tasks.first().schedule == TaskSchedule::daily({{9, 30}}));
         QCOMPARE(result.tasks.first().wakeBeforeRun, false);
@@ -104,7 +104,7 @@ private Q_SLOTS:
     void version1_monthlyWithoutDayIsDay1()
     {
         const auto result = TaskMigration::read(v1WithSchedule(R"({"monthly": {"hour": 6, "minute": 0}})"));
-        QVERIFY2(result.ok(), qPrintable(result.error->description));
+        QVERIFY2(result.ok(), qPrintable(result.error ? result.error->description : QString()));
         QVERIFY(result.tasks.first().schedule == TaskSchedule::monthly(1, {{6, 0}}));
     }
 
