@@ -29,10 +29,13 @@ QList<ScheduledTask> makeTasks(int count)
     return tasks;
 }
 
-LaunchdService serviceIn(const Sandbox &sandbox)
-{
-    return LaunchdService(sandbox.launchAgentsDir(), sandbox.scriptsDir(), sandbox.logDir());
-}
+// A sandbox with a stand-in launchctl, and the scheduler over the sandbox's folders.
+struct World {
+    Sandbox sandbox;
+    StandInTool launchctl{sandbox, QStringLiteral("/bin/launchctl")};
+    const LaunchdService service{sandbox.launchAgentsDir(), sandbox.scriptsDir(), sandbox.logDir()};
+    LaunchdScheduler scheduler{service, std::make_shared<PmsetService>()};
+};
 
 QHash<QUuid, QString> installInBatch(LaunchdScheduler &scheduler, const QList<ScheduledTask> &tasks)
 {
@@ -65,10 +68,8 @@ class LaunchdBatchTest : public QObject
 private Q_SLOTS:
     void newJobs_loadedInCallsOf200Paths()
     {
-        Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
-        const LaunchdService service = serviceIn(sandbox);
-        LaunchdScheduler scheduler(service, std::make_shared<PmsetService>());
+        World world;
+        auto &[sandbox, launchctl, service, scheduler] = world;
         const QList<ScheduledTask> tasks = makeTasks(401);
         QVERIFY(installInBatch(scheduler, tasks).isEmpty());
 
@@ -90,10 +91,8 @@ private Q_SLOTS:
 
     void replacedJobs_unloadedThenLoaded_perChunk()
     {
-        Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
-        const LaunchdService service = serviceIn(sandbox);
-        LaunchdScheduler scheduler(service, std::make_shared<PmsetService>());
+        World world;
+        auto &[sandbox, launchctl, service, scheduler] = world;
         scheduler.setPathsPerCall(20);
         const QList<ScheduledTask> tasks = makeTasks(25);
         // The first 21 were installed before; the last 4 are new.
@@ -115,10 +114,8 @@ private Q_SLOTS:
 
     void oneFailingJob_failsAlone_withInstallsMessage()
     {
-        Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
-        const LaunchdService service = serviceIn(sandbox);
-        LaunchdScheduler scheduler(service, std::make_shared<PmsetService>());
+        World world;
+        auto &[sandbox, launchctl, service, scheduler] = world;
         scheduler.setPathsPerCall(20);
         const QList<ScheduledTask> tasks = makeTasks(25);
         const ScheduledTask &failing = tasks.at(3);
@@ -142,9 +139,8 @@ private Q_SLOTS:
 
     void oneJobBatch_failure_isThatCallsOwn()
     {
-        Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
-        LaunchdScheduler scheduler(serviceIn(sandbox), std::make_shared<PmsetService>());
+        World world;
+        auto &[sandbox, launchctl, service, scheduler] = world;
         launchctl.setExitStatus(1, u"load"_s);
         const ScheduledTask task = makeTask(1);
         const QHash<QUuid, QString> failures = installInBatch(scheduler, {task});
@@ -154,10 +150,8 @@ private Q_SLOTS:
 
     void outsideBatch_installLoadsAtOnce()
     {
-        Sandbox sandbox;
-        StandInTool launchctl(sandbox, u"/bin/launchctl"_s);
-        const LaunchdService service = serviceIn(sandbox);
-        LaunchdScheduler scheduler(service, std::make_shared<PmsetService>());
+        World world;
+        auto &[sandbox, launchctl, service, scheduler] = world;
         const ScheduledTask task = makeTask(1);
         QCOMPARE(scheduler.install(task), std::nullopt);
         QCOMPARE(launchctl.calls(), (QList<QStringList>{{u"load"_s, service.plistPath(task)}}));
