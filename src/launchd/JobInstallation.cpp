@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 namespace {
 
@@ -52,23 +51,22 @@ std::optional<JobControlError> LaunchdService::install(const ScheduledTask &task
 
 std::optional<JobControlError> LaunchdService::writeJobFiles(const ScheduledTask &task, bool &replaced) const
 {
-    if (auto failure = writeScript(task)) {
+    // The batch brings its files to disk once, at its end.
+    if (auto failure = writeScript(task, GeneratedFile::Sync::later)) {
         return JobControlError::installFailed(*failure);
     }
     replaced = QFileInfo::exists(plistPath(task));
-    return savePlist(task);
+    return savePlist(task, GeneratedFile::Sync::later);
 }
 
-std::optional<JobControlError> LaunchdService::savePlist(const ScheduledTask &task) const
+std::optional<JobControlError> LaunchdService::savePlist(const ScheduledTask &task, GeneratedFile::Sync sync) const
 {
     // launchd cannot open missing log folders; should this fail, the job is still written.
     QDir().mkpath(m_logDir);
     QDir().mkpath(m_launchAgentsDir);
     const QString plist = plistPath(task);
-    const QByteArray text = plistText(task).toUtf8();
-    QSaveFile file(plist);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
-        return JobControlError::installFailed(u"The file “" % plist % u"” could not be saved: " % file.errorString());
+    if (auto failure = GeneratedFile::write(plist, plistText(task).toUtf8(), sync)) {
+        return JobControlError::installFailed(u"The file “" % plist % u"” could not be saved: " % *failure);
     }
     return std::nullopt;
 }

@@ -41,6 +41,9 @@ QHash<QUuid, QString> LaunchdScheduler::endBatch()
 {
     m_batching = false;
     QHash<QUuid, QString> failures;
+    if (!m_pending.isEmpty()) {
+        GeneratedFile::syncAll();
+    }
     for (qsizetype start = 0; start < m_pending.size(); start += m_pathsPerCall) {
         loadPending(m_pending.mid(start, m_pathsPerCall), failures);
     }

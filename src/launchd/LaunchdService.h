@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/ScheduledTask.h"
+#include "platform/GeneratedFile.h"
 
 #include <QSet>
 #include <QString>
@@ -69,8 +70,10 @@ public:
     QString exactCalendarScriptText(const ScheduledTask &task, const QString &loginShell) const;
 
     // Writes the script (mode 0700, creating the folders), fails with the system's text.
-    std::optional<QString> writeScript(const ScheduledTask &task) const;
-    std::optional<QString> writeScript(const ScheduledTask &task, const QString &text) const;
+    std::optional<QString> writeScript(const ScheduledTask &task,
+                                       GeneratedFile::Sync sync = GeneratedFile::Sync::now) const;
+    std::optional<QString> writeScript(const ScheduledTask &task, const QString &text,
+                                       GeneratedFile::Sync sync = GeneratedFile::Sync::now) const;
     // Removes scripts whose task id is not kept, and all scripts named by a full id.
     void removeOrphanScripts(const QSet<QUuid> &keptIds) const;
 
@@ -87,7 +90,8 @@ public:
     void removeOrphans(const QSet<QUuid> &keptIds) const;
 
 private:
-    std::optional<JobControlError> savePlist(const ScheduledTask &task) const;
+    std::optional<JobControlError> savePlist(const ScheduledTask &task,
+                                             GeneratedFile::Sync sync = GeneratedFile::Sync::now) const;
     static void appendDayGuard(const ScheduledTask &task, QStringList &lines);
     // From the environment file to the runs line and the exit.
     void appendBody(const ScheduledTask &task, QStringList &lines) const;

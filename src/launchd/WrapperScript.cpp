@@ -5,7 +5,7 @@
 #include "platform/ShellQuote.h"
 
 #include <QFile>
-#include <QSaveFile>
+#include <QStringBuilder>
 
 #include <algorithm>
 #include <filesystem>
@@ -115,12 +115,13 @@ void LaunchdService::appendBody(const ScheduledTask &task, QStringList &lines) c
     lines << QStringLiteral("exit $_mx_exit");
 }
 
-std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task) const
+std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task, GeneratedFile::Sync sync) const
 {
-    return writeScript(task, scriptText(task));
+    return writeScript(task, scriptText(task), sync);
 }
 
-std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task, const QString &scriptText) const
+std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task, const QString &scriptText,
+                                                   GeneratedFile::Sync sync) const
 {
     if (auto failure = makeFolder(m_scriptsDir)) {
         return failure;
@@ -128,18 +129,12 @@ std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task, co
     if (auto failure = makeFolder(m_logDir)) {
         return failure;
     }
-    const QByteArray text = scriptText.toUtf8();
-    const QString path = scriptPath(task);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
-        return u"The file “" % path % u"” could not be saved: " % file.errorString();
-    }
     // launchd starts the script itself, so it needs the owner's execute bit; nobody else needs anything.
     const auto ownerOnly =
         QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadUser | QFile::WriteUser | QFile::ExeUser;
-    QFile written(path);
-    if (!written.setPermissions(ownerOnly)) {
-        return u"The permissions of “" % path % u"” could not be set: " % written.errorString();
+    const QString path = scriptPath(task);
+    if (auto failure = GeneratedFile::write(path, scriptText.toUtf8(), sync, ownerOnly)) {
+        return u"The file “" % path % u"” could not be saved: " % *failure;
     }
     return std::nullopt;
 }

@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QTimeZone>
 
 using namespace Qt::StringLiterals;
@@ -20,12 +19,11 @@ namespace {
 // written; the sweep leaves files this young alone, as the launchd sweep does its job files.
 constexpr int kSweepGraceSeconds = 10;
 
-std::optional<QString> saveFile(const QString &path, const QString &text)
+std::optional<QString> saveFile(const QString &path, const QString &text,
+                                GeneratedFile::Sync sync = GeneratedFile::Sync::now)
 {
-    const QByteArray bytes = text.toUtf8();
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        return u"Failed to install task: The file “" % path % u"” could not be saved: " % file.errorString();
+    if (auto failure = GeneratedFile::write(path, text.toUtf8(), sync)) {
+        return u"Failed to install task: The file “" % path % u"” could not be saved: " % *failure;
     }
     return std::nullopt;
 }
@@ -107,7 +105,9 @@ QString SystemdScheduler::timerPath(const ScheduledTask &task) const
 std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task, bool alerts) const
 {
     alerts = alerts && !m_alertTool.isEmpty();
-    if (auto failure = m_files.writeScript(task, scriptText(task))) {
+    // A batch brings its files to disk once, at its end.
+    const auto sync = m_batching ? GeneratedFile::Sync::later : GeneratedFile::Sync::now;
+    if (auto failure = m_files.writeScript(task, scriptText(task), sync)) {
         return u"Failed to install task: " % *failure;
     }
     if (!QDir().mkpath(m_unitDir)) {
@@ -121,7 +121,7 @@ std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task, b
             {m_unitDir % u'/' % SystemdUnits::alertTemplateName(), SystemdUnits::alertTemplateText(m_alertTool)});
     }
     for (const JobFile &file : std::as_const(files)) {
-        if (auto failure = saveFile(file.path, file.text)) {
+        if (auto failure = saveFile(file.path, file.text, sync)) {
             return failure;
         }
     }
@@ -181,18 +181,21 @@ std::optional<QString> SystemdScheduler::activate(const QStringList &units, cons
     if (auto failure = systemctl({u"daemon-reload"_s}).error) {
         return failure;
     }
-    if (!units.isEmpty()) {
-        // A timer that was already running takes its new calendar from the restart.
-        if (auto failure = systemctl(QStringList{u"enable"_s} + units).error) {
-            return failure;
-        }
-        if (auto failure = systemctl(QStringList{u"restart"_s} + units).error) {
-            return failure;
-        }
+    // A timer that was already running takes its new calendar from the restart.
+    if (auto failure = systemctlEach({u"enable"_s}, units)) {
+        return failure;
     }
-    if (!started.isEmpty()) {
-        // A run-at-load task runs now as well as at every login; installing does not wait for it.
-        if (auto failure = systemctl(QStringList{u"enable"_s, u"--now"_s, u"--no-block"_s} + started).error) {
+    if (auto failure = systemctlEach({u"restart"_s}, units)) {
+        return failure;
+    }
+    // A run-at-load task runs now as well as at every login; installing does not wait for it.
+    return systemctlEach({u"enable"_s, u"--now"_s, u"--no-block"_s}, started);
+}
+
+std::optional<QString> SystemdScheduler::systemctlEach(const QStringList &verb, const QStringList &units) const
+{
+    for (qsizetype start = 0; start < units.size(); start += m_unitsPerCall) {
+        if (auto failure = systemctl(verb + units.mid(start, m_unitsPerCall)).error) {
             return failure;
         }
     }
@@ -212,6 +215,7 @@ QHash<QUuid, QString> SystemdScheduler::endBatch()
     m_batching = false;
     QHash<QUuid, QString> failures;
     if (!m_pendingUnits.isEmpty() || !m_pendingStarts.isEmpty()) {
+        GeneratedFile::syncAll();
         if (const auto failure = activate(m_pendingUnits, m_pendingStarts)) {
             for (const QUuid &id : std::as_const(m_pendingIds)) {
                 failures.insert(id, *failure);

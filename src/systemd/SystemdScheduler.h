@@ -5,6 +5,8 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 // The tasks as units of the user's systemd instance, through `systemctl --user`. The wrapper
 // script, runs file and logs are LaunchdService's (same paths, same runs line); the units live in
 // $XDG_CONFIG_HOME/systemd/user. Failures read "systemctl SUB failed (exit code N)" followed by
@@ -19,6 +21,11 @@ public:
                               std::optional<QString> alertTool = std::nullopt);
 
     const QString &unitDir() const { return m_unitDir; }
+
+    // Unit names per enable or restart call: one call for a whole batch of thousands would come
+    // near the system's limit on a command line's length (each name is 57 characters or more).
+    static constexpr qsizetype kUnitsPerCall = 2000;
+    void setUnitsPerCall(qsizetype count) { m_unitsPerCall = std::max<qsizetype>(1, count); }
     const QString &alertTool() const { return m_alertTool; }
 
     Kind kind() const override { return Kind::systemd; }
@@ -62,6 +69,8 @@ private:
     QList<JobFile> unitFiles(const ScheduledTask &task, bool alerts) const;
     // daemon-reload, then enable --now (and start, for run-at-load services) the units given.
     std::optional<QString> activate(const QStringList &units, const QStringList &started);
+    // systemctl VERB... UNITS, kUnitsPerCall units a call; the first failure.
+    std::optional<QString> systemctlEach(const QStringList &verb, const QStringList &units) const;
     std::optional<QString> withoutWake(const ScheduledTask &task);
     std::optional<QDateTime> managerNextElapse(const ScheduledTask &task) const;
     // The alert template goes with the last task's units.
@@ -72,6 +81,7 @@ private:
     QString m_loginShell;
     QString m_alertTool;
     bool m_batching = false;
+    qsizetype m_unitsPerCall = kUnitsPerCall;
     QStringList m_pendingUnits;
     QStringList m_pendingStarts;
     QList<QUuid> m_pendingIds;

@@ -11,6 +11,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
 #include <QTimeZone>
@@ -279,6 +280,65 @@ private Q_SLOTS:
         const qint64 wait = before.secsTo(first);
         QVERIFY2(wait >= 89 * 60 - 60 && wait <= 91 * 60, qPrintable(times.at(0).toString()));
         QCOMPARE(first.secsTo(second), 90 * 60);
+    }
+
+    void batch_unitsSplitAcrossCalls_everyTaskScheduledAndNothingLeftBeside()
+    {
+        World world;
+        REQUIRE_SYSTEMD_MANAGER(*world.manager);
+        // The sysroot's systemctl becomes a script that writes down each call and runs the real one.
+        const QString real = QStandardPaths::findExecutable(u"systemctl"_s);
+        const QString calls = world.sandbox.root() + u"/calls.log"_s;
+        const QString systemctl = world.sandbox.sysroot() + u"/usr/bin/systemctl"_s;
+        QVERIFY(QFile::remove(systemctl));
+        Sandbox::writeFile(systemctl,
+                           "#!/bin/sh\nprintf '%s\\n' \"$*\" >> '" + calls.toUtf8() + "'\nexec '" + real.toUtf8() +
+                               "' \"$@\"\n",
+                           0755);
+        const QString root = world.sandbox.root();
+        const LaunchdService files(root + u"/Agents"_s, root + u"/Scripts"_s, root + u"/Logs"_s);
+        SystemdScheduler scheduler(files, world.manager->unitDir(), u"/bin/bash"_s, QString());
+        scheduler.setUnitsPerCall(2);
+
+        QList<ScheduledTask> tasks;
+        for (int i = 0; i < 5; ++i) {
+            ScheduledTask task;
+            task.id = QUuid::createUuid();
+            task.name = u"Batch "_s + QString::number(i);
+            task.command = u"true"_s;
+            task.schedule = i < 3 ? TaskSchedule::daily({{4, i}}) : TaskSchedule::runAtLoad();
+            tasks.append(task);
+        }
+        scheduler.beginBatch();
+        for (const ScheduledTask &task : std::as_const(tasks)) {
+            QCOMPARE(scheduler.install(task), std::nullopt);
+        }
+        QCOMPARE(scheduler.endBatch(), (QHash<QUuid, QString>{}));
+
+        for (const ScheduledTask &task : std::as_const(tasks)) {
+            const bool timer = SystemdUnits::hasTimer(task);
+            const QString unit = timer ? SystemdUnits::timerName(task.id) : SystemdUnits::serviceName(task.id);
+            QCOMPARE(world.manager->property(unit, u"UnitFileState"_s), u"enabled"_s);
+            if (timer) {
+                QCOMPARE(world.manager->property(unit, u"ActiveState"_s), u"active"_s);
+            }
+            QVERIFY(QFileInfo(files.scriptPath(task)).isExecutable());
+        }
+        // Three timers two a call, then the two services: each verb in as many calls as it needs.
+        QStringList lines = QString::fromUtf8(Sandbox::readFile(calls)).split(u'\n', Qt::SkipEmptyParts);
+        lines.removeIf([](const QString &line) { return line.startsWith(u"--user show"_s); });
+        QCOMPARE(lines.filter(QRegularExpression(u"^--user enable com"_s)).size(), 2);
+        QCOMPARE(lines.filter(QRegularExpression(u"^--user restart "_s)).size(), 2);
+        QCOMPARE(lines.filter(QRegularExpression(u"^--user enable --now --no-block "_s)).size(), 1);
+        QCOMPARE(lines.filter(u"daemon-reload"_s).size(), 1);
+        // Written through temporary files: none is left beside the units or the scripts.
+        for (const QString &folder : QStringList{world.manager->unitDir(), root + u"/Scripts"_s}) {
+            const QStringList names = QDir(folder).entryList(QDir::Files | QDir::Hidden);
+            for (const QString &name : names) {
+                QVERIFY2(name.endsWith(u".timer"_s) || name.endsWith(u".service"_s) || name.endsWith(u".sh"_s),
+                         qPrintable(name));
+            }
+        }
     }
 
     void oddPaths_scriptAndLogsReachedThroughTheManager()
