@@ -205,11 +205,11 @@ void TestRunView::updateOmitted()
     }
 }
 
-// Output arriving faster than it is shown would pile up here: past twice the kept lines, what
-// waits is cut to the last kept lines, and what is shown already is older still.
-void TestRunView::dropOldPending()
+// Cuts what waits to its last kept lines once it holds more than `limit` line feeds. Those lines
+// alone fill the view, so what it shows now goes too.
+void TestRunView::dropOldPending(qint64 limit)
 {
-    if (m_pendingLines <= 2 * qint64(kKeptLines)) {
+    if (m_pendingLines <= limit) {
         return;
     }
     qsizetype cut = m_pending.size();
@@ -231,7 +231,8 @@ void TestRunView::appendOutput(const QString &text)
     m_linesSeen += feeds;
     m_pendingLines += feeds;
     m_pending += text;
-    dropOldPending();
+    // Output arriving faster than it is shown would pile up: past twice the kept lines it is cut.
+    dropOldPending(2 * qint64(kKeptLines));
     if (!m_flushTimer->isActive()) {
         m_flushTimer->start(kFlushIntervalMs);
     }
@@ -243,6 +244,8 @@ void TestRunView::flushOutput()
     if (m_pending.isEmpty()) {
         return;
     }
+    // Lines that would be pushed out of the view before anyone could see them are never laid out.
+    dropOldPending(kKeptLines);
     qsizetype count = std::min(m_pending.size(), kFlushSliceChars);
     // End the slice after a line break when there is one, and never inside a surrogate pair.
     if (count < m_pending.size()) {
@@ -264,7 +267,10 @@ void TestRunView::flushOutput()
     QScrollBar *bar = m_output->verticalScrollBar();
     bar->setValue(bar->maximum());
     if (!m_pending.isEmpty()) {
-        m_flushTimer->start(0);
+        // While a command floods the sheet, one slice per interval: the rest of the time goes to
+        // reading, and what waits meanwhile is cut above instead of laid out. Once it has ended,
+        // the rest goes in as fast as the window allows.
+        m_flushTimer->start(m_runner->isRunning() ? kFlushIntervalMs : 0);
     } else {
         m_flushTimer->setInterval(kFlushIntervalMs);
         updateState();

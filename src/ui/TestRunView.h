@@ -49,7 +49,7 @@ private:
     void appendOutput(const QString &text);
     void flushOutput();
     void clearOutput();
-    void dropOldPending();
+    void dropOldPending(qint64 limit);
     void updateOmitted();
     void updateState();
 
