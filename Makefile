@@ -1,11 +1,12 @@
 # The two commands a newcomer needs: `make run` and `make test`. Each installs what is missing.
 BUILD ?= build
 ASAN_BUILD ?= build-asan
+TSAN_BUILD ?= build-tsan
 JOBS ?= $(shell nproc 2>/dev/null || sysctl -n hw.ncpu 2>/dev/null || echo 2)
 CMAKE_FLAGS ?=
 GENERATOR := $(shell command -v ninja >/dev/null 2>&1 && echo "-G Ninja")
 
-.PHONY: all deps configure build run test test-asan check-newest format clean install package fuzz bench
+.PHONY: all deps configure build run test test-asan test-tsan check-newest format clean install package fuzz bench
 
 all: build
 
@@ -33,6 +34,13 @@ test-asan: deps
 	cmake --build $(ASAN_BUILD) -j $(JOBS) $(if $(ASAN_TARGETS),--target $(ASAN_TARGETS))
 	cd $(ASAN_BUILD) && ctest --output-on-failure -j $(JOBS) $(if $(ASAN_TESTS),-R '$(ASAN_TESTS)')
 
+# ThreadSanitizer, the same way. Debian's Qt is not built with it, so a race reported inside Qt's
+# own locking can be a false one: read each report before believing it.
+test-tsan: deps
+	cmake -S . -B $(TSAN_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=Debug -DMOXLEY_TSAN=ON $(CMAKE_FLAGS)
+	cmake --build $(TSAN_BUILD) -j $(JOBS) $(if $(TSAN_TARGETS),--target $(TSAN_TARGETS))
+	cd $(TSAN_BUILD) && ctest --output-on-failure -j $(JOBS) $(if $(TSAN_TESTS),-R '$(TSAN_TESTS)')
+
 # The newest toolchain (Debian 13: clang 19, Qt 6.8, libplist 2.6) in a chroot kept in
 # /var/cache/moxley/newest/root (NEWEST_DIR): builds with -Werror and runs the whole suite there. Needs root.
 check-newest:
@@ -43,7 +51,7 @@ format:
 	git ls-files '*.cpp' '*.h' '*.mm' | xargs clang-format-14 -i
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD)
 
 # Installs into PREFIX (default /usr/local; on macOS the Homebrew prefix); DESTDIR=... stages the
 # files elsewhere.

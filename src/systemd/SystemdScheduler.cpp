@@ -114,9 +114,10 @@ std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task, b
         return u"Failed to install task: The folder “" % m_unitDir % u"” could not be created.";
     }
     QList<JobFile> files = unitFiles(task, alerts);
-    if (alerts) {
-        // Written with every task, so that it always runs the tool of the latest install; after the
-        // task's units, so that a sweep running alongside sees a task that still needs it.
+    // Written with every task (once in a batch), so that it always runs the tool of the latest
+    // install; after the task's units, so that a sweep running alongside sees a task that needs it.
+    const bool alertTemplate = alerts && !(m_batching && m_alertTemplateInBatch);
+    if (alertTemplate) {
         files.append(
             {m_unitDir % u'/' % SystemdUnits::alertTemplateName(), SystemdUnits::alertTemplateText(m_alertTool)});
     }
@@ -125,6 +126,7 @@ std::optional<QString> SystemdScheduler::writeUnits(const ScheduledTask &task, b
             return failure;
         }
     }
+    m_alertTemplateInBatch = m_alertTemplateInBatch || (alertTemplate && m_batching);
     return std::nullopt;
 }
 
@@ -205,6 +207,7 @@ std::optional<QString> SystemdScheduler::systemctlEach(const QStringList &verb, 
 void SystemdScheduler::beginBatch()
 {
     m_batching = true;
+    m_alertTemplateInBatch = false;
     m_pendingUnits.clear();
     m_pendingStarts.clear();
     m_pendingIds.clear();

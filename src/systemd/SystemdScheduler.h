@@ -81,6 +81,8 @@ private:
     QString m_loginShell;
     QString m_alertTool;
     bool m_batching = false;
+    // The alert template was written in this batch (writeUnits is const to every other member).
+    mutable bool m_alertTemplateInBatch = false;
     qsizetype m_unitsPerCall = kUnitsPerCall;
     QStringList m_pendingUnits;
     QStringList m_pendingStarts;

@@ -297,7 +297,7 @@ private Q_SLOTS:
                            0755);
         const QString root = world.sandbox.root();
         const LaunchdService files(root + u"/Agents"_s, root + u"/Scripts"_s, root + u"/Logs"_s);
-        SystemdScheduler scheduler(files, world.manager->unitDir(), u"/bin/bash"_s, QString());
+        SystemdScheduler scheduler(files, world.manager->unitDir(), u"/bin/bash"_s, u"/bin/true"_s);
         scheduler.setUnitsPerCall(2);
 
         QList<ScheduledTask> tasks;
@@ -331,6 +331,9 @@ private Q_SLOTS:
         QCOMPARE(lines.filter(QRegularExpression(u"^--user restart "_s)).size(), 2);
         QCOMPARE(lines.filter(QRegularExpression(u"^--user enable --now --no-block "_s)).size(), 1);
         QCOMPARE(lines.filter(u"daemon-reload"_s).size(), 1);
+        // The failure alert's template, written once for the batch.
+        QCOMPARE(Sandbox::readFile(world.manager->unitDir() + u'/' + SystemdUnits::alertTemplateName()),
+                 SystemdUnits::alertTemplateText(u"/bin/true"_s).toUtf8());
         // Written through temporary files: none is left beside the units or the scripts.
         for (const QString &folder : QStringList{world.manager->unitDir(), root + u"/Scripts"_s}) {
             const QStringList names = QDir(folder).entryList(QDir::Files | QDir::Hidden);
