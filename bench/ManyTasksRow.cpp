@@ -2,6 +2,8 @@
 // the tool reinstalls every job before its own work, in batches of the scheduler.
 #include "Bench.h"
 #include "DataGen.h"
+#include "launchd/LaunchdScheduler.h"
+#include "systemd/SystemdScheduler.h"
 
 #include <QDir>
 #include <QFile>
@@ -116,9 +118,11 @@ Row row(const Context &context, const QString &scheduler)
     for (const Calls &calls : std::as_const(counted)) {
         most = std::max(most, calls.calls);
     }
-    // launchd: one load per 200 jobs and one for the task enabled; systemd: a reload, an enable and
-    // a restart for the batch, and as many for the task.
-    const int bound = scheduler == u"launchd" ? kTasks / 200 + 1 : 8;
+    // launchd: one load per 200 jobs and one for the task enabled; systemd: a reload, then enable,
+    // restart and enable --now, each 2,000 units a call, and three calls for the task.
+    const int unitChunks = int((kTasks + SystemdScheduler::kUnitsPerCall - 1) / SystemdScheduler::kUnitsPerCall);
+    const int bound =
+        scheduler == u"launchd" ? int(kTasks / LaunchdScheduler::kPathsPerCall) + 1 : 1 + 3 * unitChunks + 3;
     row.target = u"at most "_s + QString::number(bound) + u" " + QFileInfo(tool).fileName() + u" calls" +
                  (scheduler == u"launchd" ? u" (was 10,001)"_s : QString());
     Bench::fillTimes(row, pair, u"bash loop writing 20,000 files"_s);
