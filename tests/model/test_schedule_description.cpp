@@ -94,6 +94,8 @@ private Q_SLOTS:
         task.id = QUuid::fromString(u"0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9"_s);
         QCOMPARE(task.fullId(), u"0A1B2C3D-4E5F-6071-8293-A4B5C6D7E8F9"_s);
         QCOMPARE(task.shortId(), u"0a1b2c3d"_s);
+        QCOMPARE(ScheduledTask::shortId(QUuid::fromString(u"00000000-0000-4000-8000-000000000001"_s)), u"00000000"_s);
+        QCOMPARE(ScheduledTask::shortId(QUuid::fromString(u"FFFFFFFF-FFFF-4FFF-8FFF-FFFFFFFFFFFF"_s)), u"ffffffff"_s);
     }
 
     void parseId_onlyTheCanonicalSpelling()
