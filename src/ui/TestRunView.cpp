@@ -22,6 +22,8 @@ constexpr int kFlushIntervalMs = 30;
 // At most this much text goes into the view per turn of the event loop, so that a flood of
 // output is laid out in slices and the window keeps answering.
 constexpr qsizetype kFlushSliceChars = 32 * 1024;
+// More than this waiting means the command prints faster than the view lays lines out.
+constexpr qsizetype kBehindChars = 4 * kFlushSliceChars;
 constexpr int kStatusIconSize = 16;
 } // namespace
 
@@ -267,10 +269,11 @@ void TestRunView::flushOutput()
     QScrollBar *bar = m_output->verticalScrollBar();
     bar->setValue(bar->maximum());
     if (!m_pending.isEmpty()) {
-        // While a command floods the sheet, one slice per interval: the rest of the time goes to
-        // reading, and what waits meanwhile is cut above instead of laid out. Once it has ended,
-        // the rest goes in as fast as the window allows.
-        m_flushTimer->start(m_runner->isRunning() ? kFlushIntervalMs : 0);
+        // Output the view keeps up with goes in slice after slice. Once a running command gets
+        // ahead, one slice per interval: the rest of the time goes to reading, and what waits
+        // meanwhile is cut above instead of laid out. When it has ended, the rest goes in at once.
+        const bool behind = m_pending.size() > kBehindChars;
+        m_flushTimer->start(m_runner->isRunning() && behind ? kFlushIntervalMs : 0);
     } else {
         m_flushTimer->setInterval(kFlushIntervalMs);
         updateState();
