@@ -15,6 +15,9 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#ifdef Q_OS_LINUX
+#include <sys/prctl.h>
+#endif
 
 namespace RunnerChecks {
 
@@ -53,6 +56,14 @@ inline bool waitForOutput(TaskRunner &runner, const QString &text, int timeout =
 inline bool hasEnded(pid_t pid)
 {
     return ::waitpid(pid, nullptr, WNOHANG) == pid || ::kill(pid, 0) != 0;
+}
+
+// Orphans of this test's children become its own, so that endOrphanedChildren can end them.
+inline void becomeSubreaper()
+{
+#ifdef Q_OS_LINUX
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+#endif
 }
 
 // A shell that does not exec its last command leaves the command behind when the shell is

@@ -9,9 +9,6 @@
 
 #include <csignal>
 #include <unistd.h>
-#ifdef Q_OS_LINUX
-#include <sys/prctl.h>
-#endif
 
 using namespace Qt::StringLiterals;
 using namespace RunnerChecks;
@@ -21,17 +18,9 @@ class TaskRunnerTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-#ifdef Q_OS_LINUX
-        ::prctl(PR_SET_CHILD_SUBREAPER, 1);
-#endif
-    }
+    void initTestCase() { becomeSubreaper(); }
 
-    void cleanup()
-    {
-        endOrphanedChildren();
-    }
+    void cleanup() { endOrphanedChildren(); }
 
     void commandLine_joinsPartsWithQuoting()
     {
