@@ -3,6 +3,8 @@
 #include "store/RunHistory.h"
 
 #include <QFileInfo>
+#include <QHash>
+#include <QSet>
 
 namespace {
 
@@ -46,26 +48,42 @@ void RunsWatcher::setFiles(const QHash<QUuid, QString> &runsPaths)
 
 void RunsWatcher::watch()
 {
+    // Sets, and each folder looked up once: the runs files of a thousand tasks share a folder or
+    // two, and lists searched for every file made this a million string comparisons.
     QStringList wanted;
+    QSet<QString> wantedSet;
+    const auto want = [&](const QString &path) {
+        if (!wantedSet.contains(path)) {
+            wantedSet.insert(path);
+            wanted << path;
+        }
+    };
+    QHash<QString, QString> nearestFolder; // a runs file's folder: the nearest existing one at or above it
     for (const Seen &seen : std::as_const(m_seen)) {
         const QFileInfo info(seen.path);
         // The folder tells of a runs file that appears (or, while it is missing, the nearest
         // folder above it of the folder's coming); the file of the lines appended to it.
-        QString folder = info.absolutePath();
-        while (!QFileInfo(folder).isDir() && folder.size() > 1) {
-            folder = QFileInfo(folder).absolutePath();
+        const QString parent = info.absolutePath();
+        auto folder = nearestFolder.constFind(parent);
+        if (folder == nearestFolder.cend()) {
+            QString found = parent;
+            while (!QFileInfo(found).isDir() && found.size() > 1) {
+                found = QFileInfo(found).absolutePath();
+            }
+            folder = nearestFolder.insert(parent, QFileInfo(found).isDir() ? found : QString());
         }
-        if (QFileInfo(folder).isDir() && !wanted.contains(folder)) {
-            wanted << folder;
+        if (!folder->isEmpty()) {
+            want(*folder);
         }
         if (info.exists()) {
-            wanted << info.absoluteFilePath();
+            want(info.absoluteFilePath());
         }
     }
-    const QStringList watched = m_watcher.files() + m_watcher.directories();
+    const QStringList watchedList = m_watcher.files() + m_watcher.directories();
+    const QSet<QString> watched(watchedList.cbegin(), watchedList.cend());
     QStringList gone;
-    for (const QString &path : watched) {
-        if (!wanted.contains(path)) {
+    for (const QString &path : watchedList) {
+        if (!wantedSet.contains(path)) {
             gone << path;
         }
     }
