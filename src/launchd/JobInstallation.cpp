@@ -64,9 +64,8 @@ std::optional<JobControlError> LaunchdService::savePlist(const ScheduledTask &ta
     // launchd cannot open missing log folders; should this fail, the job is still written.
     QDir().mkpath(m_logDir);
     QDir().mkpath(m_launchAgentsDir);
-    const QString plist = plistPath(task);
-    if (auto failure = GeneratedFile::write(plist, plistText(task).toUtf8(), sync)) {
-        return JobControlError::installFailed(u"The file “" % plist % u"” could not be saved: " % *failure);
+    if (auto failure = GeneratedFile::write(plistPath(task), plistText(task).toUtf8(), sync)) {
+        return JobControlError::installFailed(*failure);
     }
     return std::nullopt;
 }

@@ -132,9 +132,5 @@ std::optional<QString> LaunchdService::writeScript(const ScheduledTask &task, co
     // launchd starts the script itself, so it needs the owner's execute bit; nobody else needs anything.
     const auto ownerOnly =
         QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadUser | QFile::WriteUser | QFile::ExeUser;
-    const QString path = scriptPath(task);
-    if (auto failure = GeneratedFile::write(path, scriptText.toUtf8(), sync, ownerOnly)) {
-        return u"The file “" % path % u"” could not be saved: " % *failure;
-    }
-    return std::nullopt;
+    return GeneratedFile::write(scriptPath(task), scriptText.toUtf8(), sync, ownerOnly);
 }

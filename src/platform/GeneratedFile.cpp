@@ -10,6 +10,15 @@
 
 namespace GeneratedFile {
 
+namespace {
+
+QString failure(const QString &path, const QString &reason)
+{
+    return QStringLiteral("The file “") + path + QStringLiteral("” could not be saved: ") + reason;
+}
+
+} // namespace
+
 std::optional<QString> write(const QString &path, const QByteArray &bytes, Sync sync,
                              QFileDevice::Permissions permissions)
 {
@@ -17,23 +26,23 @@ std::optional<QString> write(const QString &path, const QByteArray &bytes, Sync 
     // sweep, which all look for whole names ending in .sh, .plist, .service or .timer.
     QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
     if (!file.open()) {
-        return file.errorString();
+        return failure(path, file.errorString());
     }
     if (permissions == QFileDevice::Permissions{}) {
         permissions = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser;
     }
     if (file.write(bytes) != bytes.size() || !file.flush()) {
-        return file.errorString();
+        return failure(path, file.errorString());
     }
     if (!file.setPermissions(permissions)) {
-        return file.errorString();
+        return failure(path, file.errorString());
     }
     if (sync == Sync::now && ::fsync(file.handle()) != 0) {
-        return QString::fromLocal8Bit(std::strerror(errno));
+        return failure(path, QString::fromLocal8Bit(std::strerror(errno)));
     }
     // QFile::rename refuses to replace a file; the system's rename does so in one step.
     if (std::rename(QFile::encodeName(file.fileName()).constData(), QFile::encodeName(path).constData()) != 0) {
-        return QString::fromLocal8Bit(std::strerror(errno));
+        return failure(path, QString::fromLocal8Bit(std::strerror(errno)));
     }
     file.setAutoRemove(false);
     return std::nullopt;

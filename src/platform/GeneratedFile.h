@@ -17,7 +17,7 @@ namespace GeneratedFile {
 enum class Sync { now, later };
 
 // Writes `bytes` to `path` with `permissions` (owner read and write when left out). Fails with
-// the system's text; nothing is left behind then.
+// "The file “PATH” could not be saved: " and the system's text; nothing is left behind then.
 std::optional<QString> write(const QString &path, const QByteArray &bytes, Sync sync,
                              QFileDevice::Permissions permissions = {});
 

@@ -23,7 +23,7 @@ std::optional<QString> saveFile(const QString &path, const QString &text,
                                 GeneratedFile::Sync sync = GeneratedFile::Sync::now)
 {
     if (auto failure = GeneratedFile::write(path, text.toUtf8(), sync)) {
-        return u"Failed to install task: The file “" % path % u"” could not be saved: " % *failure;
+        return u"Failed to install task: " % *failure;
     }
     return std::nullopt;
 }

@@ -77,7 +77,10 @@ private Q_SLOTS:
         QTemporaryDir dir;
         const auto missing = GeneratedFile::write(dir.filePath(u"gone/file.timer"_s), "x", GeneratedFile::Sync::now);
         QVERIFY(missing.has_value());
-        QVERIFY(!missing->isEmpty());
+        QVERIFY2(
+            missing->startsWith(u"The file “"_s + dir.filePath(u"gone/file.timer"_s) + u"” could not be saved: "_s),
+            qPrintable(*missing));
+        QVERIFY(!missing->endsWith(u": "_s));
 
         // A folder where the file should be: the rename fails after the text was written.
         QVERIFY(QDir(dir.path()).mkdir(u"unit.service"_s));
