@@ -47,8 +47,11 @@ MoxleyApp::MoxleyApp(Options options, QObject *parent)
         m_watcher = std::make_unique<TasksFileWatcher>(*m_store, m_options.fileWatchDelayMs);
     }
     if (m_options.alerts) {
-        m_alerts = std::make_unique<FailureAlerts>(*m_store);
-        connect(m_alerts.get(), &FailureAlerts::showTaskRequested, this, &MoxleyApp::showTask);
+        // Following every task's runs file takes a stat or three each, which the window's first
+        // paint need not wait for.
+        if (!m_options.store.deferStartUpJobs) {
+            startAlerts();
+        }
         m_presence = std::make_unique<AppPresence>();
         connect(m_presence.get(), &AppPresence::showTaskRequested, this, &MoxleyApp::showTask);
     }
@@ -64,6 +67,15 @@ MoxleyApp::MoxleyApp(Options options, QObject *parent)
         }
     });
 #endif
+}
+
+void MoxleyApp::startAlerts()
+{
+    if (!m_options.alerts || m_alerts) {
+        return;
+    }
+    m_alerts = std::make_unique<FailureAlerts>(*m_store);
+    connect(m_alerts.get(), &FailureAlerts::showTaskRequested, this, &MoxleyApp::showTask);
 }
 
 MoxleyApp::~MoxleyApp()
@@ -84,6 +96,7 @@ MainWindow *MoxleyApp::showMainWindow()
         m_updater->setDialogParent(m_window);
         if (m_options.store.deferStartUpJobs && !m_startUpJobs) {
             m_startUpJobs = std::make_unique<StartUpJobs>(*m_store, *m_window);
+            connect(m_startUpJobs.get(), &StartUpJobs::windowPainted, this, &MoxleyApp::startAlerts);
         }
         m_exportImport->setDialogParent(m_window);
         if (m_options.schedulerError) {

@@ -53,6 +53,9 @@ public:
     UpdaterController &updaterController() const { return *m_updater; }
     ExportImportCommands &exportImportCommands() const { return *m_exportImport; }
     TasksFileWatcher *fileWatcher() const { return m_watcher.get(); }
+    // With alerts on: from the start, or with the store's deferStartUpJobs from the main window's
+    // first paint on (null until then).
+    FailureAlerts *failureAlerts() const { return m_alerts.get(); }
     const Options &options() const { return m_options; }
 
     // The main window while one is open.
@@ -80,6 +83,7 @@ Q_SIGNALS:
 
 private:
     void openUrl(const QUrl &url) const;
+    void startAlerts();
 
     Options m_options;
     std::unique_ptr<TaskStore> m_store;

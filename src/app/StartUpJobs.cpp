@@ -34,6 +34,7 @@ bool StartUpJobs::eventFilter(QObject *watched, QEvent *event)
 
 void StartUpJobs::start()
 {
+    Q_EMIT windowPainted();
     m_store.sweepStrays();
     m_pending = m_store.outdatedScripts();
     if (m_pending.isEmpty() || !m_window) {

@@ -22,6 +22,8 @@ public:
     bool isFinished() const { return m_finished; }
 
 Q_SIGNALS:
+    // The window's first paint is over: what does not show in it may begin (before the sweep).
+    void windowPainted();
     void finished();
 
 protected:

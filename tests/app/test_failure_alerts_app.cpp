@@ -14,6 +14,31 @@
 
 using namespace Qt::StringLiterals;
 
+// Whether the app had its alerts when the main window was first painted.
+class FirstPaint : public QObject
+{
+public:
+    explicit FirstPaint(const MoxleyApp &app) : m_app(app) { qApp->installEventFilter(this); }
+    ~FirstPaint() override { qApp->removeEventFilter(this); }
+
+    bool seen = false;
+    bool alertsThen = false;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (!seen && event->type() == QEvent::Paint && watched->isWidgetType() &&
+            static_cast<QWidget *>(watched)->window()->inherits("MainWindow")) {
+            seen = true;
+            alertsThen = m_app.failureAlerts() != nullptr;
+        }
+        return false;
+    }
+
+private:
+    const MoxleyApp &m_app;
+};
+
 // The app's alerts: while it runs it notices a run that ends with a non-zero status (a new line in
 // the task's runs file, written by the real wrapper script) and posts one notification through
 // the session bus's notification server (here a stand-in that records the calls). A click, or a
@@ -112,6 +137,31 @@ private Q_SLOTS:
         QCOMPARE(calls.size(), 1);
         QCOMPARE(calls.constFirst().value(u"summary"_s).toString(), u"Broken failed"_s);
         QVERIFY(calls.constFirst().value(u"body"_s).toString().endsWith(u"exit status 2."_s));
+    }
+
+    void deferredStart_followsTheRunsFilesFromTheFirstPaintOn()
+    {
+        // As moxley-app starts: the runs files are not looked at before the window is painted.
+        const ScheduledTask task = plainTask(u"Nightly"_s, true, u"sh -c 'exit 4'"_s);
+        world->writeTasks({task});
+        MoxleyApp::Options options = world->options();
+        options.alerts = true;
+        options.fileWatchDelayMs = 50;
+        options.store.deferStartUpJobs = true;
+        world->start(std::move(options));
+        QVERIFY(world->app->isPresentOnBus());
+        QVERIFY(!world->app->failureAlerts());
+
+        FirstPaint firstPaint(*world->app);
+        world->open();
+        QTRY_VERIFY(firstPaint.seen);
+        QVERIFY(!firstPaint.alertsThen);
+        QTRY_VERIFY(world->app->failureAlerts());
+        runScript(task);
+        const QList<QJsonObject> calls = server->waitForCalls(1, 10000);
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls.constFirst().value(u"summary"_s).toString(), u"Nightly failed"_s);
+        QVERIFY(calls.constFirst().value(u"body"_s).toString().endsWith(u"exit status 4."_s));
     }
 
     void settingOff_postsNothing_andTheMenuItemTurnsItBackOn()
