@@ -97,19 +97,19 @@ public:
 
     // Values the form cannot make would reach an assertion or an overflow later (the timeline,
     // the minute of the day, the job's seconds): they are refused where the file is read.
-    bool within(int value, int low, int high, const QString &key, const QString &path)
+    bool within(int value, TaskJson::Range range, const QString &key, const QString &path)
     {
-        if (value >= low && value <= high) {
+        if (range.contains(value)) {
             return true;
         }
-        return fail(u'"' % key % u"\" must be " % QString::number(low) % u" to " % QString::number(high) % u", found " %
-                        QString::number(value) % u'.',
+        return fail(u'"' % key % u"\" must be " % QString::number(range.low) % u" to " % QString::number(range.high) %
+                        u", found " % QString::number(value) % u'.',
                     path);
     }
 
-    bool integerKey(const QJsonObject &object, const QString &key, const QString &path, int *out, int low, int high)
+    bool integerKey(const QJsonObject &object, const QString &key, const QString &path, int *out, TaskJson::Range range)
     {
-        return integerKey(object, key, path, out) && within(*out, low, high, key, join(path, key));
+        return integerKey(object, key, path, out) && within(*out, range, key, join(path, key));
     }
 
     bool integerKey(const QJsonObject &object, const QString &key, const QString &path, int *out)
@@ -217,8 +217,8 @@ public:
                 const auto hour = time.constFind(QStringLiteral("hour"));
                 const auto minute = time.constFind(QStringLiteral("minute"));
                 if (hour != time.constEnd() && minute != time.constEnd() && isInteger(hour.value(), &t.hour) &&
-                    isInteger(minute.value(), &t.minute) && t.hour >= 0 && t.hour <= 23 && t.minute >= 0 &&
-                    t.minute <= 59) {
+                    isInteger(minute.value(), &t.minute) && TaskJson::kHour.contains(t.hour) &&
+                    TaskJson::kMinute.contains(t.minute)) {
                     out->append(t);
                     continue;
                 }
@@ -226,8 +226,9 @@ public:
             // Something is wrong with this one: the checks again, with paths for the message.
             const QString itemPath = indexed(join(path, QStringLiteral("times")), i);
             QJsonObject time;
-            if (!object(item, itemPath, &time) || !integerKey(time, QStringLiteral("hour"), itemPath, &t.hour, 0, 23) ||
-                !integerKey(time, QStringLiteral("minute"), itemPath, &t.minute, 0, 59)) {
+            if (!object(item, itemPath, &time) ||
+                !integerKey(time, QStringLiteral("hour"), itemPath, &t.hour, TaskJson::kHour) ||
+                !integerKey(time, QStringLiteral("minute"), itemPath, &t.minute, TaskJson::kMinute)) {
                 return false;
             }
             out->append(t);
@@ -235,8 +236,8 @@ public:
         return true;
     }
 
-    bool integers(const QJsonObject &payload, const QString &key, const QString &path, QList<int> *out, int low,
-                  int high)
+    bool integers(const QJsonObject &payload, const QString &key, const QString &path, QList<int> *out,
+                  TaskJson::Range range)
     {
         QJsonValue value;
         if (!required(payload, key, path, &value)) {
@@ -250,7 +251,7 @@ public:
         out->clear();
         for (qsizetype i = 0; i < array.size(); ++i) {
             int n = 0;
-            if (!integer(array.at(i), indexed(listPath, i), &n) || !within(n, low, high, key, indexed(listPath, i))) {
+            if (!integer(array.at(i), indexed(listPath, i), &n) || !within(n, range, key, indexed(listPath, i))) {
                 return false;
             }
             out->append(n);
@@ -309,9 +310,7 @@ std::optional<TaskSchedule> scheduleOfKind(Reader &r, TaskSchedule::Kind kind, c
     switch (kind) {
     case K::interval: {
         Schedule::Interval s;
-        // At most what the job's seconds (minutes × 60) can hold.
-        if (r.integerKey(payload, QStringLiteral("minutes"), payloadPath, &s.minutes, 1,
-                         std::numeric_limits<int>::max() / 60)) {
+        if (r.integerKey(payload, QStringLiteral("minutes"), payloadPath, &s.minutes, TaskJson::kIntervalMinutes)) {
             return TaskSchedule(s);
         }
         break;
@@ -325,7 +324,7 @@ std::optional<TaskSchedule> scheduleOfKind(Reader &r, TaskSchedule::Kind kind, c
     }
     case K::weekly: {
         Schedule::Weekly s;
-        if (r.integers(payload, QStringLiteral("weekdays"), payloadPath, &s.weekdays, 1, 7) &&
+        if (r.integers(payload, QStringLiteral("weekdays"), payloadPath, &s.weekdays, TaskJson::kWeekday) &&
             r.times(payload, payloadPath, &s.times)) {
             return TaskSchedule(s);
         }
@@ -333,7 +332,7 @@ std::optional<TaskSchedule> scheduleOfKind(Reader &r, TaskSchedule::Kind kind, c
     }
     case K::monthly: {
         Schedule::Monthly s;
-        if (r.integerKey(payload, QStringLiteral("day"), payloadPath, &s.day, 1, 31) &&
+        if (r.integerKey(payload, QStringLiteral("day"), payloadPath, &s.day, TaskJson::kDayOfMonth) &&
             r.times(payload, payloadPath, &s.times)) {
             return TaskSchedule(s);
         }
@@ -349,14 +348,12 @@ std::optional<TaskSchedule> scheduleOfKind(Reader &r, TaskSchedule::Kind kind, c
     case K::monthlyNthWeekday: {
         Schedule::MonthlyNthWeekday s;
         if (!r.integerKey(payload, QStringLiteral("nth"), payloadPath, &s.nth) ||
-            !r.integerKey(payload, QStringLiteral("weekday"), payloadPath, &s.weekday, 1, 7) ||
+            !r.integerKey(payload, QStringLiteral("weekday"), payloadPath, &s.weekday, TaskJson::kWeekday) ||
             !r.times(payload, payloadPath, &s.times)) {
             break;
         }
         // There is no word for a 5th or 0th week; refuse such a file here rather than fail later.
-        if (s.nth < 1 || s.nth > 4) {
-            r.fail(u"\"nth\" must be 1 to 4, found " % QString::number(s.nth) % u'.',
-                   join(payloadPath, QStringLiteral("nth")));
+        if (!r.within(s.nth, TaskJson::kNthWeek, QStringLiteral("nth"), join(payloadPath, QStringLiteral("nth")))) {
             break;
         }
         return TaskSchedule(s);

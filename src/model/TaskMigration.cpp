@@ -1,6 +1,7 @@
 #include "model/TaskMigration.h"
 
 #include "model/JsonWriter.h"
+#include "model/TaskFileFastRead.h"
 #include "model/TaskJson.h"
 
 #include <QJsonArray>
@@ -135,6 +136,17 @@ Error TaskMigration::Error::unrecognizedFormat()
 }
 
 TaskMigration::ReadResult TaskMigration::read(const QByteArray &bytes)
+{
+    if (auto tasks = TaskFileFastRead::read(bytes)) {
+        ReadResult result;
+        result.tasks = std::move(*tasks);
+        result.version = kCurrentVersion;
+        return result;
+    }
+    return readDocument(bytes);
+}
+
+TaskMigration::ReadResult TaskMigration::readDocument(const QByteArray &bytes)
 {
     ReadResult result;
     QJsonParseError parseError;

@@ -32,6 +32,9 @@ struct ReadResult {
 };
 
 ReadResult read(const QByteArray &bytes);
+// The same through a JSON document, which takes any file: read() goes this way whenever its quick
+// way for the file as this program writes it (TaskFileFastRead) declines.
+ReadResult readDocument(const QByteArray &bytes);
 
 // The version 2 envelope in the tasks-file layout (pretty, sorted keys).
 QByteArray encode(const QList<ScheduledTask> &tasks);

@@ -1,3 +1,4 @@
+#include "RandomTasks.h"
 #include "model/JsonWriter.h"
 #include "model/TaskJson.h"
 #include "model/TaskMigration.h"
@@ -358,73 +359,7 @@ private Q_SLOTS:
     void roundTrip_randomTasks()
     {
         QRandomGenerator random(20261121);
-        const auto randomText = [&random]() {
-            // Whole code points, so no surrogate pair is ever cut in half.
-            static const QList<uint> pool = u"abcXYZ 019'\"\\$`\n\t/&<>é漢🙂\x01"_s.toUcs4();
-            QList<uint> text;
-            const int length = random.bounded(0, 12);
-            for (int i = 0; i < length; ++i) {
-                text.append(pool.at(random.bounded(int(pool.size()))));
-            }
-            return QString::fromUcs4(reinterpret_cast<const char32_t *>(text.constData()), text.size());
-        };
-        const auto randomTimes = [&random]() {
-            QList<TimeOfDay> times;
-            const int count = random.bounded(0, 4);
-            for (int i = 0; i < count; ++i) {
-                times.append({random.bounded(0, 24), random.bounded(0, 60)});
-            }
-            return times;
-        };
-        QList<ScheduledTask> tasks;
-        for (int i = 0; i < 300; ++i) {
-            ScheduledTask task;
-            task.id = QUuid::createUuid();
-            task.name = randomText();
-            task.command = randomText();
-            if (random.bounded(2)) {
-                task.workingDirectory = randomText();
-            }
-            if (random.bounded(2)) {
-                task.envFilePath = randomText();
-            }
-            task.useLoginShell = random.bounded(2);
-            task.wakeBeforeRun = random.bounded(2);
-            task.isEnabled = random.bounded(2);
-            switch (random.bounded(7)) {
-            case 0:
-                task.schedule = TaskSchedule::interval(random.bounded(1, 1441));
-                break;
-            case 1:
-                task.schedule = TaskSchedule::daily(randomTimes());
-                break;
-            case 2:
-                task.schedule = TaskSchedule::weekly({random.bounded(1, 8), random.bounded(1, 8)}, randomTimes());
-                break;
-            case 3:
-                task.schedule = TaskSchedule::monthly(random.bounded(1, 32), randomTimes());
-                break;
-            case 4:
-                task.schedule = TaskSchedule::monthlyLastDay(randomTimes());
-                break;
-            case 5:
-                task.schedule =
-                    TaskSchedule::monthlyNthWeekday(random.bounded(1, 5), random.bounded(1, 8), randomTimes());
-                break;
-            default:
-                task.schedule = TaskSchedule::runAtLoad();
-                break;
-            }
-            if (random.bounded(4) == 0) {
-                TaskLog log;
-                log.id = QUuid::createUuid();
-                log.timestamp = random.generateDouble() * 1e9;
-                log.exitCode = int(random.generate());
-                log.output = randomText();
-                task.logs.append(log);
-            }
-            tasks.append(task);
-        }
+        const QList<ScheduledTask> tasks = RandomTasks::tasks(random, 300, 4);
         const QByteArray first = TaskMigration::encode(tasks);
         const auto read = TaskMigration::read(first);
         QVERIFY2(read.ok(), qPrintable(read.error ? read.error->description : QString()));
