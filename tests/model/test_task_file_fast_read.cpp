@@ -47,7 +47,7 @@ private Q_SLOTS:
     void asWritten_sameTasksAsTheFullReader()
     {
         QRandomGenerator random(20261124);
-        const QList<ScheduledTask> tasks = RandomTasks::tasks(random, 400, 0);
+        const QList<ScheduledTask> tasks = RandomTasks::tasks(random, 400, 3);
         const QByteArray bytes = TaskMigration::encode(tasks);
         const auto quick = TaskFileFastRead::read(bytes);
         QVERIFY(quick);
@@ -74,6 +74,9 @@ private Q_SLOTS:
             << fileWithTask(task(R"(, "workingDirectory": null, "envFilePath": null, "wakeBeforeRun": null)"));
         QTest::newRow("wake before run") << fileWithTask(task(R"(, "wakeBeforeRun": true)"));
         QTest::newRow("tabs and carriage returns") << QByteArray("\t{\r\n\"tasks\"\t:\r\n[]\r\n,\"version\":2}\r\n");
+        QTest::newRow("past runs") << fileWithTask(task({}).replace(
+            R"("logs": [])",
+            R"("logs": [{"id": "0A1B2C3D-0000-4000-8000-00000000000A", "timestamp": 1.5e9, "exitCode": 1, "output": ""}])"));
         QTest::newRow("no tasks") << QByteArray(R"({"tasks": [], "version": 2})");
         QTest::newRow("minus zero") << fileWithTask(
             task({}, R"({"monthly": {"day": 1, "times": [{"hour": -0, "minute": 0}]}})"));
@@ -106,9 +109,12 @@ private Q_SLOTS:
         QTest::newRow("unknown key") << fileWithTask(task(R"(, "colour": "red")"));
         QTest::newRow("repeated key") << fileWithTask(task(R"(, "name": "Other")"));
         QTest::newRow("escaped key") << fileWithTask(task(R"(, "envFile\u0050ath": "x")"));
-        QTest::newRow("a past run in the logs") << fileWithTask(task({}).replace(
+        QTest::newRow("a past run at minus zero") << fileWithTask(task({}).replace(
             R"("logs": [])",
-            R"("logs": [{"id": "0A1B2C3D-0000-4000-8000-00000000000A", "timestamp": 1.5e9, "exitCode": 1, "output": ""}])"));
+            R"("logs": [{"id": "0A1B2C3D-0000-4000-8000-00000000000A", "timestamp": -0, "exitCode": 1, "output": ""}])"));
+        QTest::newRow("a past run without its output") << fileWithTask(task({}).replace(
+            R"("logs": [])",
+            R"("logs": [{"id": "0A1B2C3D-0000-4000-8000-00000000000A", "timestamp": 1, "exitCode": 1}])"));
         QTest::newRow("a fraction") << fileWithTask(task({}, R"({"interval": {"minutes": 5.0}})"));
         QTest::newRow("an exponent") << fileWithTask(task({}, R"({"interval": {"minutes": 5e1}})"));
         QTest::newRow("a leading zero") << fileWithTask(task({}, R"({"interval": {"minutes": 05}})"));
@@ -151,13 +157,13 @@ private Q_SLOTS:
     void mutated_neverReadsOtherwiseThanTheFullReader()
     {
         QRandomGenerator random(20261125);
-        const QByteArray original = TaskMigration::encode(RandomTasks::tasks(random, 6, 0));
+        const QByteArray original = TaskMigration::encode(RandomTasks::tasks(random, 6, 2));
         static const QList<QByteArray> pieces{
-            " ",         "\"",   "{",     "}",     "[",    "]",       ",",       ":",       "\\",
-            "/",         "-",    "0",     "7",     "24",   "60",      "-1",      "05",      "1.0",
-            "1e1",       "null", "true",  "false", "\x01", "\x7f",    "\xC3",    "\xA9",    "\xE6",
-            "\\n",       "\\",   "\\u00", "é",     "🙂", "\\ud83d", "\\ude42", "\\ufeff", "\xEF\xBB\xBF",
-            "9999999999"};
+            " ",          "\"",   "{",       "}",     "[",    "]",       ",",       ":",       "\\",
+            "/",          "-",    "0",       "7",     "24",   "60",      "-1",      "05",      "1.0",
+            "1e1",        "null", "true",    "false", "\x01", "\x7f",    "\xC3",    "\xA9",    "\xE6",
+            "\\n",        "\\",   "\\u00",   "é",     "🙂", "\\ud83d", "\\ude42", "\\ufeff", "\xEF\xBB\xBF",
+            "9999999999", "1.5",  "-2.5e-3", "1E400", "-0",   "0.1e+2"};
         int quickReads = 0;
         int declined = 0;
         for (int round = 0; round < 10000; ++round) {
