@@ -1,5 +1,7 @@
-// Any bytes given to the tasks-file reader either read, or fail with a message; and what reads
-// is written back in a form that reads again to the same tasks.
+// Any bytes given to the tasks-file reader either read, or fail with a message; what reads is
+// written back in a form that reads again to the same tasks; and whatever the quick reader reads,
+// the full one reads the same.
+#include "model/TaskFileFastRead.h"
 #include "model/TaskMigration.h"
 
 #include <cstdint>
@@ -9,6 +11,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const QByteArray bytes(reinterpret_cast<const char *>(data), qsizetype(size));
     const TaskMigration::ReadResult result = TaskMigration::read(bytes);
+    if (const auto quick = TaskFileFastRead::read(bytes)) {
+        const TaskMigration::ReadResult full = TaskMigration::readDocument(bytes);
+        if (!full.ok() || full.tasks != *quick) {
+            std::abort();
+        }
+    }
     if (!result.ok()) {
         if (result.error->description.isEmpty()) {
             std::abort();

@@ -115,10 +115,11 @@ bool payload(JsonScanner &in, TaskSchedule::Kind kind, TaskSchedule *out)
 
 std::optional<TaskSchedule::Kind> kindNamed(Key key)
 {
-    static const std::array<QByteArray, 7> names = [] {
-        std::array<QByteArray, 7> result;
-        for (int kind = 0; kind < 7; ++kind) {
-            result[size_t(kind)] = TaskSchedule::kindName(TaskSchedule::Kind(kind)).toLatin1();
+    using Names = std::array<QByteArray, std::variant_size_v<TaskSchedule::Value>>;
+    static const Names names = [] {
+        Names result;
+        for (size_t kind = 0; kind < result.size(); ++kind) {
+            result[kind] = TaskSchedule::kindName(TaskSchedule::Kind(kind)).toLatin1();
         }
         return result;
     }();
