@@ -9,6 +9,53 @@
 
 namespace {
 
+// UTF-8 as a JSON string's inside: quotes, backslashes and control characters escaped.
+void appendEscaped(QByteArray &out, const QByteArray &utf8)
+{
+    for (qsizetype i = 0; i < utf8.size(); ++i) {
+        const char c = utf8.at(i);
+        const auto u = static_cast<unsigned char>(c);
+        // Qt's JSON reader drops a U+FEFF (byte-order mark) that begins a string, so it is written
+        // as an escape, which every reader keeps.
+        if (u == 0xEF && utf8.mid(i, 3) == "\xEF\xBB\xBF") {
+            out.append("\\ufeff");
+            i += 2;
+            continue;
+        }
+        switch (c) {
+        case '"':
+            out.append("\\\"");
+            break;
+        case '\\':
+            out.append("\\\\");
+            break;
+        case '\n':
+            out.append("\\n");
+            break;
+        case '\r':
+            out.append("\\r");
+            break;
+        case '\t':
+            out.append("\\t");
+            break;
+        case '\b':
+            out.append("\\b");
+            break;
+        case '\f':
+            out.append("\\f");
+            break;
+        default:
+            if (u < 0x20) {
+                char escape[7];
+                std::snprintf(escape, sizeof escape, "\\u%04x", u);
+                out.append(escape);
+            } else {
+                out.append(c);
+            }
+        }
+    }
+}
+
 void indent(QByteArray &out, int level)
 {
     out.append(QByteArray(level * 2, ' '));
@@ -81,52 +128,28 @@ QByteArray JsonWriter::number(double value)
 
 QByteArray JsonWriter::quoted(const QString &text)
 {
-    const QByteArray utf8 = text.toUtf8();
     QByteArray out;
-    out.reserve(utf8.size() + 2);
+    out.reserve(text.size() + 2);
     out.append('"');
-    for (qsizetype i = 0; i < utf8.size(); ++i) {
-        const char c = utf8.at(i);
-        const auto u = static_cast<unsigned char>(c);
-        // Qt's JSON reader drops a U+FEFF (byte-order mark) that begins a string, so it is written
-        // as an escape, which every reader keeps.
-        if (u == 0xEF && utf8.mid(i, 3) == "\xEF\xBB\xBF") {
-            out.append("\\ufeff");
-            i += 2;
+    // A surrogate without its other half has no UTF-8 (it would come out as '?'): it is written
+    // as its escape, which Qt's reader turns back into the same character.
+    qsizetype run = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (!c.isSurrogate()) {
             continue;
         }
-        switch (c) {
-        case '"':
-            out.append("\\\"");
-            break;
-        case '\\':
-            out.append("\\\\");
-            break;
-        case '\n':
-            out.append("\\n");
-            break;
-        case '\r':
-            out.append("\\r");
-            break;
-        case '\t':
-            out.append("\\t");
-            break;
-        case '\b':
-            out.append("\\b");
-            break;
-        case '\f':
-            out.append("\\f");
-            break;
-        default:
-            if (u < 0x20) {
-                char escape[7];
-                std::snprintf(escape, sizeof escape, "\\u%04x", u);
-                out.append(escape);
-            } else {
-                out.append(c);
-            }
+        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
+            ++i;
+            continue;
         }
+        appendEscaped(out, QStringView(text).sliced(run, i - run).toUtf8());
+        char escape[7];
+        std::snprintf(escape, sizeof escape, "\\u%04x", unsigned(c.unicode()));
+        out.append(escape);
+        run = i + 1;
     }
+    appendEscaped(out, QStringView(text).sliced(run).toUtf8());
     out.append('"');
     return out;
 }

@@ -167,6 +167,19 @@ private Q_SLOTS:
         QCOMPARE(JsonWriter::quoted(u"a\\b\"c/d"_s), QByteArray("\"a\\\\b\\\"c/d\""));
     }
 
+    void strings_loneSurrogatesEscaped_andReadBackTheSame()
+    {
+        // A name read from "\\udddd" has no UTF-8 of its own; written raw it came back as '?'.
+        const QString text = u"a"_s + QChar(0xDDDD) + u"b"_s + QChar(0xD83D) + u"🙂"_s + QChar(0xD800);
+        QCOMPARE(JsonWriter::quoted(text), QByteArray("\"a\\uddddb\\ud83d\xF0\x9F\x99\x82\\ud800\""));
+        ScheduledTask task;
+        task.id = QUuid::createUuid();
+        task.name = text;
+        const auto read = TaskMigration::read(TaskMigration::encode({task}));
+        QVERIFY(read.ok());
+        QCOMPARE(read.tasks, QList<ScheduledTask>{task});
+    }
+
     void schedule_runAtLoadReads()
     {
         TaskJson::DecodeError error;
