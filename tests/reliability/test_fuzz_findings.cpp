@@ -2,6 +2,7 @@
 #include "Sandbox.h"
 #include "launchd/LaunchdBrowser.h"
 #include "launchd/LaunchdJob.h"
+#include "model/TaskMigration.h"
 #include "store/RunHistory.h"
 
 #include <QTemporaryDir>
@@ -175,6 +176,24 @@ private Q_SLOTS:
         // The second mark is inside the text, so its line does not parse.
         QCOMPARE(runs.size(), 1);
         QCOMPARE(runDateTime(runs.first().startedAt), QDateTime(QDate(2025, 3, 1), QTime(6, 0), QTimeZone::utc()));
+    }
+
+    // fuzz_tasks_file: a name read from "\\udddd" (a surrogate without its other half, which Qt's
+    // reader takes) was written as UTF-8, where it has none, and came back as '?'.
+    void tasksFile_loneSurrogateReadsBackTheSame()
+    {
+        const QByteArray bytes = "{\"version\": 2, \"tasks\": [{\"id\": \"00000000-0000-0000-0000-000000000001\", "
+                                 "\"name\": \"Task \\udddd\", \"command\": \"true\", \"useLoginShell\": true, "
+                                 "\"isEnabled\": true, \"schedule\": {\"runAtLoad\": {}}, \"logs\": []}]}";
+        const TaskMigration::ReadResult first = TaskMigration::read(bytes);
+        QVERIFY(first.ok());
+        QCOMPARE(first.tasks.constFirst().name, u"Task "_s + QChar(0xDDDD));
+        const QByteArray written = TaskMigration::encode(first.tasks);
+        QVERIFY(written.contains("\"Task \\udddd\""));
+        const TaskMigration::ReadResult again = TaskMigration::read(written);
+        QVERIFY(again.ok());
+        QCOMPARE(again.tasks, first.tasks);
+        QCOMPARE(TaskMigration::encode(again.tasks), written);
     }
 
 private:
