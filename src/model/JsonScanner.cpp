@@ -115,15 +115,16 @@ bool JsonScanner::integer(TaskJson::Range range, int *out)
     const bool negative = at < m_end && *at == '-';
     at += negative ? 1 : 0;
     const char *const first = at;
-    qint64 value = 0;
-    while (at < m_end && *at >= '0' && *at <= '9' && at - first < 12) {
-        value = value * 10 + (*at - '0');
-        ++at;
-    }
+    at = digits(at);
     const qsizetype count = at - first;
-    if (count == 0 || count >= 12 || (count > 1 && *first == '0') ||
-        (at < m_end && (*at == '.' || *at == 'e' || *at == 'E' || (*at >= '0' && *at <= '9')))) {
+    // No int has more than ten digits; eleven still fit the sum here, and the range declines them.
+    if (count == 0 || count > 11 || (count > 1 && *first == '0') ||
+        (at < m_end && (*at == '.' || *at == 'e' || *at == 'E'))) {
         return false;
+    }
+    qint64 value = 0;
+    for (const char *digit = first; digit < at; ++digit) {
+        value = value * 10 + (*digit - '0');
     }
     value = negative ? -value : value;
     if (!range.contains(value)) {

@@ -209,7 +209,6 @@ bool task(JsonScanner &in, ScheduledTask *out)
             return seen.first(enabled) && in.boolean(&out->isEnabled);
         }
         if (key == "wakeBeforeRun") {
-            out->wakeBeforeRun = false;
             return seen.first(wake) && (in.null() || in.boolean(&out->wakeBeforeRun));
         }
         if (key == "schedule") {
