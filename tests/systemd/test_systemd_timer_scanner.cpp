@@ -36,6 +36,8 @@ const TimerUnit *find(const QList<TimerUnit> &timers, const QString &name)
     }
     return nullptr;
 }
+// The pointer is into the list: a temporary one would be gone before it is read.
+const TimerUnit *find(QList<TimerUnit> &&timers, const QString &name) = delete;
 
 int count(const QList<TimerUnit> &timers, const QString &name)
 {
@@ -270,7 +272,8 @@ void TestSystemdTimerScanner::monotonicTriggers_areOtherTriggers()
                        "[Timer]\nOnBootSec=15min\nOnUnitActiveSec=1d\nAccuracySec=1h\n");
     Sandbox::writeFile(m_etc + u"/tmp-clean.timer.d/reset.conf"_s, "[Timer]\nOnBootSec=\nOnStartupSec=5min\n");
     Sandbox::writeFile(m_usrLib + u"/tmp-clean.service"_s, "[Service]\nExecStart=/bin/clean\n");
-    const TimerUnit *timer = find(SystemdTimerScanner().scan(), u"tmp-clean.timer"_s);
+    const QList<TimerUnit> timers = SystemdTimerScanner().scan();
+    const TimerUnit *timer = find(timers, u"tmp-clean.timer"_s);
     QVERIFY(timer);
     QCOMPARE(timer->otherTriggers, QStringList{u"OnStartupSec=5min"_s});
     QCOMPARE(timer->scheduleSummary(), u"OnStartupSec=5min"_s);
