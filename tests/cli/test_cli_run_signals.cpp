@@ -23,6 +23,13 @@ bool alive(qint64 pid)
     return close > 0 && line.mid(close + 2, 1) != "Z";
 }
 
+// The program a process runs now (its name as the kernel keeps it).
+QByteArray programOf(qint64 pid)
+{
+    QFile comm(u"/proc/"_s % QString::number(pid) % u"/comm"_s);
+    return comm.open(QIODevice::ReadOnly) ? comm.readAll().trimmed() : QByteArray();
+}
+
 } // namespace
 
 class CliRunSignalsTest : public QObject
@@ -47,7 +54,7 @@ private Q_SLOTS:
         Sandbox sandbox;
         const QString pidFile = sandbox.root() + u"/grandchild.pid"_s;
         const QString command = background ? u"sleep 30 & echo $! > '"_s % pidFile % u"'; wait"_s
-                                           : u"sh -c 'echo $$ > \"$0\"; sleep 30; true' '"_s % pidFile % u"'; true"_s;
+                                           : u"sh -c 'echo $$ > \"$0\"; exec sleep 30' '"_s % pidFile % u"'; true"_s;
         QCOMPARE(sandbox
                      .runCli({u"add"_s, u"--name"_s, u"Sleeper"_s, u"--command"_s, command, u"--no-login-shell"_s,
                               u"--disabled"_s})
@@ -67,6 +74,9 @@ private Q_SLOTS:
         const qint64 grandchild = Sandbox::readFile(pidFile).trimmed().toLongLong();
         QVERIFY(grandchild > 0);
         QVERIFY(alive(grandchild));
+        // Not before the grandchild is sleep itself: a signal that reaches a shell between its fork
+        // and the child's exec is the shell's alone, and the sleep started after it runs on.
+        QTRY_COMPARE_WITH_TIMEOUT(programOf(grandchild), QByteArray("sleep"), 20000);
 
         ::kill(pid_t(tool.processId()), signal);
         QVERIFY(tool.waitForFinished(20000));
