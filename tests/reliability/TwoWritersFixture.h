@@ -34,7 +34,6 @@ protected:
     std::unique_ptr<StandInTool> osascript;
     std::unique_ptr<TaskStore> store;
     std::unique_ptr<TasksFileWatcher> watcher;
-    QByteArray savedBusAddress;
 
     void open(bool notice, int watchDelayMs = 50, bool withStore = true)
     {
