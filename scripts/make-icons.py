@@ -128,6 +128,9 @@ ICONS = {
                                                                              (19.4, 17), (18, 17.8), (18, 18.6)], 0.7)
                                                            + circle_path(18, 20.6, 0.75)),
     "gearshape.2": gear(9, 9.5, 7, 9) + gear(17.8, 17.6, 4.6, 7),
+    # The toolbar's and menu bar's "more" buttons, for when they run out of room.
+    "chevron.right.2": stroke("M6 7l5 5-5 5M13 7l5 5-5 5"),
+    "chevron.down.2": stroke("M7 6l5 5 5-5M7 13l5 5 5-5"),
 }
 
 APP_ICON = svg(

@@ -2,6 +2,7 @@
 #include "app/MoxleyApp.h"
 #include "app/Screenshot.h"
 #include "platform/AppPresence.h"
+#include "ui/AppStyle.h"
 #include "ui/Icons.h"
 
 #include <QApplication>
@@ -15,6 +16,10 @@ using namespace Qt::StringLiterals;
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
+#ifndef Q_OS_MACOS
+    // Not on macOS: widgets there treat the native style specially, which a proxy hides.
+    QApplication::setStyle(new AppStyle);
+#endif
     QApplication::setApplicationName(QStringLiteral("Moxley"));
     QApplication::setApplicationVersion(QStringLiteral(MOXLEY_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("com.moxley.Moxley"));

@@ -38,13 +38,17 @@ QPixmap tinted(QSvgRenderer &renderer, const QSize &size, const QColor &tint)
     const int side = std::min(size.width(), size.height());
     const QRectF square((size.width() - side) / 2.0, (size.height() - side) / 2.0, side, side);
     renderer.render(&painter, square);
-    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-    painter.fillRect(square, tint);
+    if (tint.isValid()) {
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(square, tint);
+    }
     return pixmap;
 }
 
 // Draws a symbol at the size it is asked for, when it is asked for: drawing every symbol at
-// every size up front was a tenth of the app's start-up.
+// every size up front was a tenth of the app's start-up. Without a tint, in the drawing's own
+// colours (the app icon): Qt's own SVG icon plug-in would do that too, but loading it (and the image
+// plug-ins it probes) costs every start.
 class TintedSymbolEngine final : public QIconEngine
 {
 public:
@@ -119,7 +123,8 @@ QIcon Icons::symbol(const QString &name, const QColor &tint)
 QIcon Icons::appIcon()
 {
     initIconResources();
-    return QIcon(resourcePath(QStringLiteral("moxley")));
+    return QIcon(
+        new TintedSymbolEngine(std::make_shared<QSvgRenderer>(resourcePath(QStringLiteral("moxley"))), QColor()));
 }
 
 QStringList Icons::names()
