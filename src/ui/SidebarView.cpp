@@ -1,9 +1,7 @@
 #include "ui/SidebarView.h"
 
 #include "ui/Icons.h"
-#include "ui/LaunchdJobRow.h"
-#include "ui/SystemdJobRow.h"
-#include "ui/TaskRowView.h"
+#include "ui/SidebarRowDelegate.h"
 #include "ui/ViewStyle.h"
 
 #include <QApplication>
@@ -23,13 +21,70 @@ namespace {
 
 constexpr int kKindRole = Qt::UserRole;
 constexpr int kIdRole = Qt::UserRole + 1;
-constexpr int kIndexRole = Qt::UserRole + 2; // a task's or job's place in the state, for rows made late
+constexpr int kIndexRole = Qt::UserRole + 2; // a task's or job's place in the state
 constexpr int kHeaderKind = -1;
+
+// A task's or job's row. It answers from the sidebar's state when asked rather than storing its
+// data: a thousand rows are made at every rebuild, and only those in sight are ever asked.
+class ListedRow final : public QListWidgetItem
+{
+public:
+    ListedRow(const SidebarView::State &state, const SidebarSection &section, int index, const QSize &size)
+        : QListWidgetItem(nullptr, UserType), m_state(state), m_section(section), m_index(index), m_size(size)
+    {
+    }
+
+    const SidebarSection &section() const { return m_section; }
+
+    QVariant data(int role) const override
+    {
+        switch (role) {
+        case kKindRole:
+            return int(m_section.kind);
+        case kIdRole:
+            return m_section.kind == SidebarSection::Kind::task ? m_section.taskId.toString() : m_section.jobId;
+        case kIndexRole:
+            return m_index;
+        case Qt::SizeHintRole:
+            return m_size;
+        case Qt::DisplayRole:
+        case Qt::AccessibleTextRole: // what a screen reader says, and what typing in the list finds
+            return title();
+        default:
+            return QListWidgetItem::data(role);
+        }
+    }
+
+private:
+    QString title() const
+    {
+        if (m_section.kind == SidebarSection::Kind::task) {
+            return m_state.tasks.at(m_index).name;
+        }
+        qsizetype at = m_index;
+        if (at < m_state.jobs.size()) {
+            return m_state.jobs.at(at).label;
+        }
+        const SystemdJobs &systemd = m_state.systemdJobs;
+        if ((at -= m_state.jobs.size()) < systemd.timers.size()) {
+            return systemd.timers.at(at).name;
+        }
+        return systemd.cron.at(at - systemd.timers.size()).label();
+    }
+
+    const SidebarView::State &m_state;
+    SidebarSection m_section;
+    int m_index;
+    QSize m_size;
+};
 
 std::optional<SidebarSection> sectionOf(const QListWidgetItem *item)
 {
     if (!item) {
         return std::nullopt;
+    }
+    if (const auto *row = dynamic_cast<const ListedRow *>(item)) {
+        return row->section();
     }
     const int kind = item->data(kKindRole).toInt();
     switch (kind) {
@@ -70,7 +125,7 @@ SidebarView::SidebarView(QWidget *parent) : QWidget(parent)
     QPalette palette = m_list->palette();
     palette.setColor(QPalette::Base, Qt::transparent);
     m_list->setPalette(palette);
-    connect(m_list->verticalScrollBar(), &QScrollBar::valueChanged, this, &SidebarView::showRowsInSight);
+    m_list->setItemDelegate(new SidebarRowDelegate(this, m_list));
     m_list->viewport()->installEventFilter(this);
     connect(m_list, &QListWidget::itemSelectionChanged, this, &SidebarView::onSelectionChanged);
     connect(m_list, &QListWidget::customContextMenuRequested, this, [this](const QPoint &pos) {
@@ -103,15 +158,10 @@ QListWidgetItem *SidebarView::addRow(QWidget *widget, Qt::ItemFlags flags, const
     return item;
 }
 
-void SidebarView::addLazyRow(const QSize &sizeHint, Qt::ItemFlags flags, const SidebarSection &section, int index)
+void SidebarView::addListedRow(const QSize &sizeHint, Qt::ItemFlags flags, const SidebarSection &section, int index)
 {
-    // Filled in before it joins the list, so that setting its data signals nothing.
-    auto *item = new QListWidgetItem;
-    item->setFlags(flags);
-    item->setData(kKindRole, int(section.kind));
-    item->setData(kIdRole, section.kind == SidebarSection::Kind::task ? section.taskId.toString() : section.jobId);
-    item->setData(kIndexRole, index);
-    item->setSizeHint(sizeHint);
+    auto *item = new ListedRow(m_state, section, index, sizeHint);
+    item->setFlags(flags); // before it joins the list, so that it signals nothing
     m_list->addItem(item);
 }
 
@@ -124,95 +174,12 @@ void SidebarView::addSectionGap()
     m_list->addItem(gap);
 }
 
-QSize SidebarView::taskRowSize()
-{
-    // Every task row has the same two lines; their height is measured once. The list stretches
-    // every row across its width.
-    if (!m_taskRowSize.isValid()) {
-        ScheduledTask sample;
-        sample.name = QStringLiteral("Task");
-        m_taskRowSize = QSize(0, TaskRowView(sample).sizeHint().height());
-    }
-    return m_taskRowSize;
-}
-
-QSize SidebarView::jobRowSize()
-{
-    if (!m_jobRowSize.isValid()) {
-        LaunchdJob sample;
-        sample.label = QStringLiteral("com.example.job");
-        m_jobRowSize = QSize(0, LaunchdJobRow(sample).sizeHint().height());
-    }
-    return m_jobRowSize;
-}
-
-QWidget *SidebarView::widgetFor(QListWidgetItem *item)
-{
-    if (QWidget *shown = m_list->itemWidget(item)) {
-        return shown;
-    }
-    const QVariant index = item->data(kIndexRole);
-    if (!index.isValid()) {
-        return nullptr;
-    }
-    QWidget *widget = nullptr;
-    if (item->data(kKindRole).toInt() == int(SidebarSection::Kind::task)) {
-        const ScheduledTask &task = m_state.tasks.at(index.toInt());
-        auto *row = new TaskRowView(task);
-        if (m_state.glance) {
-            const TaskStatus::Status status = m_state.glance(task);
-            row->setGlance(status.lastRun, status.missed.size());
-        }
-        if (m_state.selectMode) {
-            row->setTick(m_state.ticked.contains(task.id));
-        }
-        widget = row;
-    } else {
-        qsizetype at = index.toInt();
-        const SystemdJobs &systemd = m_state.systemdJobs;
-        if (at < m_state.jobs.size()) {
-            widget = new LaunchdJobRow(m_state.jobs.at(at));
-        } else if ((at -= m_state.jobs.size()) < systemd.timers.size()) {
-            widget = new SystemdJobRow(systemd.timers.at(at));
-        } else {
-            widget = new SystemdJobRow(systemd.cron.at(at - systemd.timers.size()));
-        }
-    }
-    m_list->setItemWidget(item, widget);
-    return widget;
-}
-
-void SidebarView::showRowsInSight()
-{
-    // Until the list is shown its size is not final; its Show event brings us back. Widgets made
-    // halfway through a rebuild would be moved by every row inserted after them.
-    if (m_rebuilding || !m_list->isVisible()) {
-        return;
-    }
-    const int bottom = m_list->viewport()->height();
-    const QListWidgetItem *top = m_list->itemAt(QPoint(0, 0));
-    for (int row = top ? m_list->row(top) : 0; row < m_list->count(); ++row) {
-        QListWidgetItem *item = m_list->item(row);
-        const QRect rect = m_list->visualItemRect(item);
-        if (rect.top() >= bottom) {
-            break;
-        }
-        if (rect.bottom() >= 0) {
-            widgetFor(item);
-        }
-    }
-}
-
 bool SidebarView::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched != m_list->viewport()) {
         return QWidget::eventFilter(watched, event);
     }
     switch (event->type()) {
-    case QEvent::Show:
-    case QEvent::Resize:
-        showRowsInSight();
-        break;
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonDblClick:
     case QEvent::MouseButtonRelease:
@@ -242,16 +209,6 @@ bool SidebarView::filterMouse(QMouseEvent *event)
         m_pressedItem = nullptr;
     }
     return true;
-}
-
-void SidebarView::changeEvent(QEvent *event)
-{
-    QWidget::changeEvent(event);
-    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange) {
-        // Measured again on the next rebuild.
-        m_taskRowSize = QSize();
-        m_jobRowSize = QSize();
-    }
 }
 
 QWidget *SidebarView::tasksHeader()
@@ -300,6 +257,8 @@ QWidget *SidebarView::systemJobsHeader()
 void SidebarView::setState(const State &state)
 {
     m_state = state;
+    m_taskLooks.clear();
+    m_jobLooks.clear();
     m_rebuilding = true;
     // The rows go, and with them a focused button (Select, Done): focus would move on to the
     // filter and select its text. It stays in the list instead.
@@ -330,9 +289,9 @@ void SidebarView::setState(const State &state)
         addRow(tasksHeader(), Qt::ItemIsEnabled, std::nullopt);
         const Qt::ItemFlags taskFlags =
             state.selectMode ? Qt::ItemIsEnabled : (Qt::ItemIsEnabled | Qt::ItemIsSelectable);
-        const QSize taskSize = taskRowSize();
+        const QSize taskSize(0, SidebarRows::taskRowHeight());
         for (int i = 0; i < state.tasks.size(); ++i) {
-            addLazyRow(taskSize, taskFlags, SidebarSection::task(state.tasks.at(i).id), i);
+            addListedRow(taskSize, taskFlags, SidebarSection::task(state.tasks.at(i).id), i);
         }
         addSectionGap();
 
@@ -355,7 +314,6 @@ void SidebarView::setState(const State &state)
     m_list->verticalScrollBar()->setValue(scrolled);
     m_add->setText(state.totalTasks == 0 ? QStringLiteral("Add your first task") : QStringLiteral("Add Task"));
     m_rebuilding = false;
-    showRowsInSight();
 }
 
 void SidebarView::addJobRows()
@@ -363,17 +321,17 @@ void SidebarView::addJobRows()
     if (!m_state.showSystemJobs) {
         return;
     }
-    const QSize jobSize = jobRowSize();
+    const QSize jobSize(0, SidebarRows::jobRowHeight());
     const Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
     int index = 0;
     for (const LaunchdJob &job : std::as_const(m_state.jobs)) {
-        addLazyRow(jobSize, flags, SidebarSection::systemJob(job.id), index++);
+        addListedRow(jobSize, flags, SidebarSection::systemJob(job.id), index++);
     }
     for (const TimerUnit &timer : std::as_const(m_state.systemdJobs.timers)) {
-        addLazyRow(jobSize, flags, SidebarSection::systemJob(timer.id), index++);
+        addListedRow(jobSize, flags, SidebarSection::systemJob(timer.id), index++);
     }
     for (const CronEntry &entry : std::as_const(m_state.systemdJobs.cron)) {
-        addLazyRow(jobSize, flags, SidebarSection::systemJob(entry.id), index++);
+        addListedRow(jobSize, flags, SidebarSection::systemJob(entry.id), index++);
     }
 }
 
@@ -381,8 +339,8 @@ void SidebarView::setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bo
                                 const SystemdJobs &systemdJobs)
 {
     if (showSystemJobs || m_state.showSystemJobs) {
-        // Rows come or go. Rebuilding is cheap (no row has a widget until it is in sight) and,
-        // unlike inserting rows into a list that holds widgets, does not move every widget per row.
+        // Rows come or go. Rebuilding is cheap (only the headers are widgets) and, unlike inserting
+        // rows into a list that holds widgets, does not move every widget per row.
         State state = m_state;
         state.jobs = jobs;
         state.systemdJobs = systemdJobs;
@@ -403,11 +361,7 @@ void SidebarView::setSystemJobs(const QList<LaunchdJob> &jobs, int totalJobs, bo
 void SidebarView::setTicked(const QSet<QUuid> &ticked)
 {
     m_state.ticked = ticked;
-    for (int i = 0; i < m_list->count(); ++i) {
-        if (auto *row = qobject_cast<TaskRowView *>(m_list->itemWidget(m_list->item(i)))) {
-            row->setTick(m_state.selectMode ? std::optional<bool>(ticked.contains(row->task().id)) : std::nullopt);
-        }
-    }
+    m_list->viewport()->update();
     updateSelectButton();
 }
 
@@ -436,10 +390,71 @@ QListWidgetItem *SidebarView::item(const SidebarSection &section) const
     return nullptr;
 }
 
-QWidget *SidebarView::rowWidget(const SidebarSection &section)
+const SidebarRows::TaskLook *SidebarView::taskLookAt(int row) const
 {
-    QListWidgetItem *found = item(section);
-    return found ? widgetFor(found) : nullptr;
+    const QListWidgetItem *at = m_list->item(row);
+    if (!at || at->data(kKindRole).toInt() != int(SidebarSection::Kind::task)) {
+        return nullptr;
+    }
+    const QVariant index = at->data(kIndexRole);
+    if (!index.isValid()) {
+        return nullptr;
+    }
+    auto found = m_taskLooks.find(index.toInt());
+    if (found == m_taskLooks.end()) {
+        const ScheduledTask &task = m_state.tasks.at(index.toInt());
+        SidebarRows::TaskLook look = SidebarRows::taskLook(task);
+        if (m_state.glance) {
+            const TaskStatus::Status status = m_state.glance(task);
+            SidebarRows::setGlance(look, status.lastRun, status.missed.size());
+        }
+        found = m_taskLooks.insert(index.toInt(), look);
+    }
+    // Ticks change without a rebuild.
+    const QUuid &id = m_state.tasks.at(index.toInt()).id;
+    found->tick = m_state.selectMode ? std::optional<bool>(m_state.ticked.contains(id)) : std::nullopt;
+    return &found.value();
+}
+
+const SidebarRows::JobLook *SidebarView::jobLookAt(int row) const
+{
+    const QListWidgetItem *at = m_list->item(row);
+    if (!at || at->data(kKindRole).toInt() != int(SidebarSection::Kind::systemJob)) {
+        return nullptr;
+    }
+    const QVariant index = at->data(kIndexRole);
+    if (!index.isValid()) {
+        return nullptr;
+    }
+    auto found = m_jobLooks.find(index.toInt());
+    if (found == m_jobLooks.end()) {
+        qsizetype place = index.toInt();
+        const SystemdJobs &systemd = m_state.systemdJobs;
+        SidebarRows::JobLook look;
+        if (place < m_state.jobs.size()) {
+            look = SidebarRows::jobLook(m_state.jobs.at(place));
+        } else if ((place -= m_state.jobs.size()) < systemd.timers.size()) {
+            look = SidebarRows::jobLook(systemd.timers.at(place));
+        } else {
+            look = SidebarRows::jobLook(systemd.cron.at(place - systemd.timers.size()));
+        }
+        found = m_jobLooks.insert(index.toInt(), look);
+    }
+    return &found.value();
+}
+
+std::optional<SidebarRows::TaskLook> SidebarView::taskLook(const QUuid &id) const
+{
+    QListWidgetItem *found = item(SidebarSection::task(id));
+    const SidebarRows::TaskLook *look = found ? taskLookAt(m_list->row(found)) : nullptr;
+    return look ? std::optional(*look) : std::nullopt;
+}
+
+std::optional<SidebarRows::JobLook> SidebarView::jobLook(const QString &id) const
+{
+    QListWidgetItem *found = item(SidebarSection::systemJob(id));
+    const SidebarRows::JobLook *look = found ? jobLookAt(m_list->row(found)) : nullptr;
+    return look ? std::optional(*look) : std::nullopt;
 }
 
 void SidebarView::onItemClicked(QListWidgetItem *clicked)

@@ -4,8 +4,10 @@
 #include "model/ScheduledTask.h"
 #include "systemd/SystemdBrowser.h"
 #include "timeline/TaskStatus.h"
+#include "ui/SidebarRows.h"
 #include "ui/SidebarSection.h"
 
+#include <QHash>
 #include <QList>
 #include <QSet>
 #include <QWidget>
@@ -26,9 +28,9 @@ class QMouseEvent;
 // add button at the bottom. It holds no state of its own: ContentView hands it everything to show
 // and hears back what the user did.
 //
-// A row's widget is made only once the row scrolls into sight: with a thousand tasks and as many
-// system jobs, making a widget per row (and measuring its labels) was most of the start-up time.
-// Rows of one kind share one height, measured once on a sample row.
+// Task and job rows are drawn by the list (SidebarRows), not made of widgets: with a thousand tasks
+// and as many system jobs, widgets per row (and measuring their labels) were most of the start-up
+// time. What a row shows is worked out when it is first drawn. Rows of one kind share one height.
 class SidebarView : public QWidget
 {
     Q_OBJECT
@@ -65,9 +67,13 @@ public:
     QPushButton *selectButton() const { return m_selectButton; }
     QToolButton *systemJobsDisclosure() const { return m_disclosure; }
     QLabel *systemJobsCount() const { return m_jobCount; }
-    // The row widget showing `section`, if it is listed (made now if it has not been shown yet).
-    QWidget *rowWidget(const SidebarSection &section);
     QListWidgetItem *item(const SidebarSection &section) const;
+    // What the list's row `row` shows, if it is a task's or a job's (worked out now if it was not yet).
+    const SidebarRows::TaskLook *taskLookAt(int row) const;
+    const SidebarRows::JobLook *jobLookAt(int row) const;
+    // The same for a listed task or job; none when it is not listed.
+    std::optional<SidebarRows::TaskLook> taskLook(const QUuid &id) const;
+    std::optional<SidebarRows::JobLook> jobLook(const QString &id) const;
 
 Q_SIGNALS:
     void searchTextChanged(const QString &text);
@@ -80,20 +86,14 @@ Q_SIGNALS:
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
-    void changeEvent(QEvent *event) override;
 
 private:
     void addSectionGap();
     QListWidgetItem *addRow(QWidget *widget, Qt::ItemFlags flags, const std::optional<SidebarSection> &section);
-    // A task or job row whose widget is made when it comes into sight; `index` is its place in
-    // m_state.tasks, or in m_state.jobs followed by the timers and cron lines of m_state.systemdJobs.
-    void addLazyRow(const QSize &sizeHint, Qt::ItemFlags flags, const SidebarSection &section, int index);
+    // A task or job row, drawn by the list; `index` is its place in m_state.tasks, or in
+    // m_state.jobs followed by the timers and cron lines of m_state.systemdJobs.
+    void addListedRow(const QSize &sizeHint, Qt::ItemFlags flags, const SidebarSection &section, int index);
     void addJobRows();
-    QWidget *widgetFor(QListWidgetItem *item);
-    // Gives every row in sight its widget.
-    void showRowsInSight();
-    QSize taskRowSize();
-    QSize jobRowSize();
     QWidget *tasksHeader();
     QWidget *systemJobsHeader();
     void updateSelectButton();
@@ -111,9 +111,10 @@ private:
     QLabel *m_jobCount = nullptr;
     QListWidgetItem *m_jobsHeaderItem = nullptr;
     QListWidgetItem *m_pressedItem = nullptr; // a row we took a left press on, not the list
-    // Row widgets go in only after all rows of a rebuild are in: inserting a row into a list that
-    // already holds row widgets moves every one of them.
+    // The headers' widgets go in only after all rows of a rebuild are in: inserting a row into a
+    // list that already holds widgets moves every one of them.
     QList<std::pair<QListWidgetItem *, QWidget *>> m_pendingWidgets;
-    QSize m_taskRowSize;
-    QSize m_jobRowSize;
+    // Keyed by the row's place in m_state (tasks; jobs, then timers and cron lines).
+    mutable QHash<int, SidebarRows::TaskLook> m_taskLooks;
+    mutable QHash<int, SidebarRows::JobLook> m_jobLooks;
 };

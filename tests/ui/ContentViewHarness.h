@@ -13,10 +13,8 @@
 #include "ui/EmptyStateView.h"
 #include "ui/FileDialog.h"
 #include "ui/LaunchdJobDetailView.h"
-#include "ui/LaunchdJobRow.h"
 #include "ui/SidebarView.h"
 #include "ui/TaskDetailView.h"
-#include "ui/TaskRowView.h"
 
 #include <QAction>
 #include <QDialog>
@@ -35,10 +33,9 @@ namespace ContentViewHarness {
 inline QStringList sidebarTaskNames(const ContentView &view)
 {
     QStringList names;
-    QListWidget *list = view.sidebar()->list();
-    for (int i = 0; i < list->count(); ++i) {
-        if (auto *row = qobject_cast<TaskRowView *>(list->itemWidget(list->item(i)))) {
-            names << row->task().name;
+    for (int i = 0; i < view.sidebar()->list()->count(); ++i) {
+        if (const SidebarRows::TaskLook *look = view.sidebar()->taskLookAt(i)) {
+            names << look->name;
         }
     }
     return names;
@@ -47,10 +44,9 @@ inline QStringList sidebarTaskNames(const ContentView &view)
 inline QStringList sidebarJobLabels(const ContentView &view)
 {
     QStringList labels;
-    QListWidget *list = view.sidebar()->list();
-    for (int i = 0; i < list->count(); ++i) {
-        if (auto *row = qobject_cast<LaunchdJobRow *>(list->itemWidget(list->item(i)))) {
-            labels << row->job().label;
+    for (int i = 0; i < view.sidebar()->list()->count(); ++i) {
+        if (const SidebarRows::JobLook *look = view.sidebar()->jobLookAt(i)) {
+            labels << look->title;
         }
     }
     return labels;
@@ -64,17 +60,15 @@ inline void clickRow(const ContentView &view, const SidebarSection &section)
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
 }
 
-// The rows of the list that have been given their widget so far.
-inline QList<TaskRowView *> taskRowsMade(const ContentView &view)
+// The rows of the list that are widgets (the timeline and the headers; tasks and jobs are drawn).
+inline int widgetRows(const ContentView &view)
 {
-    QList<TaskRowView *> rows;
+    int count = 0;
     QListWidget *list = view.sidebar()->list();
     for (int i = 0; i < list->count(); ++i) {
-        if (auto *row = qobject_cast<TaskRowView *>(list->itemWidget(list->item(i)))) {
-            rows << row;
-        }
+        count += list->itemWidget(list->item(i)) != nullptr;
     }
-    return rows;
+    return count;
 }
 
 inline QStringList jobKeys(const QList<LaunchdJob> &jobs)

@@ -1,4 +1,7 @@
 #include "ContentViewHarness.h"
+#include "SidebarRowPainting.h"
+
+#include "ui/ViewStyle.h"
 
 using namespace Qt::StringLiterals;
 using namespace ContentViewHarness;
@@ -204,13 +207,11 @@ private Q_SLOTS:
         for (const LaunchdJob &job : plain) {
             plainLabels << job.label;
         }
-        QListWidget *list = view->sidebar()->list();
-        list->scrollToBottom();
-        QCOMPARE(sidebarJobLabels(*view).last(), plainLabels.last());
+        QCOMPARE(sidebarJobLabels(*view), plainLabels);
         for (const LaunchdJob &job : plain) {
-            auto *row = qobject_cast<LaunchdJobRow *>(view->sidebar()->rowWidget(SidebarSection::systemJob(job.id)));
-            QVERIFY(row);
-            QCOMPARE(row->job().label, job.label);
+            const std::optional<SidebarRows::JobLook> look = view->sidebar()->jobLook(job.id);
+            QVERIFY(look);
+            QCOMPARE(look->title, job.label);
         }
         QTest::qWait(50);
         QCOMPARE(scanned.size(), 1); // once only
@@ -221,17 +222,19 @@ private Q_SLOTS:
         world->writeJob(world->globalAgentsDir(), u"org.example.one"_s);
         const ScheduledTask a = UiWorld::task(u"Alpha"_s, u"true"_s);
         open({a});
-        const QPointer<QWidget> row = view->sidebar()->rowWidget(SidebarSection::task(a.id));
-        QVERIFY(row);
+        // The header's button is made anew by every rebuild of the list.
+        const QPointer<QPushButton> select = view->sidebar()->selectButton();
+        QVERIFY(select);
         QTRY_COMPARE(view->systemJobs().size(), 1);
         flushDeletes();
         // The collapsed section only counted the jobs: the task list was built once.
-        QVERIFY(row);
-        QCOMPARE(view->sidebar()->rowWidget(SidebarSection::task(a.id)), row.data());
+        QVERIFY(select);
+        QCOMPARE(view->sidebar()->selectButton(), select.data());
+        QCOMPARE(sidebarTaskNames(*view), QStringList{u"Alpha"_s});
         QCOMPARE(view->sidebar()->systemJobsCount()->text(), u"1"_s);
     }
 
-    void manyTasks_rowsGetTheirWidgetsWhenInSight()
+    void manyTasks_rowsAreDrawnNotMadeOfWidgets()
     {
         QList<ScheduledTask> tasks;
         for (int i = 0; i < 300; ++i) {
@@ -239,46 +242,46 @@ private Q_SLOTS:
         }
         open(tasks);
         QListWidget *list = view->sidebar()->list();
-        const QList<TaskRowView *> made = taskRowsMade(*view);
-        QVERIFY(!made.isEmpty());
-        QVERIFY2(made.size() < 40, qPrintable(QString::number(made.size())));
-        QCOMPARE(made.first()->task().name, u"Task 0"_s);
-        for (TaskRowView *row : made) {
-            QVERIFY(row->geometry().intersects(list->viewport()->rect()));
-            QVERIFY(row->isVisible());
-        }
-        // Every row is as tall as a row measured on its own.
-        ScheduledTask sample = tasks.at(7);
-        const int height = TaskRowView(sample).sizeHint().height();
+        QCOMPARE(widgetRows(*view), 3); // the timeline, "My Tasks" and "System Jobs"
+        QCOMPARE(sidebarTaskNames(*view).size(), 300);
         for (const ScheduledTask &task : tasks) {
-            QCOMPARE(view->sidebar()->item(SidebarSection::task(task.id))->sizeHint().height(), height);
+            QCOMPARE(view->sidebar()->item(SidebarSection::task(task.id))->sizeHint().height(),
+                     SidebarRows::taskRowHeight());
         }
-        QCOMPARE(made.first()->height(), height);
+        // The rows in sight are drawn: each dot in its task's colour.
+        const auto checkDotsInSight = [&] {
+            const QImage image = list->viewport()->grab().toImage();
+            int drawn = 0;
+            for (const ScheduledTask &task : tasks) {
+                const QRect row = list->visualItemRect(view->sidebar()->item(SidebarSection::task(task.id)));
+                if (!list->viewport()->rect().contains(row)) {
+                    continue;
+                }
+                const QRect dot = SidebarRows::taskGeometry(*view->sidebar()->taskLook(task.id), row).dot;
+                QCOMPARE(image.pixelColor(dot.center()), SidebarRows::dotColor(task.isEnabled));
+                ++drawn;
+            }
+            QVERIFY2(drawn > 3, qPrintable(QString::number(drawn)));
+        };
+        checkDotsInSight();
 
-        // Scrolling brings rows (and their ticks in select mode) into being.
+        // In select mode, rows far down show their ticks when scrolled to.
         view->enterSelectMode();
         view->toggleTick(tasks.at(299).id);
         list->scrollToBottom();
-        QListWidgetItem *last = view->sidebar()->item(SidebarSection::task(tasks.at(299).id));
-        auto *lastRow = qobject_cast<TaskRowView *>(list->itemWidget(last));
-        QVERIFY(lastRow);
-        QCOMPARE(lastRow->task().name, u"Task 299"_s);
-        QCOMPARE(lastRow->tick(), std::optional(true));
-        QVERIFY(lastRow->geometry().intersects(list->viewport()->rect()));
-        QVERIFY(taskRowsMade(*view).size() < 80);
-
-        // Asked for by section, a row out of sight is made too.
-        auto *middle = qobject_cast<TaskRowView *>(view->sidebar()->rowWidget(SidebarSection::task(tasks.at(150).id)));
-        QVERIFY(middle);
-        QCOMPARE(middle->task().name, u"Task 150"_s);
-        QCOMPARE(middle->tick(), std::optional(false));
+        QCOMPARE(view->sidebar()->taskLook(tasks.at(299).id)->tick, std::optional(true));
+        QCOMPARE(view->sidebar()->taskLook(tasks.at(150).id)->tick, std::optional(false));
+        checkDotsInSight();
+        const QRect last = list->visualItemRect(view->sidebar()->item(SidebarSection::task(tasks.at(299).id)));
+        const QRect tick = SidebarRows::taskGeometry(*view->sidebar()->taskLook(tasks.at(299).id), last).tick;
+        QVERIFY(list->viewport()->rect().contains(tick));
+        QVERIFY(pixelsNear(list->viewport()->grab().toImage().copy(tick), ViewStyle::accent()) > 20);
 
         // Clicking a row that came into sight by scrolling ticks it.
         const QUuid near = tasks.at(297).id;
         clickRow(*view, SidebarSection::task(near));
         QVERIFY(view->selectedTaskIDs().contains(near));
-        QCOMPARE(static_cast<TaskRowView *>(view->sidebar()->rowWidget(SidebarSection::task(near)))->tick(),
-                 std::optional(true));
+        QCOMPARE(view->sidebar()->taskLook(near)->tick, std::optional(true));
     }
 
     void systemJobsHeaderClicked_foldsWithoutTouchingTheSelection()

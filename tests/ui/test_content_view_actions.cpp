@@ -64,9 +64,7 @@ private Q_SLOTS:
         open({UiWorld::task(u"a"_s, u"true"_s), UiWorld::task(u"b"_s, u"true"_s)});
         const QUuid a = store->tasks().at(0).id;
         view->enterSelectMode();
-        auto tickOf = [this](const QUuid &id) {
-            return static_cast<TaskRowView *>(view->sidebar()->rowWidget(SidebarSection::task(id)))->tick();
-        };
+        auto tickOf = [this](const QUuid &id) { return view->sidebar()->taskLook(id)->tick; };
         QCOMPARE(tickOf(a), std::optional(false));
         clickRow(*view, SidebarSection::task(a));
         QCOMPARE(view->selectedTaskIDs(), QSet<QUuid>{a});

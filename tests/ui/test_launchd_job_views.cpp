@@ -1,7 +1,7 @@
+#include "SidebarRowPainting.h"
+
 #include "launchd/LaunchdJob.h"
-#include "ui/ElidedLabel.h"
 #include "ui/LaunchdJobDetailView.h"
-#include "ui/LaunchdJobRow.h"
 #include "ui/PathRow.h"
 #include "ui/ViewStyle.h"
 
@@ -59,10 +59,20 @@ private Q_SLOTS:
         const LaunchdJob j = job("<key>Label</key><string>com.example.backup</string>"
                                  "<key>StartInterval</key><integer>300</integer>",
                                  LaunchdJob::Source::globalDaemons);
-        LaunchdJobRow row(j);
-        QCOMPARE(labelText(row, u"job-row-label"_s), u"com.example.backup"_s);
-        QCOMPARE(labelText(row, u"job-row-source"_s), u"Global Daemons"_s);
-        QCOMPARE(labelText(row, u"job-row-schedule"_s), u"Every 5 min"_s);
+        const SidebarRows::JobLook look = SidebarRows::jobLook(j);
+        QCOMPARE(look.title, u"com.example.backup"_s);
+        QCOMPARE(look.source, u"Global Daemons"_s);
+        QCOMPARE(look.summary, u"Every 5 min"_s);
+        QCOMPARE(look.toolTip, u"com.example.backup"_s);
+        // The badge is drawn on its tinted ground, after the label's line.
+        const QRect row(0, 0, 240, SidebarRows::jobRowHeight());
+        const SidebarRows::JobGeometry geometry = SidebarRows::jobGeometry(look, row);
+        QVERIFY(row.contains(geometry.title) && row.contains(geometry.badge) && row.contains(geometry.summary));
+        QVERIFY(geometry.badge.top() > geometry.title.bottom());
+        QVERIFY(geometry.summary.left() > geometry.badge.right());
+        const QImage image = paintedJob(look, row.size());
+        QVERIFY(pixelsNear(image.copy(geometry.badge), onWhite(ViewStyle::quaternaryFill()), 8) > 20);
+        QVERIFY(darkPixels(image.copy(geometry.title)) > 20);
     }
 
     void detail_enabledJobWithEverything()
@@ -126,19 +136,23 @@ private Q_SLOTS:
     void row_longLabel_endsInEllipsis()
     {
         const QString label = u"com.example.a-very-long-label-that-cannot-fit-into-the-sidebar.agent"_s;
-        LaunchdJobRow row(job("<key>Label</key><string>" + label.toUtf8() + "</string>"));
-        row.resize(200, row.sizeHint().height());
-        row.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&row));
-        auto *shown = row.findChild<ElidedLabel *>(u"job-row-label"_s);
-        QVERIFY(shown);
-        QCOMPARE(shown->text(), label);
-        QVERIFY2(shown->shownText().endsWith(u"…"_s), qPrintable(shown->shownText()));
-        QVERIFY(label.startsWith(shown->shownText().chopped(1)));
-        QCOMPARE(row.toolTip(), label);
+        const SidebarRows::JobLook look =
+            SidebarRows::jobLook(job("<key>Label</key><string>" + label.toUtf8() + "</string>"));
+        QCOMPARE(look.title, label);
+        QCOMPARE(look.toolTip, label);
+        const QRect narrow(0, 0, 200, SidebarRows::jobRowHeight());
+        const QRect title = SidebarRows::jobGeometry(look, narrow).title;
+        const QString shown = SidebarRows::elided(label, ViewStyle::bodyFont(), title.width());
+        QVERIFY2(shown.endsWith(u"…"_s), qPrintable(shown));
+        QVERIFY(label.startsWith(shown.chopped(1)));
+        // Nothing is drawn past the row's right margin.
+        const QImage image = paintedJob(look, narrow.size());
+        QCOMPARE(darkPixels(image.copy(narrow.right() - 5, title.top(), 6, title.height())), 0);
+        QVERIFY(darkPixels(image.copy(title)) > 20);
         // A label that fits is shown whole.
-        row.resize(1200, row.height());
-        QTRY_COMPARE(shown->shownText(), label);
+        const QRect wide(0, 0, 1200, SidebarRows::jobRowHeight());
+        QCOMPARE(SidebarRows::elided(label, ViewStyle::bodyFont(), SidebarRows::jobGeometry(look, wide).title.width()),
+                 label);
     }
 
     void detail_rawPlist_indentsWithFourColumnTabs()

@@ -5,7 +5,6 @@
 #include "ui/CronEntryDetailView.h"
 #include "ui/DayTimelineView.h"
 #include "ui/SidebarView.h"
-#include "ui/SystemdJobRow.h"
 #include "ui/TimerDetailView.h"
 
 #include <QLabel>
@@ -62,10 +61,9 @@ TimerUnit timerNamed(const QList<TimerUnit> &timers, const QString &name)
 QStringList sidebarRowLabels(const ContentView &view)
 {
     QStringList labels;
-    QListWidget *list = view.sidebar()->list();
-    for (int i = 0; i < list->count(); ++i) {
-        if (auto *row = qobject_cast<SystemdJobRow *>(list->itemWidget(list->item(i)))) {
-            labels << labelText(*row, u"job-row-label"_s) + u" | "_s + labelText(*row, u"job-row-source"_s);
+    for (int i = 0; i < view.sidebar()->list()->count(); ++i) {
+        if (const SidebarRows::JobLook *look = view.sidebar()->jobLookAt(i)) {
+            labels << look->title + u" | "_s + look->source;
         }
     }
     return labels;

@@ -1,16 +1,19 @@
+#include "SidebarRowPainting.h"
 #include "UiWorld.h"
 #include "ui/ContentView.h"
 #include "ui/DayTimelineView.h"
+#include "ui/SidebarView.h"
 #include "ui/TaskDetailView.h"
 #include "ui/TaskGlance.h"
 #include "ui/TaskGlanceSection.h"
-#include "ui/TaskRowView.h"
 #include "ui/TimelineItemView.h"
 #include "ui/ViewStyle.h"
 
 #include <QFile>
 #include <QLabel>
+#include <QListWidget>
 #include <QLocale>
+#include <QToolTip>
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
@@ -27,19 +30,6 @@ QString runLine(const QDateTime &start, int exitCode)
     const QString format = u"yyyy-MM-ddTHH:mm:ssZ"_s;
     return start.toString(format) + u'\t' + start.addSecs(5).toString(format) + u'\t' + QString::number(exitCode) +
            u'\n';
-}
-
-int pixelsNear(const QImage &image, const QColor &colour)
-{
-    int count = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            const QColor pixel = image.pixelColor(x, y);
-            count += std::abs(pixel.red() - colour.red()) < 24 && std::abs(pixel.green() - colour.green()) < 24 &&
-                     std::abs(pixel.blue() - colour.blue()) < 24;
-        }
-    }
-    return count;
 }
 
 QStringList texts(const QWidget *root, const QString &name)
@@ -115,28 +105,22 @@ private Q_SLOTS:
     {
         const ScheduledTask task = openBusyTask();
         const TaskStatus::Status status = statusOf(task);
-        TaskRowView row(task);
-        row.setGlance(status.lastRun, status.missed.size());
-        row.resize(240, 44);
-        row.show();
-        auto *failed = row.findChild<QLabel *>(u"task-row-failed"_s);
-        auto *missed = row.findChild<QLabel *>(u"task-row-missed"_s);
-        QVERIFY(failed->isVisible());
-        QVERIFY(missed->isVisible());
+        SidebarRows::TaskLook look = SidebarRows::taskLook(task);
+        SidebarRows::setGlance(look, status.lastRun, status.missed.size());
         const QDateTime started = utc(3, 5, 9).toLocalTime();
         const QLocale locale;
-        QCOMPARE(failed->toolTip(), u"Last run failed: "_s + locale.toString(started.date(), QLocale::ShortFormat) +
-                                        u' ' + locale.toString(started.time(), QLocale::ShortFormat) +
-                                        u", exit status 2"_s);
-        QCOMPARE(missed->toolTip(), u"2 runs missed in the last 7 days"_s);
-        // The failed mark sits beside the dot, drawn in red.
-        const QImage image = row.grab().toImage();
-        QVERIFY(pixelsNear(image.copy(failed->geometry()), ViewStyle::red()) > 10);
-        QVERIFY2(pixelsNear(image.copy(missed->geometry()), ViewStyle::orange()) > 6,
-                 qPrintable(QString::number(pixelsNear(image.copy(missed->geometry()), ViewStyle::orange()))));
-        const QWidget *dot = row.findChild<QWidget *>(u"task-row-dot"_s);
-        QVERIFY(failed->geometry().left() > dot->geometry().right());
-        QVERIFY(failed->geometry().right() < row.findChild<QLabel *>(u"task-row-name"_s)->geometry().left());
+        QCOMPARE(look.failedTip, u"Last run failed: "_s + locale.toString(started.date(), QLocale::ShortFormat) + u' ' +
+                                     locale.toString(started.time(), QLocale::ShortFormat) + u", exit status 2"_s);
+        QCOMPARE(look.missedTip, u"2 runs missed in the last 7 days"_s);
+        // The failed mark sits beside the dot, drawn in red; the missed mark after it, in orange.
+        const SidebarRows::TaskGeometry geometry = SidebarRows::taskGeometry(look, QRect(0, 0, 240, 44));
+        const QImage image = paintedTask(look);
+        QVERIFY(pixelsNear(image.copy(geometry.failed), ViewStyle::red()) > 10);
+        QVERIFY2(pixelsNear(image.copy(geometry.missed), ViewStyle::orange()) > 6,
+                 qPrintable(QString::number(pixelsNear(image.copy(geometry.missed), ViewStyle::orange()))));
+        QVERIFY(geometry.failed.left() > geometry.dot.right());
+        QVERIFY(geometry.missed.left() > geometry.failed.right());
+        QVERIFY(geometry.name.left() > geometry.missed.right());
     }
 
     void row_goodLastRunNothingMissed_showsNoMarks()
@@ -147,31 +131,47 @@ private Q_SLOTS:
                             runLine(utc(3, 4, 9), 0) + runLine(utc(3, 5, 9), 0))
                                .toUtf8());
         const TaskStatus::Status status = statusOf(task);
-        TaskRowView row(task);
-        row.setGlance(status.lastRun, status.missed.size());
-        row.show();
-        QVERIFY(!row.findChild<QLabel *>(u"task-row-failed"_s)->isVisible());
-        QVERIFY(!row.findChild<QLabel *>(u"task-row-missed"_s)->isVisible());
+        SidebarRows::TaskLook look = SidebarRows::taskLook(task);
+        SidebarRows::setGlance(look, status.lastRun, status.missed.size());
+        QVERIFY(look.failedTip.isEmpty());
+        QVERIFY(look.missedTip.isEmpty());
+        const SidebarRows::TaskGeometry geometry = SidebarRows::taskGeometry(look, QRect(0, 0, 240, 44));
+        QVERIFY(geometry.failed.isEmpty() && geometry.missed.isEmpty());
+        const QImage image = paintedTask(look);
+        QCOMPARE(pixelsNear(image, ViewStyle::red()), 0);
+        QCOMPARE(pixelsNear(image, ViewStyle::orange()), 0);
     }
 
     void row_oneMissedRun_saysRun()
     {
-        TaskRowView row(UiWorld::task(u"a"_s, u"true"_s));
-        row.setGlance(std::nullopt, 1);
-        row.show();
-        QVERIFY(!row.findChild<QLabel *>(u"task-row-failed"_s)->isVisible());
-        QCOMPARE(row.findChild<QLabel *>(u"task-row-missed"_s)->toolTip(), u"1 run missed in the last 7 days"_s);
+        SidebarRows::TaskLook look = SidebarRows::taskLook(UiWorld::task(u"a"_s, u"true"_s));
+        SidebarRows::setGlance(look, std::nullopt, 1);
+        QVERIFY(look.failedTip.isEmpty());
+        QCOMPARE(look.missedTip, u"1 run missed in the last 7 days"_s);
     }
 
-    void sidebar_taskWhoseLastRunFailed_showsFailedMark()
+    void sidebar_taskWhoseLastRunFailed_showsFailedMarkAndItsTip()
     {
         const ScheduledTask task = openBusyTask();
         ContentView view(*store);
         view.resize(900, 600);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
-        flushDeletes();
-        QVERIFY(visibleChild<QLabel>(&view, u"task-row-failed"_s));
+        const std::optional<SidebarRows::TaskLook> look = view.sidebar()->taskLook(task.id);
+        QVERIFY(look);
+        QVERIFY(look->failedTip.startsWith(u"Last run failed: "_s));
+        // Drawn in the list, and its tip shown over it.
+        QListWidget *list = view.sidebar()->list();
+        const QRect row = list->visualItemRect(view.sidebar()->item(SidebarSection::task(task.id)));
+        const QRect mark = SidebarRows::taskGeometry(*look, row).failed;
+        QVERIFY(pixelsNear(list->viewport()->grab().toImage().copy(mark), ViewStyle::red()) > 10);
+        QHelpEvent help(QEvent::ToolTip, mark.center(), list->viewport()->mapToGlobal(mark.center()));
+        QApplication::sendEvent(list->viewport(), &help);
+        QTRY_COMPARE(QToolTip::text(), look->failedTip);
+        const QPoint name = SidebarRows::taskGeometry(*look, row).name.center();
+        QHelpEvent onName(QEvent::ToolTip, name, list->viewport()->mapToGlobal(name));
+        QApplication::sendEvent(list->viewport(), &onName);
+        QTRY_COMPARE(QToolTip::text(), task.name);
     }
 
     void section_listsNextRunsLastResultAndMissedWithReasons()
