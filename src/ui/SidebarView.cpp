@@ -21,8 +21,12 @@ namespace {
 
 constexpr int kKindRole = Qt::UserRole;
 constexpr int kIdRole = Qt::UserRole + 1;
-constexpr int kIndexRole = Qt::UserRole + 2; // a task's or job's place in the state
 constexpr int kHeaderKind = -1;
+
+qsizetype jobCount(const SidebarView::State &state)
+{
+    return state.jobs.size() + state.systemdJobs.timers.size() + state.systemdJobs.cron.size();
+}
 
 // A task's or job's row. It answers from the sidebar's state when asked rather than storing its
 // data: a thousand rows are made at every rebuild, and only those in sight are ever asked.
@@ -35,6 +39,7 @@ public:
     }
 
     const SidebarSection &section() const { return m_section; }
+    int index() const { return m_index; }
 
     QVariant data(int role) const override
     {
@@ -43,8 +48,6 @@ public:
             return int(m_section.kind);
         case kIdRole:
             return m_section.kind == SidebarSection::Kind::task ? m_section.taskId.toString() : m_section.jobId;
-        case kIndexRole:
-            return m_index;
         case Qt::SizeHintRole:
             return m_size;
         case Qt::DisplayRole:
@@ -58,10 +61,14 @@ public:
 private:
     QString title() const
     {
+        // Asked while a rebuild swaps the state under the old rows, it may be out of range.
         if (m_section.kind == SidebarSection::Kind::task) {
-            return m_state.tasks.at(m_index).name;
+            return m_index < m_state.tasks.size() ? m_state.tasks.at(m_index).name : QString();
         }
         qsizetype at = m_index;
+        if (at >= jobCount(m_state)) {
+            return {};
+        }
         if (at < m_state.jobs.size()) {
             return m_state.jobs.at(at).label;
         }
@@ -392,43 +399,36 @@ QListWidgetItem *SidebarView::item(const SidebarSection &section) const
 
 const SidebarRows::TaskLook *SidebarView::taskLookAt(int row) const
 {
-    const QListWidgetItem *at = m_list->item(row);
-    if (!at || at->data(kKindRole).toInt() != int(SidebarSection::Kind::task)) {
+    const auto *listed = dynamic_cast<const ListedRow *>(m_list->item(row));
+    if (!listed || listed->section().kind != SidebarSection::Kind::task || listed->index() >= m_state.tasks.size()) {
         return nullptr;
     }
-    const QVariant index = at->data(kIndexRole);
-    if (!index.isValid()) {
-        return nullptr;
-    }
-    auto found = m_taskLooks.find(index.toInt());
+    const int index = listed->index();
+    auto found = m_taskLooks.find(index);
     if (found == m_taskLooks.end()) {
-        const ScheduledTask &task = m_state.tasks.at(index.toInt());
+        const ScheduledTask &task = m_state.tasks.at(index);
         SidebarRows::TaskLook look = SidebarRows::taskLook(task);
         if (m_state.glance) {
             const TaskStatus::Status status = m_state.glance(task);
             SidebarRows::setGlance(look, status.lastRun, status.missed.size());
         }
-        found = m_taskLooks.insert(index.toInt(), look);
+        found = m_taskLooks.insert(index, look);
     }
     // Ticks change without a rebuild.
-    const QUuid &id = m_state.tasks.at(index.toInt()).id;
+    const QUuid &id = m_state.tasks.at(index).id;
     found->tick = m_state.selectMode ? std::optional<bool>(m_state.ticked.contains(id)) : std::nullopt;
     return &found.value();
 }
 
 const SidebarRows::JobLook *SidebarView::jobLookAt(int row) const
 {
-    const QListWidgetItem *at = m_list->item(row);
-    if (!at || at->data(kKindRole).toInt() != int(SidebarSection::Kind::systemJob)) {
+    const auto *listed = dynamic_cast<const ListedRow *>(m_list->item(row));
+    if (!listed || listed->section().kind != SidebarSection::Kind::systemJob || listed->index() >= jobCount(m_state)) {
         return nullptr;
     }
-    const QVariant index = at->data(kIndexRole);
-    if (!index.isValid()) {
-        return nullptr;
-    }
-    auto found = m_jobLooks.find(index.toInt());
+    auto found = m_jobLooks.find(listed->index());
     if (found == m_jobLooks.end()) {
-        qsizetype place = index.toInt();
+        qsizetype place = listed->index();
         const SystemdJobs &systemd = m_state.systemdJobs;
         SidebarRows::JobLook look;
         if (place < m_state.jobs.size()) {
@@ -438,7 +438,7 @@ const SidebarRows::JobLook *SidebarView::jobLookAt(int row) const
         } else {
             look = SidebarRows::jobLook(systemd.cron.at(place - systemd.timers.size()));
         }
-        found = m_jobLooks.insert(index.toInt(), look);
+        found = m_jobLooks.insert(listed->index(), look);
     }
     return &found.value();
 }
