@@ -16,6 +16,7 @@ fail() { echo "FAIL: $*" >&2; exit 1; }
 
 expected="./usr/local/bin/moxley
 ./usr/local/bin/moxley-app
+./usr/local/lib/moxley/moxley-update-fetch.so
 ./usr/local/share/applications/com.moxley.Moxley.desktop
 ./usr/local/share/bash-completion/completions/moxley
 ./usr/local/share/fish/vendor_completions.d/moxley.fish
