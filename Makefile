@@ -60,8 +60,9 @@ PREFIX ?= $(shell [ "$$(uname -s)" = Darwin ] && brew --prefix 2>/dev/null || ec
 install: build
 	cmake --install $(BUILD) --prefix $(PREFIX)
 
-# The Debian package (Linux): a build of its own with Debian's hardening flags (without -g: the
-# binaries are stripped), installed under /usr, then CPack's DEB generator. Writes $(PACKAGE_BUILD)/moxley_VERSION-RELEASE_ARCH.deb.
+# The Debian package (Linux): a build of its own with Debian's hardening flags, for the programs and
+# the update module (without -g: the binaries are stripped), installed under /usr, then CPack's DEB
+# generator. Writes $(PACKAGE_BUILD)/moxley_VERSION-RELEASE_ARCH.deb.
 PACKAGE_BUILD ?= build-package
 package:
 	@[ "$$(uname -s)" = Linux ] || { echo "make package: Debian packages are built on Linux"; exit 1; }
@@ -69,7 +70,8 @@ package:
 	cmake -S . -B $(PACKAGE_BUILD) $(GENERATOR) -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr \
 	  -DMOXLEY_BUILD_TESTS=OFF -DMOXLEY_WERROR=OFF -DMOXLEY_DEBIAN_DOCS=ON \
 	  "-DCMAKE_CXX_FLAGS=$$(dpkg-buildflags --get CPPFLAGS) $$(dpkg-buildflags --get CXXFLAGS | sed 's/-g //')" \
-	  "-DCMAKE_EXE_LINKER_FLAGS=$$(DEB_BUILD_MAINT_OPTIONS=hardening=+all dpkg-buildflags --get LDFLAGS)" >/dev/null
+	  "-DCMAKE_EXE_LINKER_FLAGS=$$(DEB_BUILD_MAINT_OPTIONS=hardening=+all dpkg-buildflags --get LDFLAGS)" \
+	  "-DCMAKE_MODULE_LINKER_FLAGS=$$(DEB_BUILD_MAINT_OPTIONS=hardening=+all dpkg-buildflags --get LDFLAGS)" >/dev/null
 	cmake --build $(PACKAGE_BUILD) -j $(JOBS)
 	rm -f $(PACKAGE_BUILD)/moxley_*.deb
 	cd $(PACKAGE_BUILD) && cpack -G DEB

@@ -42,16 +42,22 @@ for file in ./usr/bin/moxley ./usr/bin/moxley-app ./usr/share/man/man1/moxley.1.
   ./usr/share/doc/moxley/changelog.Debian.gz; do
   grep -qx -- "$file" <<<"$contents" || fail "the package lacks $file"
 done
+# The update check's network module, in the package's library folder (multiarch on Debian).
+module=$(grep -E '^\./usr/lib/([^/]+/)?moxley/moxley-update-fetch\.so$' <<<"$contents") \
+  || fail "the package lacks the update module (usr/lib/.../moxley/moxley-update-fetch.so)"
+module=${module#.}
 depends=$(dpkg-deb --field "$deb" Depends)
 # The libraries come from shlibdeps; the two plugin packages from DebianPackage.cmake.
-for library in libqt6core6 libqt6widgets6 libplist qt6-qpa-plugins "qt6-svg-plugins | libqt6svg6"; do
+# libqt6network6 only through the update module, which the app loads when a check is made.
+for library in libqt6core6 libqt6widgets6 libqt6network6 libplist qt6-qpa-plugins "qt6-svg-plugins | libqt6svg6"; do
   grep -qF "$library" <<<"$depends" || fail "Depends lacks $library: $depends"
 done
 [ "$(dpkg-deb --field "$deb" Section)" = utils ] || fail "section is not utils"
 
 step "install"
 "${sudo[@]}" apt-get install -y -qq "$deb"
-trap '"${sudo[@]}" apt-get remove -y -qq moxley >/dev/null 2>&1 || true' EXIT
+source tests/app/feed_server.sh
+trap 'stop_feed_server; "${sudo[@]}" apt-get remove -y -qq moxley >/dev/null 2>&1 || true' EXIT
 [ "$(command -v moxley)" = /usr/bin/moxley ] || fail "moxley is not /usr/bin/moxley"
 version=$(moxley --version)
 step "$version"
@@ -98,11 +104,23 @@ work=$(mktemp -d)
 HOME="$work" XDG_DATA_HOME="$work/data" XDG_RUNTIME_DIR="$work" QT_QPA_PLATFORM=offscreen \
   timeout 60 moxley-app --screenshot "$work/window.png" || fail "moxley-app did not start"
 [ "$(head -c 8 "$work/window.png" | od -An -tx1 | tr -d ' \n')" = 89504e470d0a1a0a ] || fail "moxley-app wrote no PNG"
+
+step "the installed app's update check"
+# QtNetwork is not among what the app links; a check loads it through the installed module.
+if LD_TRACE_LOADED_OBJECTS=1 /usr/bin/moxley-app | grep -E 'libQt6Network|libkrb5|libproxy'; then
+  fail "/usr/bin/moxley-app links the above"
+fi
+start_feed_server "$work"
+answer=$(LD_DEBUG=files LD_DEBUG_OUTPUT="$work/check" moxley-app --check-updates-from "$FEED_URL" 2>&1) \
+  || fail "moxley-app --check-updates-from: $answer"
+stop_feed_server
+[ "$answer" = "Moxley 9.0 is available; this is $(moxley --version | cut -d' ' -f2)." ] || fail "update check: $answer"
+grep -q "file=$module \[0\];  dynamically loaded" "$work"/check.* || fail "the check did not load $module"
 rm -rf "$work"
 
 step "remove"
 trap - EXIT
 "${sudo[@]}" apt-get remove -y -qq moxley
 ! dpkg-query -W -f='${Status}' moxley 2>/dev/null | grep -q 'install ok installed' || fail "moxley is still installed"
-[ ! -e /usr/bin/moxley ] && [ ! -e /usr/share/man/man1/moxley.1.gz ] || fail "files left after removal"
+[ ! -e /usr/bin/moxley ] && [ ! -e /usr/share/man/man1/moxley.1.gz ] && [ ! -e "$module" ] || fail "files left after removal"
 step "ok"

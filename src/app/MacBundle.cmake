@@ -27,6 +27,16 @@ add_custom_command(OUTPUT ${MOXLEY_BUNDLE_CONTENTS}/MacOS/moxley
 add_custom_target(moxley-bundled-tool DEPENDS ${MOXLEY_BUNDLE_CONTENTS}/MacOS/moxley)
 add_dependencies(moxley-app moxley-bundled-tool)
 
+# The update check's network module, where UpdateFetchModule looks first: Contents/PlugIns.
+add_custom_command(OUTPUT ${MOXLEY_BUNDLE_CONTENTS}/PlugIns/${MOXLEY_UPDATE_MODULE_FILE}
+  COMMAND ${CMAKE_COMMAND} -E make_directory ${MOXLEY_BUNDLE_CONTENTS}/PlugIns
+  COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:moxley-update-fetch> ${MOXLEY_BUNDLE_CONTENTS}/PlugIns/
+  DEPENDS moxley-update-fetch $<TARGET_FILE:moxley-update-fetch>
+  COMMENT "Copying the update module into the bundle")
+add_custom_target(moxley-bundled-update-module
+  DEPENDS ${MOXLEY_BUNDLE_CONTENTS}/PlugIns/${MOXLEY_UPDATE_MODULE_FILE})
+add_dependencies(moxley-app moxley-bundled-update-module)
+
 if(SPARKLE_FRAMEWORK)
   # Sparkle ships inside the bundle, found through the executable's run path. ditto keeps the
   # framework's symbolic links (Versions/Current) as links: code signing rejects a second copy.

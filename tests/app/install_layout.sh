@@ -4,11 +4,12 @@
 #   install_layout.sh BUILD_DIR
 set -euo pipefail
 build=$1
+source "$(dirname "$0")/feed_server.sh"
 if [ "$(uname -s)" = Darwin ]; then
   echo "the macOS bundle layout is checked by hand (see README)"; exit 77
 fi
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+trap 'stop_feed_server; rm -rf "$work"' EXIT
 stage="$work/stage"
 DESTDIR="$stage" cmake --install "$build" --prefix /usr/local >/dev/null
 
@@ -16,6 +17,7 @@ fail() { echo "FAIL: $*" >&2; exit 1; }
 
 expected="./usr/local/bin/moxley
 ./usr/local/bin/moxley-app
+./usr/local/lib/moxley/moxley-update-fetch.so
 ./usr/local/share/applications/com.moxley.Moxley.desktop
 ./usr/local/share/bash-completion/completions/moxley
 ./usr/local/share/fish/vendor_completions.d/moxley.fish
@@ -65,4 +67,18 @@ QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} timeout 60 "$bin/moxley-app" --scr
 [ "$(head -c 8 "$work/window.png" | od -An -tx1 | tr -d ' \n')" = 89504e470d0a1a0a ] || fail "no PNG written"
 # Starting changed nothing: the same three tasks, byte for byte.
 [ "$("$bin/moxley" list | wc -l)" -eq 3 ] || fail "tasks changed"
+
+# The installed app finds its update module (lib/moxley beside bin/) and reads a real feed; without
+# the module it says so and fails, without crashing.
+start_feed_server "$work"
+answer=$("$bin/moxley-app" --check-updates-from "$FEED_URL" 2>&1) || fail "update check: $answer"
+[ "$answer" = "Moxley 9.0 is available; this is $version." ] || fail "update check answered: $answer"
+module="$stage/usr/local/lib/moxley/moxley-update-fetch.so"
+mv "$module" "$work/module-away"
+status=0
+answer=$("$bin/moxley-app" --check-updates-from "$FEED_URL" 2>&1) || status=$?
+mv "$work/module-away" "$module"
+[ "$status" -eq 1 ] || fail "update check without the module ended with status $status: $answer"
+[[ $answer == "moxley-app: the update check failed: The update module could not be loaded: "* ]] \
+  || fail "update check without the module answered: $answer"
 echo "install layout and start: ok"

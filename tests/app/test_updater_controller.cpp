@@ -1,8 +1,12 @@
 #include "AppWorld.h"
 #include "FeedServer.h"
 
+#include "platform/UpdateFetchModule.h"
 #include "ui/CheckForUpdatesView.h"
 #include "ui/UpdaterController.h"
+
+#include <QFile>
+#include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
 
@@ -19,12 +23,23 @@ class UpdaterControllerTest : public QObject
     {
         return menuItem(window, QString::fromUtf8("Check for Updates\xE2\x80\xA6"));
     }
-    MainWindow *openWithFeed(const char *path)
+    // The update module is looked for as the app in the build's bin/ looks for it (a test program
+    // lives elsewhere).
+    MainWindow *openWithFeed(const QUrl &feedUrl)
     {
         MoxleyApp::Options options = world->options();
-        options.feedUrl = server.url(path);
+        options.feedUrl = feedUrl;
         world->start(std::move(options));
+        world->app->updaterController().checker()->setModuleFolders(
+            UpdateFetchModule::defaultFolders(QStringLiteral(MOXLEY_BIN_DIR)));
         return world->open();
+    }
+    MainWindow *openWithFeed(const char *path) { return openWithFeed(server.url(path)); }
+    // Whether the update module is mapped into this process (Linux).
+    static bool updateModuleIsLoaded()
+    {
+        QFile maps(QStringLiteral("/proc/self/maps"));
+        return maps.open(QIODevice::ReadOnly) && maps.readAll().contains(UpdateFetchModule::fileName().toUtf8());
     }
     // Checks from the menu and waits for the dialog to be answered.
     void check(MainWindow *window)
@@ -49,6 +64,20 @@ private Q_SLOTS:
         server.requests = 0;
     }
     void cleanup() { world.reset(); }
+
+    // First, before any check of this process has loaded the module.
+    void updateModule_isLoadedByTheFirstCheckOnly()
+    {
+#ifndef Q_OS_LINUX
+        QSKIP("reads /proc/self/maps");
+#endif
+        MainWindow *window = openWithFeed("/equal.xml");
+        QVERIFY(!updateModuleIsLoaded());
+        MessageBox::setNextAnswer(u"OK"_s);
+        check(window);
+        QCOMPARE(alertTitles(), QStringList{u"You're up to date!"_s});
+        QVERIFY(updateModuleIsLoaded());
+    }
 
     void ourOwnUpdater_whereThereIsNoSparkle()
     {
@@ -113,7 +142,7 @@ private Q_SLOTS:
         const MessageBox::Shown shown = MessageBox::history().last();
         QCOMPARE(shown.style, MessageBox::Style::warning);
         const QString prefix = u"An error occurred in retrieving update information. Please try again later.\n\n"_s;
-        QVERIFY2(shown.text.startsWith(prefix) && shown.text.size() > prefix.size(), qPrintable(shown.text));
+        QVERIFY2(shown.text.startsWith(prefix + u"The update feed is not valid XML: "_s), qPrintable(shown.text));
     }
 
     void missingFeed_isAnError()
@@ -122,19 +151,39 @@ private Q_SLOTS:
         MessageBox::setNextAnswer(u"OK"_s);
         check(window);
         QCOMPARE(alertTitles(), QStringList{u"Update Error"_s});
+        // QtNetwork's own words for the 404, from the module.
+        QVERIFY2(MessageBox::history().last().text.contains(u"server replied"_s),
+                 qPrintable(MessageBox::history().last().text));
+        QCOMPARE(server.requests, 1);
     }
 
     void plainHttpFeedElsewhere_isRefused()
     {
-        MoxleyApp::Options options = world->options();
-        options.feedUrl = QUrl(u"http://moxley.example/appcast.xml"_s);
-        world->start(std::move(options));
-        MainWindow *window = world->open();
+        MainWindow *window = openWithFeed(QUrl(u"http://moxley.example/appcast.xml"_s));
         MessageBox::setNextAnswer(u"OK"_s);
         check(window);
         QCOMPARE(alertTitles(), QStringList{u"Update Error"_s});
         QVERIFY(MessageBox::history().last().text.contains(u"https"_s));
         QCOMPARE(server.requests, 0);
+    }
+
+    void missingUpdateModule_isAnError_andTheItemStaysEnabled()
+    {
+        MainWindow *window = openWithFeed("/newer.xml");
+        QTemporaryDir empty;
+        world->app->updaterController().checker()->setModuleFolders({empty.path()});
+        MessageBox::setNextAnswer(u"OK"_s);
+        check(window);
+        QCOMPARE(alertTitles(), QStringList{u"Update Error"_s});
+        const MessageBox::Shown shown = MessageBox::history().last();
+        QCOMPARE(shown.style, MessageBox::Style::warning);
+        QCOMPARE(shown.text, u"An error occurred in retrieving update information. Please try again later.\n\n"
+                             u"The update module could not be loaded: "_s +
+                                 UpdateFetchModule::fileName() + u" is in none of these folders: "_s + empty.path() +
+                                 u"."_s);
+        QCOMPARE(server.requests, 0);
+        QVERIFY(checkItem(window)->isEnabled());
+        QVERIFY(world->app->updaterController().canCheckForUpdates());
     }
 
     void serverThatNeverAnswers_disablesTheItemUntilTheTimeOut()
