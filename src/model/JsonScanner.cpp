@@ -1,12 +1,21 @@
 #include "model/JsonScanner.h"
 
+#include "model/JsonBytes.h"
+
 #include <QByteArray>
+#include <QVarLengthArray>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 namespace {
+
+// Room on the stack for a string's unescaped bytes; the tasks file's commands and names fit.
+using Utf8 = QVarLengthArray<char, 256>;
+
+using namespace JsonBytes;
 
 // Invalid UTF-8 comes out as U+FFFD, which this does not take; and a U+FEFF that begins the
 // text Qt's own reader drops.
@@ -51,7 +60,7 @@ bool hex4(QByteArrayView raw, qsizetype at, char32_t *out)
 }
 
 // By hand: Qt's conversions from UTF-32 take a U+FEFF for a byte-order mark and drop it.
-void appendUtf8(char32_t code, QByteArray *out)
+void appendUtf8(char32_t code, Utf8 *out)
 {
     if (code < 0x80) {
         out->append(char(code));
@@ -65,14 +74,18 @@ void appendUtf8(char32_t code, QByteArray *out)
     }
 }
 
-bool unescape(QByteArrayView raw, QByteArray *out)
+bool unescape(QByteArrayView raw, Utf8 *out)
 {
     out->reserve(raw.size());
     for (qsizetype i = 0; i < raw.size(); ++i) {
-        if (raw.at(i) != '\\') {
-            out->append(raw.at(i));
-            continue;
+        // What runs up to the next escape goes across whole.
+        const auto *const slash = static_cast<const char *>(std::memchr(raw.data() + i, '\\', size_t(raw.size() - i)));
+        const qsizetype escape = slash ? slash - raw.data() : raw.size();
+        out->append(raw.data() + i, escape - i);
+        if (!slash) {
+            break;
         }
+        i = escape;
         if (++i == raw.size()) {
             return false;
         }
@@ -176,80 +189,66 @@ bool JsonScanner::string(QString *out)
         return false;
     }
     const char *const start = ++m_at;
-    bool ascii = true;
-    bool escaped = false;
-    while (m_at < m_end && *m_at != '"') {
-        const auto c = static_cast<unsigned char>(*m_at);
-        if (c < 0x20) {
-            return false;
-        }
-        if (c == '\\') {
-            escaped = true;
-            m_at += m_end - m_at >= 2 ? 2 : 1;
-            continue;
-        }
-        ascii = ascii && c < 0x80;
-        ++m_at;
+    quint64 high = 0;
+    m_at = plainEnd(m_at, m_end, &high);
+    if (m_at == m_end || *m_at != '"') {
+        return escapedString(start, out);
     }
-    if (m_at == m_end) {
+    const QByteArrayView raw(start, m_at - start);
+    ++m_at;
+    if ((high & kHighs) == 0) {
+        *out = QString::fromLatin1(raw);
+        return true;
+    }
+    return fromUtf8(raw, out);
+}
+
+// The rest of a string that string() found not plain: an escape, a control character or the end.
+bool JsonScanner::escapedString(const char *start, QString *out)
+{
+    quint64 high = 0;
+    while (m_at < m_end && *m_at == '\\') {
+        // The escaped byte is skipped unseen: unescape() judges it.
+        m_at += m_end - m_at >= 2 ? 2 : 1;
+        m_at = plainEnd(m_at, m_end, &high);
+    }
+    if (m_at == m_end || *m_at != '"') {
         return false;
     }
     const QByteArrayView raw(start, m_at - start);
     ++m_at;
-    if (ascii && !escaped) {
-        *out = QString::fromLatin1(raw);
-        return true;
-    }
-    QByteArray utf8;
-    if (escaped && !unescape(raw, &utf8)) {
-        return false;
-    }
-    return fromUtf8(escaped ? QByteArrayView(utf8) : raw, out);
+    Utf8 utf8;
+    return unescape(raw, &utf8) && fromUtf8(QByteArrayView(utf8.data(), utf8.size()), out);
 }
 
-void JsonScanner::space()
+void JsonScanner::skipSpace()
 {
-    while (m_at < m_end && (*m_at == ' ' || *m_at == '\n' || *m_at == '\r' || *m_at == '\t')) {
-        ++m_at;
+    // Indentation: a line break, then spaces.
+    const char *at = m_at;
+    for (;;) {
+        while (at < m_end && (*at == '\n' || *at == '\r' || *at == '\t')) {
+            ++at;
+        }
+        if (at == m_end || *at != ' ') {
+            break;
+        }
+        at = spacesEnd(at, m_end);
     }
+    m_at = at;
 }
 
-bool JsonScanner::word(QByteArrayView text)
-{
-    space();
-    if (m_end - m_at < text.size() || QByteArrayView(m_at, text.size()) != text) {
-        return false;
-    }
-    m_at += text.size();
-    return true;
-}
-
-const char *JsonScanner::digits(const char *at) const
-{
-    while (at < m_end && *at >= '0' && *at <= '9') {
-        ++at;
-    }
-    return at;
-}
-
-bool JsonScanner::plainKey(QByteArrayView *out)
+bool JsonScanner::plainString(QByteArrayView *out)
 {
     space();
     if (m_at == m_end || *m_at != '"') {
         return false;
     }
-    const char *const start = ++m_at;
-    while (m_at < m_end && *m_at != '"') {
-        const auto c = static_cast<unsigned char>(*m_at);
-        if (c < 0x20 || c >= 0x80 || c == '\\') {
-            return false;
-        }
-        ++m_at;
-    }
-    if (m_at == m_end) {
+    const char *const start = m_at + 1;
+    const char *const end = asciiEnd(start, m_end);
+    if (end == m_end || *end != '"') {
         return false;
     }
-    *out = QByteArrayView(start, m_at - start);
-    ++m_at;
+    *out = QByteArrayView(start, end - start);
+    m_at = end + 1;
     return true;
 }

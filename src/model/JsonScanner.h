@@ -5,6 +5,8 @@
 #include <QByteArrayView>
 #include <QString>
 
+#include <cstring>
+
 // A strict reader of JSON as this program writes it, value by value, straight from the bytes. Each
 // call returns false for what it does not take (a caller then gives up: nothing here names an
 // error); what it takes it reads as Qt's own JSON reader does.
@@ -82,7 +84,7 @@ public:
     bool peekNull()
     {
         space();
-        return m_end - m_at >= 4 && QByteArrayView(m_at, 4) == "null";
+        return m_end - m_at >= 4 && std::memcmp(m_at, "null", 4) == 0;
     }
 
     // Whole numbers only, as JSON spells them, within the range; fractions and exponents are not
@@ -93,13 +95,44 @@ public:
     // Invalid UTF-8, a lone surrogate, and a U+FEFF that begins the text (which Qt's reader drops)
     // are not taken.
     bool string(QString *out);
+    // A string without escapes, in ASCII, as its bytes; anything else is not taken and leaves the
+    // scanner where it was, for string() to read.
+    bool plainString(QByteArrayView *out);
 
 private:
-    void space();
-    bool word(QByteArrayView text);
-    const char *digits(const char *at) const;
+    void space()
+    {
+        // Inline, and out of line only for more than the one space around a colon: most calls
+        // find none.
+        if (m_at != m_end && *m_at == ' ') {
+            ++m_at;
+        }
+        if (m_at == m_end || static_cast<unsigned char>(*m_at) > ' ') {
+            return;
+        }
+        skipSpace();
+    }
+    void skipSpace();
+    template <qsizetype N> bool word(const char (&text)[N])
+    {
+        space();
+        // The literal's terminating zero is not part of the word.
+        if (m_end - m_at < N - 1 || std::memcmp(m_at, text, N - 1) != 0) {
+            return false;
+        }
+        m_at += N - 1;
+        return true;
+    }
+    const char *digits(const char *at) const
+    {
+        while (at < m_end && *at >= '0' && *at <= '9') {
+            ++at;
+        }
+        return at;
+    }
+    bool escapedString(const char *start, QString *out);
     // A key without escapes, in ASCII.
-    bool plainKey(QByteArrayView *out);
+    bool plainKey(QByteArrayView *out) { return plainString(out); }
 
     const char *m_at;
     const char *const m_end;

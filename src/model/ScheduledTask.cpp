@@ -1,6 +1,8 @@
 #include "model/ScheduledTask.h"
 
+#include <array>
 #include <cmath>
+#include <type_traits>
 
 QDateTime TaskLog::timestampDate() const
 {
@@ -8,22 +10,67 @@ QDateTime TaskLog::timestampDate() const
     return QDateTime::fromMSecsSinceEpoch(qint64(ms), QTimeZone::utc());
 }
 
-std::optional<QUuid> ScheduledTask::parseId(QStringView text)
+namespace {
+
+// Each character's value as a hexadecimal digit; 0xFF for any other.
+constexpr std::array<quint8, 256> kHexDigits = [] {
+    std::array<quint8, 256> digits{};
+    for (int c = 0; c < 256; ++c) {
+        digits[size_t(c)] = quint8(c >= '0' && c <= '9'   ? c - '0'
+                                   : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                                   : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                                          : 0xFF);
+    }
+    return digits;
+}();
+
+template <typename Char> unsigned hexDigit(Char c)
 {
-    if (text.size() != 36) {
+    const auto code = static_cast<std::make_unsigned_t<Char>>(c);
+    return code < kHexDigits.size() ? kHexDigits[code] : 0xFF;
+}
+
+// By hand rather than through QUuid::fromString: the tasks file's reader calls this for every
+// task, and the spelling is checked here already. Fields of 8, 4, 4, 4 and 12 digits, a hyphen
+// after each but the last.
+template <typename Char> std::optional<QUuid> parseCanonicalId(const Char *text, qsizetype size)
+{
+    if (size != 36 || text[8] != '-' || text[13] != '-' || text[18] != '-' || text[23] != '-') {
         return std::nullopt;
     }
-    for (qsizetype i = 0; i < 36; ++i) {
-        const char16_t c = text[i].unicode();
-        if (i == 8 || i == 13 || i == 18 || i == 23) {
-            if (c != u'-') {
-                return std::nullopt;
-            }
-        } else if (!((c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F'))) {
-            return std::nullopt;
+    // What is not a digit is told once, at the end, rather than at each character.
+    unsigned digits = 0;
+    const auto field = [&](qsizetype at, qsizetype count) {
+        quint64 value = 0;
+        for (qsizetype i = at; i < at + count; ++i) {
+            const unsigned digit = hexDigit(text[i]);
+            digits |= digit;
+            value = (value << 4) | (digit & 0xF);
         }
+        return value;
+    };
+    const quint64 first = field(0, 8);
+    const quint64 second = field(9, 4);
+    const quint64 third = field(14, 4);
+    const quint64 fourth = field(19, 4);
+    const quint64 last = field(24, 12);
+    if (digits > 0xF) {
+        return std::nullopt;
     }
-    return QUuid::fromString(text);
+    return QUuid(uint(first), ushort(second), ushort(third), uchar(fourth >> 8), uchar(fourth), uchar(last >> 40),
+                 uchar(last >> 32), uchar(last >> 24), uchar(last >> 16), uchar(last >> 8), uchar(last));
+}
+
+} // namespace
+
+std::optional<QUuid> ScheduledTask::parseId(QStringView text)
+{
+    return parseCanonicalId(text.utf16(), text.size());
+}
+
+std::optional<QUuid> ScheduledTask::parseId(QLatin1StringView text)
+{
+    return parseCanonicalId(text.data(), text.size());
 }
 
 QString ScheduledTask::fullId(const QUuid &id)

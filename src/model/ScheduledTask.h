@@ -63,6 +63,7 @@ struct ScheduledTask {
     // An id as files, names and the tasks file spell it: only the canonical 36 hexadecimal digits
     // and hyphens, either case, no braces; nothing for any other spelling.
     static std::optional<QUuid> parseId(QStringView text);
+    static std::optional<QUuid> parseId(QLatin1StringView text);
 
     friend bool operator==(const ScheduledTask &, const ScheduledTask &) = default;
 };

@@ -4,12 +4,30 @@
 #include "model/TaskJson.h"
 #include "model/TaskMigration.h"
 
+#include <QVarLengthArray>
+
 #include <array>
+#include <cstring>
 #include <limits>
 
 namespace {
 
 using Key = QByteArrayView;
+
+// Inline: QByteArrayView's operator== measures the literal and compares in a call into Qt, for
+// each key tried.
+template <qsizetype N> bool is(Key key, const char (&name)[N])
+{
+    return key.size() == N - 1 && std::memcmp(key.data(), name, N - 1) == 0;
+}
+
+// Lists of a schedule gathered on the stack, then made at their size in one allocation.
+template <typename T> using Gathered = QVarLengthArray<T, 8>;
+
+template <typename T> QList<T> listOf(const Gathered<T> &gathered)
+{
+    return QList<T>(gathered.begin(), gathered.end());
+}
 
 // Each key once: a repeated key is the full reader's to settle.
 class Seen
@@ -27,16 +45,16 @@ private:
     unsigned m_bits = 0;
 };
 
-bool times(JsonScanner &in, QList<TimeOfDay> *out)
+bool times(JsonScanner &in, Gathered<TimeOfDay> *out)
 {
     return in.array([&] {
         TimeOfDay time;
         Seen seen;
         const bool read = in.object([&](Key key) {
-            if (key == "hour") {
+            if (is(key, "hour")) {
                 return seen.first(0) && in.integer(TaskJson::kHour, &time.hour);
             }
-            if (key == "minute") {
+            if (is(key, "minute")) {
                 return seen.first(1) && in.integer(TaskJson::kMinute, &time.minute);
             }
             return false;
@@ -52,27 +70,27 @@ bool payload(JsonScanner &in, TaskSchedule::Kind kind, TaskSchedule *out)
     using K = TaskSchedule::Kind;
     int number = 0;
     int weekday = 0;
-    QList<int> weekdays;
-    QList<TimeOfDay> timesRead;
+    Gathered<int> weekdays;
+    Gathered<TimeOfDay> timesRead;
     Seen seen;
     const bool read = in.object([&](Key key) {
         const bool hasTimes = kind != K::interval && kind != K::runAtLoad;
-        if (key == "times" && hasTimes) {
+        if (is(key, "times") && hasTimes) {
             return seen.first(0) && times(in, &timesRead);
         }
-        if (key == "minutes" && kind == K::interval) {
+        if (is(key, "minutes") && kind == K::interval) {
             return seen.first(1) && in.integer(TaskJson::kIntervalMinutes, &number);
         }
-        if (key == "day" && kind == K::monthly) {
+        if (is(key, "day") && kind == K::monthly) {
             return seen.first(1) && in.integer(TaskJson::kDayOfMonth, &number);
         }
-        if (key == "nth" && kind == K::monthlyNthWeekday) {
+        if (is(key, "nth") && kind == K::monthlyNthWeekday) {
             return seen.first(1) && in.integer(TaskJson::kNthWeek, &number);
         }
-        if (key == "weekday" && kind == K::monthlyNthWeekday) {
+        if (is(key, "weekday") && kind == K::monthlyNthWeekday) {
             return seen.first(2) && in.integer(TaskJson::kWeekday, &weekday);
         }
-        if (key == "weekdays" && kind == K::weekly) {
+        if (is(key, "weekdays") && kind == K::weekly) {
             return seen.first(2) && in.array([&] {
                 int day = 0;
                 if (!in.integer(TaskJson::kWeekday, &day)) {
@@ -92,19 +110,19 @@ bool payload(JsonScanner &in, TaskSchedule::Kind kind, TaskSchedule *out)
         *out = TaskSchedule::interval(number);
         return seen.all(0b010);
     case K::daily:
-        *out = TaskSchedule::daily(std::move(timesRead));
+        *out = TaskSchedule::daily(listOf(timesRead));
         return seen.all(0b001);
     case K::weekly:
-        *out = TaskSchedule::weekly(std::move(weekdays), std::move(timesRead));
+        *out = TaskSchedule::weekly(listOf(weekdays), listOf(timesRead));
         return seen.all(0b101);
     case K::monthly:
-        *out = TaskSchedule::monthly(number, std::move(timesRead));
+        *out = TaskSchedule::monthly(number, listOf(timesRead));
         return seen.all(0b011);
     case K::monthlyLastDay:
-        *out = TaskSchedule::monthlyLastDay(std::move(timesRead));
+        *out = TaskSchedule::monthlyLastDay(listOf(timesRead));
         return seen.all(0b001);
     case K::monthlyNthWeekday:
-        *out = TaskSchedule::monthlyNthWeekday(number, weekday, std::move(timesRead));
+        *out = TaskSchedule::monthlyNthWeekday(number, weekday, listOf(timesRead));
         return seen.all(0b111);
     case K::runAtLoad:
         *out = TaskSchedule::runAtLoad();
@@ -124,7 +142,7 @@ std::optional<TaskSchedule::Kind> kindNamed(Key key)
         return result;
     }();
     for (size_t kind = 0; kind < names.size(); ++kind) {
-        if (key == names[kind]) {
+        if (key.size() == names[kind].size() && std::memcmp(key.data(), names[kind].data(), size_t(key.size())) == 0) {
             return TaskSchedule::Kind(kind);
         }
     }
@@ -157,11 +175,17 @@ bool optionalString(JsonScanner &in, std::optional<QString> *out)
 
 bool id(JsonScanner &in, QUuid *out)
 {
+    // Read from the bytes as they are, with no string made, unless escaped or not ASCII.
+    std::optional<QUuid> parsed;
+    QByteArrayView plain;
     QString text;
-    if (!in.string(&text)) {
+    if (in.plainString(&plain)) {
+        parsed = ScheduledTask::parseId(QLatin1StringView(plain.data(), plain.size()));
+    } else if (in.string(&text)) {
+        parsed = ScheduledTask::parseId(text);
+    } else {
         return false;
     }
-    const auto parsed = ScheduledTask::parseId(text);
     *out = parsed.value_or(QUuid());
     return parsed.has_value();
 }
@@ -171,16 +195,16 @@ bool pastRun(JsonScanner &in, TaskLog *out)
     static constexpr TaskJson::Range anyInt{std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
     Seen seen;
     return in.object([&](Key key) {
-        if (key == "id") {
+        if (is(key, "id")) {
             return seen.first(0) && id(in, &out->id);
         }
-        if (key == "timestamp") {
+        if (is(key, "timestamp")) {
             return seen.first(1) && in.number(&out->timestamp);
         }
-        if (key == "exitCode") {
+        if (is(key, "exitCode")) {
             return seen.first(2) && in.integer(anyInt, &out->exitCode);
         }
-        if (key == "output") {
+        if (is(key, "output")) {
             return seen.first(3) && in.string(&out->output);
         }
         return false;
@@ -193,38 +217,35 @@ bool task(JsonScanner &in, ScheduledTask *out)
     Seen seen;
     out->wakeBeforeRun = false; // files written before the option existed have none
     const bool read = in.object([&](Key key) {
-        if (key == "id") {
+        if (is(key, "id")) {
             return seen.first(idKey) && id(in, &out->id);
         }
-        if (key == "name") {
+        if (is(key, "name")) {
             return seen.first(name) && in.string(&out->name);
         }
-        if (key == "command") {
+        if (is(key, "command")) {
             return seen.first(command) && in.string(&out->command);
         }
-        if (key == "useLoginShell") {
+        if (is(key, "useLoginShell")) {
             return seen.first(loginShell) && in.boolean(&out->useLoginShell);
         }
-        if (key == "isEnabled") {
+        if (is(key, "isEnabled")) {
             return seen.first(enabled) && in.boolean(&out->isEnabled);
         }
-        if (key == "wakeBeforeRun") {
+        if (is(key, "wakeBeforeRun")) {
             return seen.first(wake) && (in.null() || in.boolean(&out->wakeBeforeRun));
         }
-        if (key == "schedule") {
+        if (is(key, "schedule")) {
             return seen.first(schedule_) && schedule(in, &out->schedule);
         }
-        if (key == "workingDirectory") {
+        if (is(key, "workingDirectory")) {
             return seen.first(directory) && optionalString(in, &out->workingDirectory);
         }
-        if (key == "envFilePath") {
+        if (is(key, "envFilePath")) {
             return seen.first(envFile) && optionalString(in, &out->envFilePath);
         }
-        if (key == "logs") {
-            return seen.first(logs) && in.array([&] {
-                out->logs.append(TaskLog());
-                return pastRun(in, &out->logs.last());
-            });
+        if (is(key, "logs")) {
+            return seen.first(logs) && in.array([&] { return pastRun(in, &out->logs.emplaceBack()); });
         }
         return false;
     });
@@ -241,16 +262,13 @@ std::optional<QList<ScheduledTask>> TaskFileFastRead::read(QByteArrayView bytes)
     QList<ScheduledTask> tasks;
     Seen seen;
     const bool read = in.object([&](Key key) {
-        if (key == "version") {
+        if (is(key, "version")) {
             int version = 0;
             return seen.first(0) &&
                    in.integer({TaskMigration::kCurrentVersion, TaskMigration::kCurrentVersion}, &version);
         }
-        if (key == "tasks") {
-            return seen.first(1) && in.array([&] {
-                tasks.append(ScheduledTask());
-                return task(in, &tasks.last());
-            });
+        if (is(key, "tasks")) {
+            return seen.first(1) && in.array([&] { return task(in, &tasks.emplaceBack()); });
         }
         return false;
     });

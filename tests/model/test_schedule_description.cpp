@@ -111,6 +111,58 @@ private Q_SLOTS:
         }
     }
 
+    // The UTF-16 and the Latin-1 overloads against the rule itself and against QUuid's own reading:
+    // every character of Latin-1, and a few beyond it, in every place of a valid id.
+    void parseId_eachCharacterInEachPlace()
+    {
+        const QByteArray valid = "0a1B2c3D-4e5F-6071-8293-A4b5C6d7E8f9";
+        const QList<char16_t> beyond{u'\u0130', u'\u0660',        u'\uFF10', u'\uFF21',
+                                     u'\u2010', char16_t(0xD83D), u'\uFFFD'};
+        for (qsizetype at = 0; at < valid.size(); ++at) {
+            const bool hyphenPlace = at == 8 || at == 13 || at == 18 || at == 23;
+            for (int c = 0; c < 256; ++c) {
+                QByteArray latin1 = valid;
+                latin1[at] = char(c);
+                const bool hex = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+                const bool takes = hyphenPlace ? c == '-' : hex;
+                const QString text = QString::fromLatin1(latin1);
+                const auto fromLatin1 = ScheduledTask::parseId(QLatin1StringView(latin1));
+                const auto fromUtf16 = ScheduledTask::parseId(QStringView(text));
+                const QByteArray where = QByteArray::number(at) + ' ' + QByteArray::number(c);
+                QVERIFY2(fromLatin1.has_value() == takes, where.constData());
+                QCOMPARE(fromUtf16, fromLatin1);
+                if (takes) {
+                    QCOMPARE(*fromLatin1, QUuid::fromString(text));
+                }
+            }
+            for (char16_t c : beyond) {
+                QString text = QString::fromLatin1(valid);
+                text[at] = QChar(c);
+                QVERIFY2(!ScheduledTask::parseId(QStringView(text)), qPrintable(text));
+            }
+        }
+    }
+
+    void parseId_randomIdsInEitherCase()
+    {
+        for (int round = 0; round < 2000; ++round) {
+            const QUuid id = QUuid::createUuid();
+            const QString lower = id.toString(QUuid::WithoutBraces);
+            QString mixed = lower;
+            for (qsizetype i = 0; i < mixed.size(); i += 2) {
+                mixed[i] = mixed[i].toUpper();
+            }
+            for (const QString &text : {lower, lower.toUpper(), mixed}) {
+                QCOMPARE(ScheduledTask::parseId(QStringView(text)), std::optional(id));
+                QCOMPARE(ScheduledTask::parseId(QLatin1StringView(text.toLatin1())), std::optional(id));
+            }
+        }
+        for (const char *wrong : {"", "0a1b2c3d", "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9a",
+                                  "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f", "{0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9}"}) {
+            QVERIFY2(!ScheduledTask::parseId(QLatin1StringView(wrong)), wrong);
+        }
+    }
+
     void kindNames()
     {
         QCOMPARE(TaskSchedule::interval(1).kindName(), u"interval"_s);
