@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -54,12 +53,23 @@ std::optional<std::array<char, 20>> zuluText(qint64 seconds)
         return std::nullopt;
     }
     const qint64 second = seconds - days * 86400;
-    std::array<char, 21> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02dZ", int(date.year), date.month, date.day,
-                  int(second / 3600), int(second / 60 % 60), int(second % 60));
-    std::array<char, 20> result{};
-    std::memcpy(result.data(), text.data(), result.size());
-    return result;
+    std::array<char, 20> text{};
+    const auto digits = [&text](int at, qint64 value, int width) {
+        for (int i = width - 1; i >= 0; --i, value /= 10) {
+            text[at + i] = char('0' + value % 10);
+        }
+    };
+    digits(0, date.year, 4);
+    digits(5, date.month, 2);
+    digits(8, date.day, 2);
+    digits(11, second / 3600, 2);
+    digits(14, second / 60 % 60, 2);
+    digits(17, second % 60, 2);
+    text[4] = text[7] = '-';
+    text[10] = 'T';
+    text[13] = text[16] = ':';
+    text[19] = 'Z';
+    return text;
 }
 
 bool wholeFileIsUtf8(const BlockFile &file)

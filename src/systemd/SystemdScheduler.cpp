@@ -243,8 +243,9 @@ std::optional<QString> SystemdScheduler::uninstall(const ScheduledTask &task)
         QFile::remove(timer);
         QFile::remove(service);
         removeUnusedAlertTemplate();
-        if (auto failure = systemctl({u"daemon-reload"_s}).error; failure && !result) {
-            result = failure;
+        std::optional<QString> reloaded = systemctl({u"daemon-reload"_s}).error;
+        if (!result) {
+            result = std::move(reloaded);
         }
         // A unit that failed would otherwise stay listed, file or no file.
         (void)systemctl({u"reset-failed"_s, SystemdUnits::timerName(task.id), SystemdUnits::serviceName(task.id)});
