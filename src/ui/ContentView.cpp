@@ -325,8 +325,9 @@ void ContentView::rebuildSidebar()
     state.selectMode = m_selectMode;
     state.ticked = m_ticked;
     state.showSystemJobs = m_showSystemJobs;
-    state.glance = [&store = m_store](const ScheduledTask &task) {
-        return TaskGlance::status(store, task, QDateTime::currentDateTimeUtc(), QTimeZone::systemTimeZone());
+    // The zone once per rebuild: asking for it reads the system's zone files each time.
+    state.glance = [&store = m_store, zone = QTimeZone::systemTimeZone()](const ScheduledTask &task) {
+        return TaskGlance::status(store, task, QDateTime::currentDateTimeUtc(), zone);
     };
     m_sidebar->setState(state);
 }
