@@ -7,22 +7,29 @@
 #include <QImage>
 #include <QPainter>
 
-inline QImage paintedTask(const SidebarRows::TaskLook &look, const QSize &size = QSize(240, 44))
+// `paint` draws one row into the whole of a white image of `size`.
+template <typename Paint> QImage painted(const QSize &size, Paint paint)
 {
     QImage image(size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::white);
     QPainter painter(&image);
-    SidebarRows::paintTask(painter, look, QRect(QPoint(), size), {Qt::black, Qt::darkGray});
+    paint(painter, QRect(QPoint(), size), SidebarRows::Colors{Qt::black, Qt::darkGray});
+    painter.end();
     return image;
+}
+
+inline QImage paintedTask(const SidebarRows::TaskLook &look, const QSize &size = QSize(240, 44))
+{
+    return painted(size, [&look](QPainter &painter, const QRect &row, const SidebarRows::Colors &colors) {
+        SidebarRows::paintTask(painter, look, row, colors);
+    });
 }
 
 inline QImage paintedJob(const SidebarRows::JobLook &look, const QSize &size = QSize(240, 44))
 {
-    QImage image(size, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::white);
-    QPainter painter(&image);
-    SidebarRows::paintJob(painter, look, QRect(QPoint(), size), {Qt::black, Qt::darkGray});
-    return image;
+    return painted(size, [&look](QPainter &painter, const QRect &row, const SidebarRows::Colors &colors) {
+        SidebarRows::paintJob(painter, look, row, colors);
+    });
 }
 
 // A colour, maybe translucent, as drawn on the white ground of the images above.
