@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -105,9 +106,16 @@ TasksFileLock TasksFileLock::take(Kind kind, const QString &tasksFile, std::chro
     }
     if (kind != Kind::change) {
         const QByteArray line = holderLine();
-        // Only for the message of a writer that waits: a failure here changes nothing.
-        if (::ftruncate(fd, 0) == 0) {
-            (void)!::pwrite(fd, line.constData(), size_t(line.size()), 0);
+        // Only for the message of a writer that waits: a failure here changes nothing. Written over
+        // the last holder's line, then cut to length: emptying the file first would free its block
+        // and take a new one each time, and on a disk mounted with discard the truncation waits for
+        // the device (half a millisecond at each start, seen here).
+        if (::pwrite(fd, line.constData(), size_t(line.size()), 0) == line.size()) {
+            struct stat status {
+            };
+            if (::fstat(fd, &status) == 0 && status.st_size > line.size()) {
+                (void)!::ftruncate(fd, line.size());
+            }
         }
     }
     return TasksFileLock(fd);

@@ -140,8 +140,10 @@ void TaskStore::load()
 {
     // Taken before the read: when no change is in flight, a job whose task is not in the list
     // read below has no writer about to save it, so the sweep cannot take a job being installed.
-    // When some writer is mid-change, the sweep waits for the next load.
-    const TasksFileLock sweep = TasksFileLock::take(TasksFileLock::Kind::sweep, m_options.tasksFile);
+    // When some writer is mid-change, the sweep waits for the next load. A load whose jobs are
+    // deferred sweeps later under a lock of its own, and takes none now: a start writes nothing.
+    const TasksFileLock sweep =
+        m_deferJobs ? TasksFileLock() : TasksFileLock::take(TasksFileLock::Kind::sweep, m_options.tasksFile);
     bool failed = false;
     QFile file(m_options.tasksFile);
     m_fileContents.clear();

@@ -1,6 +1,7 @@
 #include "AppWorld.h"
 
 #include "app/StartUpJobs.h"
+#include "platform/TasksFileLock.h"
 
 #include <QProgressBar>
 
@@ -92,6 +93,9 @@ private Q_SLOTS:
         QCOMPARE(scriptsWritten(), 0);
         QVERIFY(QFileInfo::exists(strayJob()));
         QVERIFY(world->launchctl.calls().isEmpty());
+        // Nor was the lock file of the sweep written: a start writes nothing before its first paint.
+        const QString sweepLock = TasksFileLock::lockFilePath(TasksFileLock::Kind::sweep, world->sandbox.tasksFile());
+        QVERIFY(!QFileInfo::exists(sweepLock));
 
         PaintProbe probe([this] { return scriptsWritten(); });
         MainWindow *window = world->open();
@@ -103,6 +107,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(jobs->isFinished(), 60000);
         QCOMPARE(scriptsWritten(), kTasks);
         QVERIFY(!QFileInfo::exists(strayJob()));
+        // The sweep after the paint took its lock.
+        QVERIFY(QFileInfo::exists(sweepLock));
         // The bar showed the work as it went, out of all the tasks, and is gone at the end.
         QVERIFY(!probe.barsPainted.isEmpty());
         bool partway = false;

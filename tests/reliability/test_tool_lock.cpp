@@ -47,6 +47,28 @@ private Q_SLOTS:
         QCOMPARE(launchctl.calls(), QList<QStringList>());
     }
 
+    // A writer that waits names the holder from the lock file's first line: each new holder's line
+    // replaces the last one whole, longer or shorter, and the lock file never holds more.
+    void holderLine_replacesTheLastOneWhole()
+    {
+        Sandbox sandbox;
+        QDir().mkpath(sandbox.dataDir());
+        const QString path = TasksFileLock::lockFilePath(TasksFileLock::Kind::write, sandbox.tasksFile());
+        const QByteArray mine = QByteArray::number(qint64(::getpid())) + ' ' +
+                                QFileInfo(QCoreApplication::applicationFilePath()).fileName().toUtf8() + '\n';
+        const QList<QByteArray> before = {"4194303 a-program-whose-name-is-much-longer-than-this-one\n", "1 x\n",
+                                          QByteArray(), mine};
+        for (const QByteArray &last : before) {
+            Sandbox::writeFile(path, last, 0600);
+            {
+                const TasksFileLock lock = TasksFileLock::take(TasksFileLock::Kind::write, sandbox.tasksFile());
+                QVERIFY(lock.held());
+                QCOMPARE(Sandbox::readFile(path), mine);
+            }
+            QCOMPARE(Sandbox::readFile(path), mine);
+        }
+    }
+
     void lockFreedInTime_toolGoesOn()
     {
         Sandbox sandbox;
