@@ -45,6 +45,26 @@ QPixmap tinted(QSvgRenderer &renderer, const QSize &size, const QColor &tint)
     return pixmap;
 }
 
+// A symbol's drawing, read when it is first drawn: most icons made at start-up (hidden tool bar
+// buttons, the overflow arrows, a field's clear button) are not drawn then. Shared by an icon's copies.
+class Drawing
+{
+public:
+    explicit Drawing(QString path) : m_path(std::move(path)) {}
+
+    QSvgRenderer &renderer()
+    {
+        if (!m_renderer) {
+            m_renderer = std::make_unique<QSvgRenderer>(m_path);
+        }
+        return *m_renderer;
+    }
+
+private:
+    QString m_path;
+    std::unique_ptr<QSvgRenderer> m_renderer;
+};
+
 // Draws a symbol at the size it is asked for, when it is asked for: drawing every symbol at
 // every size up front was a tenth of the app's start-up. Without a tint, in the drawing's own
 // colours (the app icon): Qt's own SVG icon plug-in would do that too, but loading it (and the image
@@ -52,8 +72,8 @@ QPixmap tinted(QSvgRenderer &renderer, const QSize &size, const QColor &tint)
 class TintedSymbolEngine final : public QIconEngine
 {
 public:
-    TintedSymbolEngine(std::shared_ptr<QSvgRenderer> renderer, const QColor &tint)
-        : m_renderer(std::move(renderer)), m_tint(tint)
+    TintedSymbolEngine(std::shared_ptr<Drawing> drawing, const QColor &tint)
+        : m_drawing(std::move(drawing)), m_tint(tint)
     {
     }
 
@@ -71,7 +91,7 @@ public:
         if (const auto it = m_pixmaps.constFind(key); it != m_pixmaps.constEnd()) {
             return it.value();
         }
-        QPixmap pixmap = tinted(*m_renderer, size, m_tint);
+        QPixmap pixmap = tinted(m_drawing->renderer(), size, m_tint);
         if (mode == QIcon::Disabled && qobject_cast<QApplication *>(QCoreApplication::instance())) {
             QStyleOption option;
             option.palette = QApplication::palette();
@@ -90,7 +110,7 @@ public:
     }
 
 private:
-    std::shared_ptr<QSvgRenderer> m_renderer;
+    std::shared_ptr<Drawing> m_drawing;
     QColor m_tint;
     QHash<quint64, QPixmap> m_pixmaps;
 };
@@ -110,12 +130,12 @@ QIcon Icons::symbol(const QString &name, const QColor &tint)
     if (const auto it = cache.constFind(key); it != cache.constEnd()) {
         return it.value();
     }
-    auto renderer = std::make_shared<QSvgRenderer>(resourcePath(name));
-    if (!renderer->isValid()) {
+    const QString path = resourcePath(name);
+    if (!QFile::exists(path)) {
         qWarning("Icons: no symbol named %s", qUtf8Printable(name));
         return {};
     }
-    const QIcon icon(new TintedSymbolEngine(std::move(renderer), color));
+    const QIcon icon(new TintedSymbolEngine(std::make_shared<Drawing>(path), color));
     cache.insert(key, icon);
     return icon;
 }
@@ -123,8 +143,7 @@ QIcon Icons::symbol(const QString &name, const QColor &tint)
 QIcon Icons::appIcon()
 {
     initIconResources();
-    return QIcon(
-        new TintedSymbolEngine(std::make_shared<QSvgRenderer>(resourcePath(QStringLiteral("moxley"))), QColor()));
+    return QIcon(new TintedSymbolEngine(std::make_shared<Drawing>(resourcePath(QStringLiteral("moxley"))), QColor()));
 }
 
 QStringList Icons::names()
