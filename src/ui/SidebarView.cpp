@@ -296,7 +296,8 @@ void SidebarView::setState(const State &state)
         addRow(tasksHeader(), Qt::ItemIsEnabled, std::nullopt);
         const Qt::ItemFlags taskFlags =
             state.selectMode ? Qt::ItemIsEnabled : (Qt::ItemIsEnabled | Qt::ItemIsSelectable);
-        const QSize taskSize(0, SidebarRows::taskRowHeight());
+        // Measuring a row loads its fonts: not for an empty list.
+        const QSize taskSize(0, state.tasks.isEmpty() ? 0 : SidebarRows::taskRowHeight());
         for (int i = 0; i < state.tasks.size(); ++i) {
             addListedRow(taskSize, taskFlags, SidebarSection::task(state.tasks.at(i).id), i);
         }
