@@ -5,10 +5,11 @@ Shapes are black; the app tints them at run time (Icons::symbol), so one shape s
 grey toolbar icon and the green or red status mark. Filled symbols cut their inner mark out
 with the even-odd rule, so tinting keeps the mark visible.
 """
+import argparse
 import math
 import os
 
-OUT = os.path.join(os.path.dirname(__file__), "..", "resources", "icons")
+RESOURCES = os.path.join(os.path.dirname(__file__), "..", "resources")
 STROKE = 'fill="none" stroke="#000" stroke-width="1.8" stroke-linecap="round" stroke-linejoin="round"'
 
 
@@ -128,6 +129,17 @@ ICONS = {
                                                                              (19.4, 17), (18, 17.8), (18, 18.6)], 0.7)
                                                            + circle_path(18, 20.6, 0.75)),
     "gearshape.2": gear(9, 9.5, 7, 9) + gear(17.8, 17.6, 4.6, 7),
+    "clock.badge.exclamationmark": '<path d="M16.2 4.2A9 9 0 1 0 20.5 13.2" fill="none" stroke="#000" stroke-width="2.6"'
+    ' stroke-linecap="round"/>'
+    '<path d="M12 7v5l3.5 2.2" fill="none" stroke="#000" stroke-width="2.6" stroke-linecap="round"'
+    ' stroke-linejoin="round"/>'
+    '<path d="M19.5 2.5v5.5" fill="none" stroke="#000" stroke-width="3" stroke-linecap="round"/>'
+    f'<path d="{circle_path(19.5, 10.6, 1.2)}" fill="#000"/>',
+    "tablecells.badge.clock": stroke("M3.5 4.5h16v6M3.5 4.5v14h7.5M3.5 9h16M3.5 13.5h7.5M9 4.5v14")
+    + stroke("M13 17.5a4.5 4.5 0 1 0 9 0a4.5 4.5 0 1 0 -9 0Z") + stroke("M17.5 15v2.5l1.8 1.3"),
+    "timer": stroke("M5 13.5a7 7 0 1 0 14 0a7 7 0 1 0 -14 0Z") + stroke("M10 3h4M12 3v3.5M12 13.5l3-3M18 6.5l1.3-1.3"),
+    "xmark.octagon.fill": fill("M8.10 2.50h7.80l5.60 5.60v7.80l-5.60 5.60h-7.80l-5.60-5.60v-7.80Z"
+                               + cross(12, 12, 5, 1.1, math.pi / 4)),
     # The toolbar's and menu bar's "more" buttons, for when they run out of room.
     "chevron.right.2": stroke("M6 7l5 5-5 5M13 7l5 5-5 5"),
     "chevron.down.2": stroke("M7 6l5 5 5-5M7 13l5 5 5-5"),
@@ -144,17 +156,20 @@ APP_ICON = svg(
 
 
 def main():
-    os.makedirs(OUT, exist_ok=True)
+    parser = argparse.ArgumentParser(description="Draws the symbols into FOLDER/icons and FOLDER/icons.qrc.")
+    parser.add_argument("--out", metavar="FOLDER", default=RESOURCES, help="resources/ unless given")
+    out = os.path.join(parser.parse_args().out, "icons")
+    os.makedirs(out, exist_ok=True)
     for name, body in ICONS.items():
-        with open(os.path.join(OUT, name + ".svg"), "w") as f:
+        with open(os.path.join(out, name + ".svg"), "w") as f:
             f.write(svg(body))
-    with open(os.path.join(OUT, "moxley.svg"), "w") as f:
+    with open(os.path.join(out, "moxley.svg"), "w") as f:
         f.write(APP_ICON)
     names = sorted(list(ICONS) + ["moxley"])
     qrc = ['<!DOCTYPE RCC>', '<RCC version="1.0">', '<qresource prefix="/icons">']
     qrc += [f'  <file alias="{n}.svg">icons/{n}.svg</file>' for n in names]
     qrc += ['</qresource>', '</RCC>', '']
-    with open(os.path.join(OUT, "..", "icons.qrc"), "w") as f:
+    with open(os.path.join(out, "..", "icons.qrc"), "w") as f:
         f.write("\n".join(qrc))
 
 
