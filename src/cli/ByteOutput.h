@@ -53,6 +53,11 @@ public:
             flush();
         }
     }
+    // Writes bytes [offset, offset + length) of the open file `fd` straight to standard output, where
+    // the system can copy them without the tool reading them in (Linux, when the output is a file
+    // descriptor that takes them). Returns how many it wrote; the caller writes the rest.
+    qint64 copyFromFile(int fd, qint64 offset, qint64 length);
+
     void flush()
     {
         if (!m_buffer.isEmpty()) {

@@ -43,10 +43,12 @@ public:
         const LaunchdService files;
         const QString path =
             parser.isSet(QStringLiteral("stderr")) ? files.stderrLogPath(task) : files.stdoutLogPath(task);
-        // Copied as read: a tail of millions of lines is never held.
+        // Copied as read: a tail of millions of lines is never held, and where the system can copy
+        // it from the log to the output by itself, it is not read in either.
         ByteOutput out(context.out);
         const qint64 written = RunHistory::streamLogTail(
-            path, count.value_or(0), [&out](const char *data, qint64 size) { out.write(data, size); });
+            path, count.value_or(0), [&out](const char *data, qint64 size) { out.write(data, size); },
+            [&out](int fd, qint64 offset, qint64 length) { return out.copyFromFile(fd, offset, length); });
         if (written > 0) {
             out.write("\n", 1);
         }

@@ -1,4 +1,5 @@
 #include "store/RunHistory.h"
+#include "store/MappedFile.h"
 #include "store/RunLineParser.h"
 #include "store/RunsFileReader.h"
 #include "store/Utf8Validator.h"
@@ -184,12 +185,12 @@ std::pair<char32_t, int> decodeAt(const unsigned char *p)
 
 // Moves [begin, end) of valid UTF-8 in the file past the white space at both ends, as
 // QString::trimmed would (every character it trims is one UTF-16 unit).
-bool trimRange(const BlockFile &file, qint64 &begin, qint64 &end)
+template <typename ReadAt> bool trimRangeWith(const ReadAt &readAt, qint64 &begin, qint64 &end)
 {
     unsigned char buffer[4];
     while (begin < end) {
         const qint64 length = std::min<qint64>(4, end - begin);
-        if (!file.readAt(begin, reinterpret_cast<char *>(buffer), length)) {
+        if (!readAt(begin, reinterpret_cast<char *>(buffer), length)) {
             return false;
         }
         const auto [c, size] = decodeAt(buffer);
@@ -201,7 +202,7 @@ bool trimRange(const BlockFile &file, qint64 &begin, qint64 &end)
     while (end > begin) {
         // A character is at most four bytes: read them and find where the last one starts.
         const qint64 length = std::min<qint64>(4, end - begin);
-        if (!file.readAt(end - length, reinterpret_cast<char *>(buffer), length)) {
+        if (!readAt(end - length, reinterpret_cast<char *>(buffer), length)) {
             return false;
         }
         int start = int(length) - 1;
@@ -214,6 +215,125 @@ bool trimRange(const BlockFile &file, qint64 &begin, qint64 &end)
         end -= length - start;
     }
     return true;
+}
+
+bool trimRange(const BlockFile &file, qint64 &begin, qint64 &end)
+{
+    return trimRangeWith([&file](qint64 at, char *into, qint64 size) { return file.readAt(at, into, size); }, begin,
+                         end);
+}
+
+// Which bytes of a log its tail is: [begin, end), when the log is text at all.
+struct TailRange {
+    qint64 begin = 0;
+    qint64 end = 0;
+    bool text = false; // UTF-8 and readable
+};
+
+TailRange readTailRange(const BlockFile &file, int maxLines)
+{
+    TailRange range;
+    range.begin = tailStart(file, maxLines);
+    if (range.begin < 0 || !wholeFileIsUtf8(file)) {
+        return range;
+    }
+    range.end = file.size();
+    if (range.begin == 0) {
+        range.begin = file.textStart();
+    }
+    range.text = trimRange(file, range.begin, range.end);
+    return range;
+}
+
+// The same range, found in a mapping of the log in one pass: each stretch is checked and its line
+// feeds counted while it is in the core's cache, and the tail's start is found afterwards from the
+// counts. Reading the bytes where they lie, once, instead of copying them in twice was most of the
+// time of a large log. Nothing when the log cannot be mapped or was cut short while it was read.
+std::optional<TailRange> mappedTailRange(const BlockFile &file, int maxLines)
+{
+    const MappedFile map(file.handle(), file.size());
+    if (!map.isMapped()) {
+        return std::nullopt;
+    }
+    struct Stretch {
+        qint64 offset;
+        qint64 feedsBefore;
+    };
+    constexpr qint64 kStretch = 256 << 10;
+    constexpr qint64 kRelease = 4 << 20;
+    std::vector<Stretch> stretches; // 16 bytes for each 256 KiB
+    stretches.reserve(size_t(map.size() / kStretch + 1));
+    TailRange range;
+    Utf8Validator utf8;
+    bool changed = false;
+    const bool whole = MappedFile::guarded([&] {
+        const char *const data = map.data();
+        qint64 feeds = 0;
+        for (qint64 at = 0; at < map.size(); at += kStretch) {
+            const qint64 length = std::min(kStretch, map.size() - at);
+            stretches.push_back({at, feeds});
+            // Counting first brings the stretch in from memory at the memory's pace (it does little
+            // else); the check, which does more, then finds it in the cache.
+            feeds += feedsIn(data + at, data + at + length);
+            if (!utf8.feed(data + at, length)) {
+                return;
+            }
+            if ((at + length) % kRelease == 0) {
+                map.release(at + length - kRelease, kRelease); // memory stays flat in the log's size
+            }
+        }
+        if (!utf8.complete()) {
+            return;
+        }
+        range.begin = file.textStart();
+        if (feeds >= maxLines) {
+            // Just after the maxLines-th feed from the end, which has `before` feeds before it.
+            const qint64 before = feeds - maxLines;
+            const auto holder =
+                std::upper_bound(stretches.cbegin(), stretches.cend(), before,
+                                 [](qint64 wanted, const Stretch &s) { return wanted < s.feedsBefore; }) -
+                1;
+            const char *feed = data + holder->offset - 1;
+            for (qint64 skip = before - holder->feedsBefore; skip >= 0 && feed; --skip) {
+                feed = static_cast<const char *>(std::memchr(feed + 1, '\n', size_t(data + map.size() - feed - 1)));
+            }
+            if (!feed) {
+                changed = true; // rewritten where it lies since it was counted
+                return;
+            }
+            range.begin = std::max(range.begin, qint64(feed - data) + 1);
+        }
+        range.end = map.size();
+        range.text = trimRangeWith(
+            [data](qint64 at, char *into, qint64 size) {
+                std::memcpy(into, data + at, size_t(size));
+                return true;
+            },
+            range.begin, range.end);
+    });
+    if (!whole || changed) {
+        return std::nullopt;
+    }
+    return range;
+}
+
+qint64 printRange(const BlockFile &file, qint64 begin, qint64 end, const RunHistory::LogWrite &write,
+                  const RunHistory::LogCopy &copy)
+{
+    qint64 at = begin;
+    if (copy && end > begin) {
+        at += std::clamp<qint64>(copy(file.handle(), begin, end - begin), 0, end - begin);
+    }
+    std::vector<char> block(size_t(std::clamp<qint64>(end - at, 1, kStreamBlockSize)));
+    while (at < end) {
+        const qint64 length = std::min(qint64(block.size()), end - at);
+        if (!file.readAt(at, block.data(), length)) {
+            return at - begin;
+        }
+        write(block.data(), length);
+        at += length;
+    }
+    return end - begin;
 }
 
 } // namespace
@@ -363,8 +483,13 @@ QString RunHistory::readLogTail(const QString &logPath, int maxLines)
     return QString(decoder.decode(tail)).trimmed();
 }
 
-qint64 RunHistory::streamLogTail(const QString &logPath, int maxLines,
-                                 const std::function<void(const char *, qint64)> &write)
+qint64 RunHistory::streamLogTail(const QString &logPath, int maxLines, const LogWrite &write, const LogCopy &copy)
+{
+    return RunHistoryDetail::streamLogTail(logPath, maxLines, write, copy, RunHistoryDetail::LogRead::mapped);
+}
+
+qint64 RunHistoryDetail::streamLogTail(const QString &logPath, int maxLines, const RunHistory::LogWrite &write,
+                                       const RunHistory::LogCopy &copy, LogRead how)
 {
     Q_ASSERT_X(maxLines >= 0, "RunHistory::streamLogTail", "maxLines must not be negative");
     if (maxLines <= 0) {
@@ -374,25 +499,15 @@ qint64 RunHistory::streamLogTail(const QString &logPath, int maxLines,
     if (!file.isOpen()) {
         return 0;
     }
-    qint64 begin = tailStart(file, maxLines);
-    if (begin < 0 || !wholeFileIsUtf8(file)) {
+    std::optional<TailRange> range;
+    if (how == LogRead::mapped) {
+        range = mappedTailRange(file, maxLines);
+    }
+    if (!range) {
+        range = readTailRange(file, maxLines);
+    }
+    if (!range->text) {
         return 0;
     }
-    qint64 end = file.size();
-    if (begin == 0) {
-        begin = file.textStart();
-    }
-    if (!trimRange(file, begin, end)) {
-        return 0;
-    }
-    std::vector<char> block(size_t(std::clamp<qint64>(end - begin, 1, kStreamBlockSize)));
-    for (qint64 at = begin; at < end;) {
-        const qint64 length = std::min(qint64(block.size()), end - at);
-        if (!file.readAt(at, block.data(), length)) {
-            return at - begin;
-        }
-        write(block.data(), length);
-        at += length;
-    }
-    return end - begin;
+    return printRange(file, range->begin, range->end, write, copy);
 }

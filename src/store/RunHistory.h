@@ -76,8 +76,24 @@ private:
 // empty, as when reading it whole). `maxLines` must not be negative.
 QString readLogTail(const QString &logPath, int maxLines);
 
+using LogWrite = std::function<void(const char *data, qint64 size)>;
+// Writes bytes [offset, offset + length) of the open file `fd` itself; returns how many it wrote.
+using LogCopy = std::function<qint64(int fd, qint64 offset, qint64 length)>;
+
 // The same text as readLogTail, UTF-8, handed to `write` in pieces as it is read instead of being
-// held. Returns how many bytes were handed out.
-qint64 streamLogTail(const QString &logPath, int maxLines, const std::function<void(const char *, qint64)> &write);
+// held. When `copy` is given it is offered the text first, once, as a range of the open log (it
+// can have the system copy it without reading it in); what it does not write goes to `write`.
+// Returns how many bytes were handed out.
+qint64 streamLogTail(const QString &logPath, int maxLines, const LogWrite &write, const LogCopy &copy = {});
 
 } // namespace RunHistory
+
+namespace RunHistoryDetail {
+
+enum class LogRead { mapped, blocks };
+// streamLogTail, with the log read through a mapping (falling back to blocks when it cannot be
+// mapped or is cut short meanwhile), or in blocks only: the two give the same text.
+qint64 streamLogTail(const QString &logPath, int maxLines, const RunHistory::LogWrite &write,
+                     const RunHistory::LogCopy &copy, LogRead how);
+
+} // namespace RunHistoryDetail

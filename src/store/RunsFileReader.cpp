@@ -13,6 +13,9 @@
 #include <vector>
 
 #include <fcntl.h>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,6 +72,55 @@ const char *lastFeedIn(const char *begin, const char *end)
     }
     return nullptr;
 #endif
+}
+
+qint64 feedsIn(const char *begin, const char *end)
+{
+    // The feeds add up in one-byte counters, emptied into the count before they can overflow.
+    constexpr quint64 kFeeds = 0x0A0A0A0A0A0A0A0AULL;
+    constexpr quint64 kLow7 = 0x7F7F7F7F7F7F7F7FULL;
+    constexpr quint64 kPairs = 0x00FF00FF00FF00FFULL;
+    qint64 count = 0;
+    const char *at = begin;
+#if defined(__SSE2__)
+    // Sixty-four bytes a round where every x86-64 core can: a feed compares to all ones, which
+    // subtracted adds one to its counter.
+    const __m128i feed = _mm_set1_epi8('\n');
+    const auto feedsAt = [&feed](const char *p) {
+        return _mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(p)), feed);
+    };
+    while (end - at >= 64) {
+        // Each round adds up to 4 to a one-byte counter: 63 rounds at most.
+        const char *const stop = at + std::min<qint64>((end - at) / 64, 63) * 64;
+        __m128i counters = _mm_setzero_si128();
+        for (; at < stop; at += 64) {
+            // A page ahead: the core's own prefetching stops at page ends.
+            __builtin_prefetch(at + 4096);
+            const __m128i ones = _mm_add_epi8(_mm_add_epi8(feedsAt(at), feedsAt(at + 16)),
+                                              _mm_add_epi8(feedsAt(at + 32), feedsAt(at + 48)));
+            counters = _mm_sub_epi8(counters, ones);
+        }
+        const __m128i sums = _mm_sad_epu8(counters, _mm_setzero_si128());
+        count += _mm_cvtsi128_si64(sums) + _mm_cvtsi128_si64(_mm_unpackhi_epi64(sums, sums));
+    }
+#endif
+    // Eight at a time elsewhere: each byte that is a feed becomes 0x80, every other byte 0.
+    while (end - at >= 8) {
+        const char *const stop = at + std::min<qint64>((end - at) / 8, 255) * 8;
+        quint64 counters = 0;
+        for (; at < stop; at += 8) {
+            quint64 word;
+            std::memcpy(&word, at, 8);
+            const quint64 x = word ^ kFeeds;
+            counters += ~(((x & kLow7) + kLow7) | x | kLow7) >> 7;
+        }
+        const quint64 pairs = (counters & kPairs) + (counters >> 8 & kPairs);
+        count += qint64(pairs * 0x0001000100010001ULL >> 48);
+    }
+    for (; at < end; ++at) {
+        count += *at == '\n' ? 1 : 0;
+    }
+    return count;
 }
 
 BlockFile::BlockFile(const QString &path)

@@ -18,6 +18,8 @@ QList<TaskRunRecord> readRunsFile(const QString &runsPath);
 
 // The last line feed in [begin, end), or null.
 const char *lastFeedIn(const char *begin, const char *end);
+// How many line feeds [begin, end) holds.
+qint64 feedsIn(const char *begin, const char *end);
 
 // One line-feed-separated piece of a file: its bytes and where it starts. Returning false stops
 // the walk.

@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QRandomGenerator>
 #include <QtTest>
 
@@ -260,6 +261,36 @@ private Q_SLOTS:
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.err, QByteArray());
         QCOMPARE(result.out, expected);
+    }
+
+    // Into a file the tool has the system copy the text (no reading it in); through a pipe it writes
+    // it. The bytes are the same, a large log's included, and a file opened to append keeps what it held.
+    void logs_intoAFile_sameBytesAsThroughAPipe()
+    {
+        Sandbox sandbox;
+        prepare(sandbox);
+        QByteArray log;
+        for (int i = 1; i <= 200000; ++i) {
+            log += "output line \xC3\xA9 " + QByteArray::number(i) + "\n";
+        }
+        Sandbox::writeFile(sandbox.logDir() + u"/0a1b2c3d.stdout.log", log);
+        const QStringList arguments{u"logs"_s, u"Backup"_s, u"--lines"_s, u"150000"_s};
+        const auto piped = sandbox.runCli(arguments);
+        QCOMPARE(piped.exitCode, 0);
+        // The final line feed ends an empty last piece, one of the 150,000.
+        QVERIFY(piped.out.startsWith("output line \xC3\xA9 50002\n"));
+        QVERIFY(piped.out.endsWith("output line \xC3\xA9 200000\n"));
+        const QString into = sandbox.root() + u"/out.txt"_s;
+        for (const QIODevice::OpenMode mode : {QIODevice::Truncate, QIODevice::Append}) {
+            Sandbox::writeFile(into, "kept\n");
+            QProcess tool;
+            tool.setProcessEnvironment(sandbox.environment());
+            tool.setStandardOutputFile(into, mode);
+            tool.start(QStringLiteral(MOXLEY_CLI_PATH), arguments);
+            QVERIFY(tool.waitForFinished(60000));
+            QCOMPARE(tool.exitCode(), 0);
+            QCOMPARE(Sandbox::readFile(into), (mode == QIODevice::Append ? "kept\n" : "") + piped.out);
+        }
     }
 
     void logs_linesAndStderr()
