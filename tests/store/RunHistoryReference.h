@@ -116,6 +116,20 @@ inline bool sameRuns(const QList<TaskRunRecord> &a, const QList<TaskRunRecord> &
 }
 
 // A temporary folder to write runs files and logs in.
+// A log of `pieces` pieces drawn from `alphabet`; one log in `badOneIn` gets a byte that is never
+// UTF-8 somewhere.
+inline QByteArray randomLog(QRandomGenerator &random, const QList<QByteArray> &alphabet, int pieces, int badOneIn)
+{
+    QByteArray bytes;
+    for (int i = 0; i < pieces; ++i) {
+        bytes += alphabet.at(random.bounded(alphabet.size()));
+    }
+    if (random.bounded(badOneIn) == 0 && !bytes.isEmpty()) {
+        bytes[random.bounded(bytes.size())] = char(0xFF);
+    }
+    return bytes;
+}
+
 class Files
 {
 public:

@@ -2,8 +2,6 @@
 #include "store/MappedFile.h"
 #include "store/RunsFileReader.h"
 
-#include <QRandomGenerator>
-
 #include <csignal>
 #include <fcntl.h>
 #include <unistd.h>
@@ -146,15 +144,9 @@ private Q_SLOTS:
                                          "\xEF\xBB\xBF"};
         int nonEmpty = 0;
         for (int round = 0; round < 600; ++round) {
-            QByteArray bytes;
             // Some logs span many of the mapped read's 256 KiB stretches.
-            const int pieces = round % 50 == 0 ? 400000 : int(random.bounded(60));
-            for (int i = 0; i < pieces; ++i) {
-                bytes += alphabet.at(random.bounded(alphabet.size()));
-            }
-            if (random.bounded(20) == 0 && !bytes.isEmpty()) {
-                bytes[random.bounded(bytes.size())] = char(0xFF);
-            }
+            const QByteArray bytes =
+                randomLog(random, alphabet, round % 50 == 0 ? 400000 : int(random.bounded(60)), 20);
             const QString path = write(bytes, u"m"_s + QString::number(round) + u".log"_s);
             const int maxLines = round % 5 == 0 ? 1000000 : 1 + int(random.bounded(round % 50 == 0 ? 300000 : 15));
             const QByteArray expected = RunHistory::readLogTail(path, maxLines).toUtf8();

@@ -1,3 +1,4 @@
+#include "RunHistoryReference.h"
 #include "Sandbox.h"
 #include "store/RunHistory.h"
 #include "store/RunHistoryCache.h"
@@ -374,14 +375,8 @@ private Q_SLOTS:
                                          "\xEF\xBB\xBF"};
         int nonEmpty = 0;
         for (int round = 0; round < 2000; ++round) {
-            QByteArray bytes;
-            const int pieces = round % 100 == 0 ? 200000 : int(random.bounded(40));
-            for (int i = 0; i < pieces; ++i) {
-                bytes += alphabet.at(random.bounded(alphabet.size()));
-            }
-            if (random.bounded(25) == 0 && !bytes.isEmpty()) {
-                bytes[random.bounded(bytes.size())] = char(0xFF);
-            }
+            const QByteArray bytes = RunHistoryReference::randomLog(
+                random, alphabet, round % 100 == 0 ? 200000 : int(random.bounded(40)), 25);
             const QString path = write(bytes, u"l"_s + QString::number(round) + u".log"_s);
             const int maxLines = round % 7 == 0 ? 1000000 : int(random.bounded(12));
             const QByteArray expected = RunHistory::readLogTail(path, maxLines).toUtf8();
