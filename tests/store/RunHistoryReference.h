@@ -116,6 +116,29 @@ inline bool sameRuns(const QList<TaskRunRecord> &a, const QList<TaskRunRecord> &
 }
 
 // A temporary folder to write runs files and logs in.
+// Pieces of log text that test the edges: line feeds and carriage returns, blanks Qt trims (tab,
+// no-break and ideographic spaces, the line separator), multi-byte characters and a byte-order mark.
+inline const QList<QByteArray> &awkwardLogPieces()
+{
+    static const QList<QByteArray> pieces{"a",
+                                          "b",
+                                          " ",
+                                          "\n",
+                                          "\n",
+                                          "\n",
+                                          "\r",
+                                          "\t",
+                                          "\xC3\xA9",
+                                          "\xE2\x80\xA8",
+                                          "\xC2\xA0",
+                                          "\xE3\x80\x80",
+                                          "\xF0\x9F\x98\x80",
+                                          "xyz",
+                                          "\n\n",
+                                          "\xEF\xBB\xBF"};
+    return pieces;
+}
+
 // A log of `pieces` pieces drawn from `alphabet`; one log in `badOneIn` gets a byte that is never
 // UTF-8 somewhere.
 inline QByteArray randomLog(QRandomGenerator &random, const QList<QByteArray> &alphabet, int pieces, int badOneIn)

@@ -129,19 +129,7 @@ private Q_SLOTS:
     void mappedAndBlocks_giveTheSameText()
     {
         QRandomGenerator random(23);
-        const QList<QByteArray> alphabet{"a",
-                                         " ",
-                                         "\n",
-                                         "\n",
-                                         "\n",
-                                         "\r",
-                                         "\t",
-                                         "\xC3\xA9",
-                                         "\xE2\x80\xA8",
-                                         "\xC2\xA0",
-                                         "\xF0\x9F\x98\x80",
-                                         "\n\n",
-                                         "\xEF\xBB\xBF"};
+        const QList<QByteArray> &alphabet = RunHistoryReference::awkwardLogPieces();
         int nonEmpty = 0;
         for (int round = 0; round < 600; ++round) {
             // Some logs span many of the mapped read's 256 KiB stretches.

@@ -357,22 +357,7 @@ private Q_SLOTS:
     void streamedLogTail_matchesReadLogTail()
     {
         QRandomGenerator random(11);
-        const QList<QByteArray> alphabet{"a",
-                                         "b",
-                                         " ",
-                                         "\n",
-                                         "\n",
-                                         "\n",
-                                         "\r",
-                                         "\t",
-                                         "\xC3\xA9",
-                                         "\xE2\x80\xA8",
-                                         "\xC2\xA0",
-                                         "\xE3\x80\x80",
-                                         "\xF0\x9F\x98\x80",
-                                         "xyz",
-                                         "\n\n",
-                                         "\xEF\xBB\xBF"};
+        const QList<QByteArray> &alphabet = RunHistoryReference::awkwardLogPieces();
         int nonEmpty = 0;
         for (int round = 0; round < 2000; ++round) {
             const QByteArray bytes = RunHistoryReference::randomLog(
