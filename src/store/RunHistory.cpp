@@ -293,15 +293,16 @@ std::optional<TailRange> mappedTailRange(const BlockFile &file, int maxLines)
                 std::upper_bound(stretches.cbegin(), stretches.cend(), before,
                                  [](qint64 wanted, const Stretch &s) { return wanted < s.feedsBefore; }) -
                 1;
-            const char *feed = data + holder->offset - 1;
-            for (qint64 skip = before - holder->feedsBefore; skip >= 0 && feed; --skip) {
-                feed = static_cast<const char *>(std::memchr(feed + 1, '\n', size_t(data + map.size() - feed - 1)));
+            qint64 next = holder->offset; // where the search for the next feed starts
+            for (qint64 skip = before - holder->feedsBefore; skip >= 0; --skip) {
+                const void *feed = std::memchr(data + next, '\n', size_t(map.size() - next));
+                if (!feed) {
+                    changed = true; // rewritten where it lies since it was counted
+                    return;
+                }
+                next = static_cast<const char *>(feed) - data + 1;
             }
-            if (!feed) {
-                changed = true; // rewritten where it lies since it was counted
-                return;
-            }
-            range.begin = std::max(range.begin, qint64(feed - data) + 1);
+            range.begin = std::max(range.begin, next);
         }
         range.end = map.size();
         range.text = trimRangeWith(
