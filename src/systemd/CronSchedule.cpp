@@ -59,7 +59,8 @@ bool setItem(const QString &item, const FieldRange &range, std::vector<bool> &bi
     if (low < range.low || high > range.high || low > high) {
         return false;
     }
-    for (int value = low; value <= high; value += step) {
+    // Wide enough that a step near the largest int cannot carry the count past it.
+    for (qint64 value = low; value <= high; value += step) {
         bits[size_t(value)] = true;
     }
     return true;

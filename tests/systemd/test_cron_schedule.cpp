@@ -56,6 +56,10 @@ void TestCronSchedule::cronLine_firesAtItsTimesOfTheDay_data()
     QTest::newRow("step over all") << u"*/20 1 * * *"_s << tuesday << u"1:00 1:20 1:40"_s;
     QTest::newRow("step over a range") << u"0 1-9/4 * * *"_s << tuesday << u"1:00 5:00 9:00"_s;
     QTest::newRow("start with step runs to the end") << u"50/5 23 * * *"_s << tuesday << u"23:50 23:55"_s;
+    // A step as large as an int holds is taken once; counting on from the first value must not
+    // run past the largest int.
+    QTest::newRow("largest step") << u"1/2147483647 23 * * *"_s << tuesday << u"23:01"_s;
+    QTest::newRow("largest step over a range") << u"0 5-9/2147483647 * * *"_s << tuesday << u"5:00"_s;
     QTest::newRow("month name, this month") << u"0 0 * nov *"_s << tuesday << u"0:00"_s;
     QTest::newRow("month name, other month") << u"0 0 * Dec *"_s << tuesday << u""_s;
     QTest::newRow("month number range") << u"0 0 * 10-12 *"_s << tuesday << u"0:00"_s;
