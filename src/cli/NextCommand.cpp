@@ -3,14 +3,18 @@
 #include "cli/CommandContext.h"
 #include "cli/Commands.h"
 #include "cli/LocalTime.h"
+#include "cli/OptionValues.h"
 
 #include <QJsonArray>
+
+#include <optional>
 
 namespace {
 
 const QString kAt = QStringLiteral("at");
 const QString kCount = QStringLiteral("count");
 const QString kJson = QStringLiteral("json");
+constexpr int kMostCount = 100000;
 
 class NextCommand : public TaskCommand
 {
@@ -30,7 +34,7 @@ public:
     QList<QCommandLineOption> options() const override
     {
         return {
-            QCommandLineOption(kCount, QStringLiteral("How many times (default 5)."), QStringLiteral("N")),
+            QCommandLineOption(kCount, QStringLiteral("How many times, 1 to 100000 (default 5)."), QStringLiteral("N")),
             QCommandLineOption(kAt, QStringLiteral("Take this local time as now."), QStringLiteral("YYYY-MM-DDTHH:MM")),
             QCommandLineOption(kJson, QStringLiteral("Print the times as one JSON array."))};
     }
@@ -39,12 +43,13 @@ public:
     {
         int count = 5;
         if (parser.isSet(kCount)) {
-            bool ok = false;
-            count = parser.value(kCount).toInt(&ok);
-            if (!ok || count < 1) {
-                return context.usageError(u"--count needs a whole number of at least 1, not '" % parser.value(kCount) %
-                                          u'\'');
+            // Bounded: every time is computed, and held for the JSON form, before the first is printed.
+            const std::optional<int> given = OptionValues::wholeNumber(parser.value(kCount), 1, kMostCount);
+            if (!given) {
+                return context.usageError(u"--count needs a whole number from 1 to " % QString::number(kMostCount) %
+                                          u", not '" % parser.value(kCount).trimmed() % u'\'');
             }
+            count = *given;
         }
         const QTimeZone zone = LocalTime::zone();
         const auto at = LocalTime::now(parser, zone);

@@ -122,6 +122,29 @@ private Q_SLOTS:
         QCOMPARE(padded.exitCode, 0);
     }
 
+    // A count is read by the rule of every number option, up to a bound: two billion runs were
+    // computed and held before the first was printed.
+    void nextCountOutOfRange_usageError()
+    {
+        Sandbox sandbox;
+        sandbox.writeTasksFile(kTwoTasks);
+        for (const QString &count : {u"0"_s, u"-3"_s, u"abc"_s, u"100001"_s, u"2147483647"_s, u"99999999999"_s}) {
+            const auto result = sandbox.runCli({u"next"_s, u"Backup"_s, u"--count"_s, count});
+            QCOMPARE(result.exitCode, 2);
+            QCOMPARE(result.err, QByteArray("moxley: --count needs a whole number from 1 to 100000, not '" +
+                                            count.toUtf8() + "'\nTry 'moxley next --help' for more information.\n"));
+            QCOMPARE(result.out, QByteArray());
+        }
+        const auto padded =
+            sandbox.runCli({u"next"_s, u"Backup"_s, u"--count"_s, u" 2 "_s, u"--at"_s, u"2026-11-25T10:00"_s});
+        QCOMPARE(padded.exitCode, 0);
+        QCOMPARE(padded.out.count('\n'), 2);
+        const auto most =
+            sandbox.runCli({u"next"_s, u"Backup"_s, u"--count"_s, u"100000"_s, u"--at"_s, u"2026-11-25T10:00"_s});
+        QCOMPARE(most.exitCode, 0);
+        QCOMPARE(most.out.count('\n'), 100000);
+    }
+
     void templateShortcutEmptyName_saysItIsEmpty()
     {
         Sandbox sandbox;
