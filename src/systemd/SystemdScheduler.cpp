@@ -311,12 +311,15 @@ QList<QDateTime> SystemdScheduler::nextRuns(const ScheduledTask &task, const QDa
         if (!next) {
             return {};
         }
+        const qint64 step = qint64(interval->minutes) * 60;
+        QDateTime when = next->toLocalTime();
+        if (when <= after) {
+            // Straight to the first elapse after `after`: a step at a time took minutes for one years away.
+            when = when.addSecs((when.msecsTo(after) / (step * 1000) + 1) * step);
+        }
         QList<QDateTime> runs;
-        for (QDateTime when = next->toLocalTime(); runs.size() < count;
-             when = when.addSecs(qint64(interval->minutes) * 60)) {
-            if (when > after) {
-                runs << when;
-            }
+        for (; runs.size() < count; when = when.addSecs(step)) {
+            runs << when;
         }
         return runs;
     }

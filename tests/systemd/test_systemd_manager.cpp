@@ -280,6 +280,21 @@ private Q_SLOTS:
         const qint64 wait = before.secsTo(first);
         QVERIFY2(wait >= 89 * 60 - 60 && wait <= 91 * 60, qPrintable(times.at(0).toString()));
         QCOMPARE(first.secsTo(second), 90 * 60);
+
+        // Times years after the manager's next elapse, in step with it (counted one interval at a
+        // time, they took minutes, past the tool's time limit here).
+        QVERIFY(!world.add({u"--name"_s, u"Minutely"_s, u"--command"_s, u"true"_s, u"--every"_s, u"1"_s}).isEmpty());
+        const auto far = world.sandbox.runCli(
+            {u"next"_s, u"Minutely"_s, u"--count"_s, u"3"_s, u"--at"_s, u"9999-06-01T00:00"_s, u"--json"_s});
+        QCOMPARE(far.exitCode, 0);
+        const QJsonArray farTimes = QJsonDocument::fromJson(far.out).array();
+        QCOMPARE(farTimes.size(), 3);
+        const QDateTime at(QDate(9999, 6, 1), QTime(0, 0));
+        const QDateTime farFirst = QDateTime::fromString(farTimes.at(0).toString(), u"yyyy-MM-dd HH:mm"_s);
+        QVERIFY2(farFirst >= at && farFirst <= at.addSecs(60), qPrintable(farTimes.at(0).toString()));
+        for (int i = 1; i < 3; ++i) {
+            QCOMPARE(QDateTime::fromString(farTimes.at(i).toString(), u"yyyy-MM-dd HH:mm"_s), farFirst.addSecs(60 * i));
+        }
     }
 
     void batch_unitsSplitAcrossCalls_everyTaskScheduledAndNothingLeftBeside()
