@@ -1,6 +1,7 @@
 #include "cli/ScheduleOptions.h"
 
 #include "cli/OptionValues.h"
+#include "model/TaskJson.h"
 
 #include <QRegularExpression>
 
@@ -155,9 +156,12 @@ std::variant<std::optional<TaskSchedule>, QString> parseKind(const QCommandLineP
         return TaskSchedule::runAtLoad();
     }
     if (parser.isSet(kEvery)) {
-        const std::optional<int> minutes = number(parser.value(kEvery), 1, 999999999);
+        // No longer than the tasks file takes, or the saved file could not be read again.
+        constexpr TaskJson::Range range = TaskJson::kIntervalMinutes;
+        const std::optional<int> minutes = number(parser.value(kEvery), range.low, range.high);
         if (!minutes) {
-            return u"invalid interval '" % parser.value(kEvery).trimmed() % u"' (expected whole minutes, at least 1)";
+            return u"invalid interval '" % parser.value(kEvery).trimmed() % u"' (expected whole minutes, " %
+                   QString::number(range.low) % u" to " % QString::number(range.high) % u')';
         }
         return TaskSchedule::interval(*minutes);
     }

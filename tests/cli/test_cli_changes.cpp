@@ -103,6 +103,10 @@ private Q_SLOTS:
         QTest::newRow("two kinds") << base + L{"--daily", "--every", "5"} << QByteArray("choose one schedule");
         QTest::newRow("interval 0") << base + L{"--every", "0"} << QByteArray("invalid interval '0'");
         QTest::newRow("interval text") << base + L{"--every", "ten"} << QByteArray("invalid interval 'ten'");
+        // One more minute than the tasks file takes (its seconds would not fit an int).
+        QTest::newRow("interval too long")
+            << base + L{"--every", "35791395"}
+            << QByteArray("invalid interval '35791395' (expected whole minutes, 1 to 35791394)\n");
         QTest::newRow("hour 24") << base + L{"--daily", "--at", "24:00"} << QByteArray("invalid time '24:00'");
         QTest::newRow("minute 60") << base + L{"--at", "7:60"} << QByteArray("invalid time '7:60'");
         QTest::newRow("no minutes") << base + L{"--at", "7"} << QByteArray("invalid time '7'");
@@ -135,6 +139,21 @@ private Q_SLOTS:
         QCOMPARE(result.out, QByteArray());
         QVERIFY(!QFileInfo::exists(world.sandbox.tasksFile()));
         QCOMPARE(world.calls(), QStringList());
+    }
+
+    // The longest interval the tool takes is one the tasks file reads back.
+    void add_longestInterval_fileStillReads()
+    {
+        StoreWorld world;
+        const auto added = world.sandbox.runCli(
+            {u"add"_s, u"--name"_s, u"Rare"_s, u"--command"_s, u"true"_s, u"--every"_s, u"35791394"_s});
+        QCOMPARE(added.exitCode, 0);
+        const auto listed = world.sandbox.runCli({u"list"_s});
+        QCOMPARE(listed.exitCode, 0);
+        QVERIFY2(listed.out.contains("Rare  Every 35791394 min\n"), listed.out.constData());
+        const auto edited = world.sandbox.runCli({u"edit"_s, u"Rare"_s, u"--every"_s, u"35791395"_s});
+        QCOMPARE(edited.exitCode, 2);
+        QCOMPARE(world.sandbox.runCli({u"list"_s}).out, listed.out);
     }
 
     void add_fieldOptions()
