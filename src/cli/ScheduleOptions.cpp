@@ -80,7 +80,7 @@ QList<QCommandLineOption> ScheduleOptions::options()
 {
     return {
         QCommandLineOption(kAtLoad, u"Run at load (login or reboot)."_s),
-        QCommandLineOption(kEvery, u"Run every MINUTES minutes (at least 1)."_s, u"MINUTES"_s),
+        QCommandLineOption(kEvery, u"Run every MINUTES minutes (1 to 35791394)."_s, u"MINUTES"_s),
         QCommandLineOption(kDaily, u"Run daily."_s),
         QCommandLineOption(kWeekly, u"Run weekly on DAYS: sun,mon,...,sat or 1-7 (1 = Sunday)."_s, u"DAYS"_s),
         QCommandLineOption(kMonthly, u"Run monthly on day DAY (1-31)."_s, u"DAY"_s),
