@@ -84,3 +84,22 @@ QString ScheduledTask::shortId(const QUuid &id)
     // them cost `moxley list` 4,500 instructions a task.
     return QString::number(id.data1, 16).rightJustified(8, u'0');
 }
+
+ScheduledTask withChanges(ScheduledTask current, const ScheduledTask &base, const ScheduledTask &mine)
+{
+    const auto take = [&](auto member) {
+        if (!(mine.*member == base.*member)) {
+            current.*member = mine.*member;
+        }
+    };
+    take(&ScheduledTask::name);
+    take(&ScheduledTask::command);
+    take(&ScheduledTask::workingDirectory);
+    take(&ScheduledTask::envFilePath);
+    take(&ScheduledTask::useLoginShell);
+    take(&ScheduledTask::wakeBeforeRun);
+    take(&ScheduledTask::schedule);
+    take(&ScheduledTask::isEnabled);
+    take(&ScheduledTask::logs);
+    return current;
+}

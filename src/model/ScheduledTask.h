@@ -68,5 +68,9 @@ struct ScheduledTask {
     friend bool operator==(const ScheduledTask &, const ScheduledTask &) = default;
 };
 
+// `current` with each field that `mine` changed from `base` taken from `mine`: a change made to a
+// copy of the task, applied to the task as another writer may have left it meanwhile.
+ScheduledTask withChanges(ScheduledTask current, const ScheduledTask &base, const ScheduledTask &mine);
+
 // Seconds between the Unix epoch and 2001-01-01 00:00:00 UTC, the reference of stored dates.
 inline constexpr qint64 kReferenceDateOffset = 978307200;

@@ -230,8 +230,8 @@ void TaskStore::update(const ScheduledTask &task)
         return;
     }
     const TasksFileLock changing = beginChange();
-    record(Change::Kind::replace, task.id);
     const ScheduledTask old = m_tasks.at(index);
+    record(Change::Kind::replace, task.id, std::nullopt, old);
     const bool oldEnabled = old.isEnabled;
     const bool oldWake = old.wakeBeforeRun;
     const bool newEnabled = task.isEnabled;

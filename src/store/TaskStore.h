@@ -139,10 +139,12 @@ private:
         Kind kind;
         QUuid id;
         std::optional<ScheduledTask> task; // an imported task; else the list's task with the id
+        std::optional<ScheduledTask> base; // for replace: the task before it, so only what changed is kept
     };
     // Held by every change from its start to its save; see TasksFileLock.
     TasksFileLock beginChange() const;
-    void record(Change::Kind kind, const QUuid &id, std::optional<ScheduledTask> task = std::nullopt);
+    void record(Change::Kind kind, const QUuid &id, std::optional<ScheduledTask> task = std::nullopt,
+                std::optional<ScheduledTask> base = std::nullopt);
     // Inside the write lock: the list to write, from the file as it now is. False (and lastError)
     // when the file changed and cannot be read and keepOutsideChanges is on.
     bool rebaseOnFile(std::optional<QList<ScheduledTask>> &fresh);

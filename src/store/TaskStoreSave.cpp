@@ -22,9 +22,10 @@ TasksFileLock TaskStore::beginChange() const
     return TasksFileLock::take(TasksFileLock::Kind::change, m_options.tasksFile);
 }
 
-void TaskStore::record(Change::Kind kind, const QUuid &id, std::optional<ScheduledTask> task)
+void TaskStore::record(Change::Kind kind, const QUuid &id, std::optional<ScheduledTask> task,
+                       std::optional<ScheduledTask> base)
 {
-    m_pending.append({kind, id, std::move(task)});
+    m_pending.append({kind, id, std::move(task), std::move(base)});
 }
 
 namespace {
@@ -88,8 +89,9 @@ QList<ScheduledTask> TaskStore::replayOn(QList<ScheduledTask> list) const
             }
             break;
         case Change::Kind::replace:
+            // Field by field: another writer's switch or rename of the same task meanwhile stays.
             if (mine && index != list.end()) {
-                *index = *mine;
+                *index = change.base ? withChanges(*index, *change.base, *mine) : *mine;
             }
             break;
         case Change::Kind::setEnabled:
@@ -153,11 +155,12 @@ void TaskStore::settleJobs(const QList<ScheduledTask> &mine, const QList<Schedul
                 (void)jobs.uninstall(*theirs);
             }
         } else if (theirs && before && *theirs != *before) {
-            // Both writers changed it: the job follows the task as written.
+            // Both writers changed it: the job follows the task as written, off too when this
+            // store's own change had installed it.
             if (written->isEnabled) {
                 (void)jobs.install(*written);
-            } else if (theirs->isEnabled) {
-                (void)jobs.uninstall(*theirs);
+            } else if (theirs->isEnabled || (own && own->isEnabled)) {
+                (void)jobs.uninstall(*written);
             }
         }
     }

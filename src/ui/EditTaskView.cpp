@@ -25,7 +25,11 @@ EditTaskView::~EditTaskView() = default;
 
 ScheduledTask EditTaskView::buildTask() const
 {
-    return m_form->fields().applyTo(m_task);
+    // Onto the task as it is now: what the tool switched or changed while the sheet was open stays,
+    // unless the sheet changed that field too.
+    const ScheduledTask edited = m_form->fields().applyTo(m_task);
+    const std::optional<ScheduledTask> current = m_store.task(m_task.id);
+    return current ? withChanges(*current, m_task, edited) : edited;
 }
 
 void EditTaskView::save()

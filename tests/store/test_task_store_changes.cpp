@@ -492,6 +492,38 @@ private Q_SLOTS:
         QCOMPARE(world.plistExists(old), newEnabled);
     }
 
+    // An edit made on the list as this store read it keeps another writer's change of other fields
+    // of the same task, saved meanwhile: the switch off and the rename both stay.
+    void update_otherWriterChangedTheTaskMeanwhile_bothKept()
+    {
+        StoreWorld world;
+        const ScheduledTask old = StoreWorld::task(u"Task"_s, TaskSchedule::daily({seven}), true, false);
+        world.writeTasks({old});
+        auto tool = world.open();
+        {
+            auto other = world.open();
+            other->setEnabled(false, old.id);
+            ScheduledTask renamed = *other->task(old.id);
+            renamed.name = u"Renamed"_s;
+            other->update(renamed);
+        }
+        world.mark();
+        ScheduledTask edited = old;
+        edited.schedule = TaskSchedule::daily({{8, 0}});
+        edited.command = u"echo edited"_s;
+        tool->update(edited);
+        ScheduledTask expected = old;
+        expected.isEnabled = false;
+        expected.name = u"Renamed"_s;
+        expected.schedule = edited.schedule;
+        expected.command = edited.command;
+        QCOMPARE(world.savedTasks(), QList<ScheduledTask>{expected});
+        QCOMPARE(tool->tasks(), QList<ScheduledTask>{expected});
+        // The task is off in the file: the job this store loaded for its edit is unloaded again.
+        QCOMPARE(world.calls(), (QStringList{unload(old), load(old), unload(old)}));
+        QVERIFY(!world.plistExists(old));
+    }
+
     void update_wakeFails_wakeSwitchedOffTaskStillInstalled()
     {
         StoreWorld world;

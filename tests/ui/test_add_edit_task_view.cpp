@@ -464,6 +464,37 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(LaunchdService().plistPath(saved)));
     }
 
+    // The task changed in the store while the sheet was open (the tool switched it off and gave it
+    // another command): the sheet's save keeps those and adds its own rename.
+    void edit_taskChangedWhileOpen_saveKeepsThoseChanges()
+    {
+        World world;
+        ScheduledTask original;
+        original.id = QUuid::createUuid();
+        original.name = u"Nightly"_s;
+        original.command = u"make nightly"_s;
+        original.schedule = TaskSchedule::daily(times({{2, 30}}));
+        world.store->add(original);
+
+        EditTaskView view(*world.store, original);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        world.store->setEnabled(false, original.id);
+        ScheduledTask meanwhile = *world.store->task(original.id);
+        meanwhile.command = u"make nightly-fast"_s;
+        world.store->update(meanwhile);
+        world.launchctl.clearCalls();
+
+        auto *name = child<QLineEdit>(view, u"form-task-name"_s);
+        name->selectAll();
+        QTest::keyClicks(name, u"Nightly build"_s);
+        QTest::keyClick(name, Qt::Key_Return);
+        ScheduledTask expected = meanwhile;
+        expected.name = u"Nightly build"_s;
+        QCOMPARE(world.store->tasks(), QList<ScheduledTask>{expected});
+        QVERIFY(world.launchctl.calls().isEmpty());
+    }
+
     void edit_saveDisabledWhileEmpty_escapeCancels()
     {
         World world;
