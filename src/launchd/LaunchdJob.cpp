@@ -7,6 +7,7 @@
 #include <QVariantList>
 
 #include "launchd/PlistCompat.h"
+#include "platform/SystemFile.h"
 
 #include <cstdlib>
 #include <limits>
@@ -218,6 +219,70 @@ std::optional<QMap<QString, qint64>> calendarInterval(plist_t dict)
     return entries;
 }
 
+// libplist reads nested arrays and dictionaries by recursion: a file nested some ten thousand deep
+// ends the program, and the app scans on a thread, whose stack is 512 KiB on macOS. No job nests
+// more than a few deep; kMostNesting is far beyond any and far below what a stack holds.
+constexpr int kMostNesting = 256;
+
+bool xmlNestedTooDeep(const QByteArray &bytes)
+{
+    int depth = 0;
+    for (qsizetype at = bytes.indexOf('<'); at >= 0; at = bytes.indexOf('<', at + 1)) {
+        const QByteArrayView rest = QByteArrayView(bytes).sliced(at + 1);
+        if (rest.startsWith("array") || rest.startsWith("dict")) {
+            const qsizetype end = bytes.indexOf('>', at);
+            if (end < 0 || bytes.at(end - 1) != '/') {
+                if (++depth > kMostNesting) {
+                    return true;
+                }
+            }
+        } else if (rest.startsWith("/array") || rest.startsWith("/dict")) {
+            --depth;
+        }
+    }
+    return false;
+}
+
+// A binary list cannot nest deeper than it has arrays, sets and dictionaries; they are counted from
+// its offset table. A table that does not fit the file is left to libplist to refuse.
+bool binaryNestedTooDeep(const QByteArray &bytes)
+{
+    constexpr qsizetype kTrailer = 32;
+    if (bytes.size() < 8 + kTrailer) {
+        return false;
+    }
+    const auto *data = reinterpret_cast<const uchar *>(bytes.constData());
+    const uchar *trailer = data + bytes.size() - kTrailer;
+    const auto bigEndian = [](const uchar *p, int size) {
+        quint64 value = 0;
+        for (int i = 0; i < size; ++i) {
+            value = value << 8 | p[i];
+        }
+        return value;
+    };
+    const int offsetSize = trailer[6];
+    const quint64 objects = bigEndian(trailer + 8, 8);
+    const quint64 table = bigEndian(trailer + 24, 8);
+    const quint64 end = quint64(bytes.size() - kTrailer);
+    if (offsetSize < 1 || offsetSize > 8 || table > end || objects > (end - table) / quint64(offsetSize)) {
+        return false;
+    }
+    int containers = 0;
+    for (quint64 i = 0; i < objects; ++i) {
+        const quint64 offset = bigEndian(data + table + i * quint64(offsetSize), offsetSize);
+        const int type = offset < end ? data[offset] >> 4 : 0;
+        if ((type == 0xA || type == 0xB || type == 0xC || type == 0xD) && ++containers > kMostNesting) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool nestedTooDeep(const QByteArray &bytes)
+{
+    return bytes.startsWith("bplist") ? binaryNestedTooDeep(bytes) : xmlNestedTooDeep(bytes);
+}
+
 } // namespace
 
 QString LaunchdJob::sourceTitle(Source source)
@@ -235,20 +300,16 @@ QString LaunchdJob::sourceTitle(Source source)
 
 std::optional<LaunchdJob> LaunchdJob::fromFile(const QString &path, Source source)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    const std::optional<QByteArray> bytes = SystemFile::read(path);
+    if (!bytes) {
         return std::nullopt;
     }
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError) {
-        return std::nullopt;
-    }
-    return fromData(bytes, path, source);
+    return fromData(*bytes, path, source);
 }
 
 std::optional<LaunchdJob> LaunchdJob::fromData(const QByteArray &bytes, const QString &path, Source source)
 {
-    if (bytes.isEmpty() || bytes.size() > qsizetype(std::numeric_limits<uint32_t>::max())) {
+    if (bytes.isEmpty() || bytes.size() > qsizetype(std::numeric_limits<uint32_t>::max()) || nestedTooDeep(bytes)) {
         return std::nullopt;
     }
     plist_t parsed = nullptr;

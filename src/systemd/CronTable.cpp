@@ -1,6 +1,7 @@
 #include "systemd/CronTable.h"
 
 #include "platform/ChildProcess.h"
+#include "platform/SystemFile.h"
 #include "platform/SystemPaths.h"
 
 #include <QDir>
@@ -71,11 +72,8 @@ CronEntry readLine(const QString &line, bool hasUserField)
 
 QList<CronEntry> readFile(const QString &path, bool hasUserField)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return {};
-    }
-    return CronTable::parse(file.readAll(), path, hasUserField);
+    const std::optional<QByteArray> bytes = SystemFile::read(path);
+    return bytes ? CronTable::parse(*bytes, path, hasUserField) : QList<CronEntry>();
 }
 
 } // namespace

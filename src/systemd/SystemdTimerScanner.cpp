@@ -1,5 +1,6 @@
 #include "systemd/SystemdTimerScanner.h"
 
+#include "platform/SystemFile.h"
 #include "platform/SystemPaths.h"
 #include "systemd/UnitFile.h"
 
@@ -84,19 +85,18 @@ void appendFile(ReadUnit &unit, const QString &path)
         unit.text += u"(masked: linked to /dev/null)\n"_s;
         return;
     }
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || QFileInfo(path).isDir()) {
+    const std::optional<QByteArray> bytes = SystemFile::read(path);
+    if (!bytes) {
         unit.problems.append(u"cannot read "_s + path);
         unit.text += u"(unreadable)\n"_s;
         return;
     }
-    const QByteArray bytes = file.readAll();
-    QString text = QString::fromUtf8(bytes);
+    QString text = QString::fromUtf8(*bytes);
     unit.text += text;
     if (!text.endsWith(u'\n')) {
         unit.text += u'\n';
     }
-    const UnitFile parsed = UnitFile::parse(bytes);
+    const UnitFile parsed = UnitFile::parse(*bytes);
     unit.file.entries.append(parsed.entries);
     for (const QString &problem : parsed.problems) {
         unit.problems.append(QFileInfo(path).fileName() + u": "_s + problem);

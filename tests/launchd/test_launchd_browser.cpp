@@ -6,6 +6,7 @@
 #include <plist/plist.h>
 
 #include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -67,6 +68,40 @@ QStringList labels(const QList<LaunchdJob> &jobs)
         result << job.label;
     }
     return result;
+}
+
+// A binary property list {Label: label, x: [[[...]]]} with `depth` arrays, written by hand: a
+// writer that recurses could not make a deep one.
+QByteArray nestedBinaryJob(const QByteArray &label, int depth)
+{
+    const auto bigEndian = [](quint64 value, int size) {
+        QByteArray bytes(size, '\0');
+        for (int i = size - 1; i >= 0; --i, value >>= 8) {
+            bytes[i] = char(value & 0xFF);
+        }
+        return bytes;
+    };
+    QByteArray out("bplist00");
+    QList<quint64> offsets;
+    const auto object = [&](const QByteArray &bytes) {
+        offsets.append(quint64(out.size()));
+        out += bytes;
+    };
+    // 0: the dictionary; 1, 2: its keys; 3: the label; 4 and on: the arrays, each holding the next.
+    object("\xD2" + bigEndian(1, 4) + bigEndian(2, 4) + bigEndian(3, 4) + bigEndian(4, 4));
+    object("\x55Label");
+    object("\x51x");
+    object(char(0x50 + label.size()) + label);
+    for (int i = 0; i < depth; ++i) {
+        object(i + 1 < depth ? "\xA1" + bigEndian(quint64(5 + i), 4) : QByteArray("\xA0"));
+    }
+    const quint64 table = quint64(out.size());
+    for (const quint64 offset : std::as_const(offsets)) {
+        out += bigEndian(offset, 4);
+    }
+    out += QByteArray(6, '\0') + char(4) + char(4) + bigEndian(quint64(offsets.size()), 8) + bigEndian(0, 8) +
+           bigEndian(table, 8);
+    return out;
 }
 
 } // namespace
@@ -156,6 +191,28 @@ private Q_SLOTS:
             Sandbox::writeFile(dir + u"/locked.plist"_s, jobBytes("locked", Form::xml), 0000);
         }
         QCOMPARE(labels(LaunchdBrowser().scan()), QStringList{u"open"_s});
+    }
+
+    // What would block, never end or overflow the reader's stack is no job, and hides no other.
+    void scan_skipsFifoDeviceLinkAndDeepNesting()
+    {
+        Sandbox sandbox;
+        const QString dir = sandbox.launchAgentsDir();
+        Sandbox::writeFile(dir + u"/open.plist"_s, jobBytes("open", Form::xml));
+        QCOMPARE(::mkfifo(QFile::encodeName(dir + u"/pipe.plist"_s).constData(), 0644), 0);
+        QVERIFY(QFile::link(u"/dev/zero"_s, dir + u"/zero.plist"_s));
+        const int depth = 50000;
+        Sandbox::writeFile(dir + u"/deep.plist"_s, "<plist><dict><key>Label</key><string>deep</string><key>x</key>" +
+                                                       QByteArray("<array>").repeated(depth) +
+                                                       QByteArray("</array>").repeated(depth) + "</dict></plist>");
+        Sandbox::writeFile(dir + u"/deep-binary.plist"_s, nestedBinaryJob("deep.binary", depth));
+        // Nesting a job could have reads as before, in both forms.
+        Sandbox::writeFile(dir + u"/nested.plist"_s,
+                           "<plist><dict><key>Label</key><string>nested</string><key>x</key>" +
+                               QByteArray("<array>").repeated(50) + QByteArray("<array/>") +
+                               QByteArray("</array>").repeated(50) + "</dict></plist>");
+        Sandbox::writeFile(dir + u"/nested-binary.plist"_s, nestedBinaryJob("nested.binary", 50));
+        QCOMPARE(labels(LaunchdBrowser().scan()), (QStringList{u"nested"_s, u"nested.binary"_s, u"open"_s}));
     }
 
     void scan_leavesOutOwnJobsCaseSensitively()

@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 class TestCronTable : public QObject
@@ -20,6 +22,7 @@ private Q_SLOTS:
     void brokenLines_areKeptWithTheirProblem_andHideNothing();
     void scan_readsEtcCrontabThenCronDByName();
     void scan_skipsNamesCronIgnores();
+    void scan_skipsFifoAndDeviceLink();
     void scan_readsThisMachinesCronD();
     void missingOrFailingCrontabProgram_isNoTable();
     void label_namesFileAndLine();
@@ -126,6 +129,19 @@ void TestCronTable::scan_readsEtcCrontabThenCronDByName()
     QCOMPARE(seen,
              (QStringList{u"crontab:2 run-parts /etc/cron.daily"_s, u"alpha:1 a"_s, u"alpha:2 b"_s, u"zeta:1 z"_s}));
     QCOMPARE(entries.first().file, etc + u"/crontab"_s);
+}
+
+// A FIFO would block the scan and a link to /dev/zero would never end; neither hides the others.
+void TestCronTable::scan_skipsFifoAndDeviceLink()
+{
+    Sandbox sandbox;
+    const QString dir = sandbox.sysroot() + u"/etc/cron.d"_s;
+    Sandbox::writeFile(dir + u"/real"_s, "0 4 * * * root r\n");
+    QCOMPARE(::mkfifo(QFile::encodeName(dir + u"/pipe"_s).constData(), 0644), 0);
+    QVERIFY(QFile::link(u"/dev/zero"_s, dir + u"/zero"_s));
+    const QList<CronEntry> entries = CronTable::scan();
+    QCOMPARE(entries.size(), 1);
+    QCOMPARE(entries.first().command, u"r"_s);
 }
 
 void TestCronTable::scan_skipsNamesCronIgnores()

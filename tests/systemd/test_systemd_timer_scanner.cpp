@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -286,6 +288,9 @@ void TestSystemdTimerScanner::badInput_isShownAsFarAsReadable_andHidesNothing()
                            "=no key\nOnCalendar=outside\n[Timer]\nOnCalendar=*-*-* 5:00\n[Timer]\\\n");
     Sandbox::writeFile(m_usrLib + u"/lonely.timer"_s, "[Timer]\nOnCalendar=daily\n");
     QDir().mkpath(m_usrLib + u"/folder.timer"_s);
+    // Neither blocks the scan nor reads for ever.
+    QCOMPARE(::mkfifo(QFile::encodeName(m_usrLib + u"/pipe.timer"_s).constData(), 0644), 0);
+    link(u"/dev/zero"_s, m_usrLib + u"/zero.timer"_s);
     const QList<TimerUnit> timers = SystemdTimerScanner().scan();
 
     const TimerUnit *garbage = find(timers, u"garbage.timer"_s);
@@ -301,6 +306,10 @@ void TestSystemdTimerScanner::badInput_isShownAsFarAsReadable_andHidesNothing()
     const TimerUnit *folder = find(timers, u"folder.timer"_s);
     QVERIFY(folder);
     QVERIFY(folder->problems.join(u'\n').contains(u"cannot read"_s));
+    for (const QString &name : {u"pipe.timer"_s, u"zero.timer"_s}) {
+        const TimerUnit *odd = find(timers, name);
+        QVERIFY2(odd && odd->problems.join(u'\n').contains(u"cannot read"_s), qPrintable(name));
+    }
 
     QVERIFY(find(timers, u"apt-daily.timer"_s));
     QVERIFY(find(timers, u"fstrim.timer"_s));
