@@ -62,6 +62,8 @@ private:
         return false;
     }
 
+    static constexpr qsizetype kLongestRedirection = 256;
+
     Token next()
     {
         static const QRegularExpression redirect(u"\\G(\\d*(<<<|<<-|<<|>>|<>|>&|<&|>\\||<|>)|&>>|&>)"_s);
@@ -72,13 +74,16 @@ private:
             skipHereDocuments();
             return {Token::control, u"\n"_s, false};
         }
-        const auto match =
-            redirect.match(m_s, m_i, QRegularExpression::NormalMatch, QRegularExpression::AnchorAtOffsetMatchOption);
+        // Matched against the next stretch alone: against the whole text, each token cost as much
+        // as the text is long. No operator with its descriptor's digits is longer.
+        const auto match = redirect.match(m_s.mid(m_i, kLongestRedirection), 0, QRegularExpression::NormalMatch,
+                                          QRegularExpression::AnchorAtOffsetMatchOption);
         if (match.hasMatch()) {
             m_i += int(match.capturedLength());
             const QString op = match.captured(2);
-            if ((op == u"<<"_s || op == u"<<-"_s) && skipBlanks()) {
-                m_hereDocuments.append({next().text, op == u"<<-"_s});
+            // The delimiter is a word; an operator there is a syntax error and delimits nothing.
+            if ((op == u"<<"_s || op == u"<<-"_s) && skipBlanks() && !isMeta(m_s[m_i])) {
+                m_hereDocuments.append({word().text, op == u"<<-"_s});
             }
             return {Token::redirection, match.captured(0), false};
         }
@@ -320,7 +325,8 @@ private:
             return;
         }
         m_expectsCommand = (text == u"exec"_s || text == u"command"_s) && nextIsPlainWord();
-        if (!token.expands && !text.isEmpty() && !builtins().contains(text) && !words.contains(text)) {
+        if (!token.expands && !text.isEmpty() && !builtins().contains(text) && !m_seen.contains(text)) {
+            m_seen.insert(text);
             words.append(text);
         }
     }
@@ -360,9 +366,10 @@ private:
     bool m_inCasePatterns = false;
     bool m_inDoubleBrackets = false;
     bool m_namesFunction = false;
+    QSet<QString> m_seen; // the words, for finding one at once
 };
 
-void collect(const QString &text, QStringList &words, QSet<QString> &functions, int depth)
+void collect(const QString &text, QStringList &words, QSet<QString> &seen, QSet<QString> &functions, int depth)
 {
     Lexer lexer(text);
     const QList<Token> tokens = lexer.tokens();
@@ -370,13 +377,14 @@ void collect(const QString &text, QStringList &words, QSet<QString> &functions, 
     reader.read();
     functions.unite(reader.functions);
     for (const QString &word : std::as_const(reader.words)) {
-        if (!words.contains(word)) {
+        if (!seen.contains(word)) {
+            seen.insert(word);
             words.append(word);
         }
     }
     if (depth < 8) {
         for (const QString &inner : std::as_const(lexer.substitutions)) {
-            collect(inner, words, functions, depth + 1);
+            collect(inner, words, seen, functions, depth + 1);
         }
     }
 }
@@ -386,8 +394,9 @@ void collect(const QString &text, QStringList &words, QSet<QString> &functions, 
 QStringList CommandWords::of(const QString &commandText)
 {
     QStringList words;
+    QSet<QString> seen;
     QSet<QString> functions;
-    collect(commandText, words, functions, 0);
+    collect(commandText, words, seen, functions, 0);
     words.removeIf([&functions](const QString &word) { return functions.contains(word); });
     return words;
 }

@@ -11,6 +11,8 @@ class TestCommandWords : public QObject
 private Q_SLOTS:
     void realCommandLines_giveTheProgramsTheyCall_data();
     void realCommandLines_giveTheProgramsTheyCall();
+    void hereDocumentOperatorsInARow_noDelimiterNoOverflow();
+    void manyCommands_eachOnceInOrder();
 };
 
 void TestCommandWords::realCommandLines_giveTheProgramsTheyCall_data()
@@ -75,6 +77,25 @@ void TestCommandWords::realCommandLines_giveTheProgramsTheyCall()
     QFETCH(QString, command);
     QFETCH(QStringList, words);
     QCOMPARE(CommandWords::of(command), words);
+}
+
+// Each "<<" once read the next token as its delimiter by calling itself: forty thousand of them in a
+// row overflowed the stack. An operator is no delimiter.
+void TestCommandWords::hereDocumentOperatorsInARow_noDelimiterNoOverflow()
+{
+    QCOMPARE(CommandWords::of(u"cat "_s + u"<< "_s.repeated(40000) + u"EOF"_s), QStringList{u"cat"_s});
+    QCOMPARE(CommandWords::of(u"cat << <<EOF\nbody\nEOF\nls"_s), (QStringList{u"cat"_s, u"ls"_s}));
+}
+
+void TestCommandWords::manyCommands_eachOnceInOrder()
+{
+    QStringList expected;
+    QString command;
+    for (int i = 0; i < 20000; ++i) {
+        expected << u"c"_s + QString::number(i);
+        command += expected.last() + u" a b;"_s;
+    }
+    QCOMPARE(CommandWords::of(command + command), expected);
 }
 
 QTEST_GUILESS_MAIN(TestCommandWords)
