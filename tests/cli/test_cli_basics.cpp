@@ -4,6 +4,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
@@ -143,6 +144,27 @@ private Q_SLOTS:
             sandbox.runCli({u"next"_s, u"Backup"_s, u"--count"_s, u"100000"_s, u"--at"_s, u"2026-11-25T10:00"_s});
         QCOMPARE(most.exitCode, 0);
         QCOMPARE(most.out.count('\n'), 100000);
+    }
+
+    // Output that could not be written (a full disk) is a failed command, not a quiet success.
+    void outputNotWritten_exit1WithTheReason()
+    {
+        if (!QFileInfo(u"/dev/full"_s).exists()) {
+            QSKIP("no /dev/full here");
+        }
+        Sandbox sandbox;
+        sandbox.writeTasksFile(kTwoTasks);
+        for (const QStringList &arguments : {QStringList{u"export"_s}, QStringList{u"list"_s},
+                                             QStringList{u"list"_s, u"--json"_s}, QStringList{u"--version"_s}}) {
+            QProcess process;
+            process.setProcessEnvironment(sandbox.environment());
+            process.setStandardOutputFile(u"/dev/full"_s);
+            process.start(QStringLiteral(MOXLEY_CLI_PATH), arguments);
+            QVERIFY(process.waitForFinished(30000));
+            QCOMPARE(process.exitCode(), 1);
+            QCOMPARE(process.readAllStandardError(),
+                     QByteArray("moxley: cannot write the output: No space left on device\n"));
+        }
     }
 
     void templateShortcutEmptyName_saysItIsEmpty()
