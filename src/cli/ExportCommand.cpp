@@ -2,6 +2,8 @@
 #include "cli/Commands.h"
 #include "model/TaskMigration.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 
 namespace {
@@ -28,6 +30,16 @@ public:
         const QString path = parser.positionalArguments().value(0, QStringLiteral("-"));
         if (path == u"-") {
             context.out << QString::fromUtf8(document) << '\n';
+            return 0;
+        }
+        // A FIFO, a device or /dev/stdout is written into; replacing it with a file of the same
+        // name (as a whole-file save does) would leave its reader with nothing.
+        const QFileInfo target(path);
+        if (target.exists() && !target.isFile()) {
+            QFile file(path);
+            if (!file.open(QIODevice::WriteOnly) || file.write(document) != document.size() || !file.flush()) {
+                return context.fail(u"cannot write " % path % u": " % file.errorString());
+            }
             return 0;
         }
         QSaveFile file(path);

@@ -7,6 +7,8 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -368,6 +370,23 @@ private Q_SLOTS:
         const auto unwritable = sandbox.runCli({u"export"_s, sandbox.root() + u"/missing/dir/x.json"_s});
         QCOMPARE(unwritable.exitCode, 1);
         QVERIFY(unwritable.err.startsWith("moxley: cannot write "));
+    }
+
+    // Into a FIFO (a reader waiting on it) the document goes through it; the FIFO stays one.
+    void export_intoAFifo_itsReaderGetsTheDocument()
+    {
+        Sandbox sandbox;
+        sandbox.writeTasksFile(kVersion1);
+        const QString fifo = sandbox.root() + u"/pipe"_s;
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        QProcess reader;
+        reader.start(u"cat"_s, {fifo});
+        QVERIFY(reader.waitForStarted());
+        const auto result = sandbox.runCli({u"export"_s, fifo});
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY(reader.waitForFinished(30000));
+        QCOMPARE(reader.readAllStandardOutput(), TaskMigration::encode(TaskMigration::read(kVersion1).tasks));
+        QVERIFY(QFileInfo(fifo).exists() && !QFileInfo(fifo).isFile());
     }
 };
 
