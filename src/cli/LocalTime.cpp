@@ -39,5 +39,6 @@ std::variant<QDateTime, QString> LocalTime::now(const QCommandLineParser &parser
     if (!parser.isSet(u"at"_s)) {
         return QDateTime::currentDateTimeUtc();
     }
-    return parseMinute(parser.value(u"at"_s), zone);
+    // Blanks around it are ignored, as around every option value.
+    return parseMinute(parser.value(u"at"_s).trimmed(), zone);
 }

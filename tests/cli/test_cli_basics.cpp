@@ -139,9 +139,9 @@ private Q_SLOTS:
             QCOMPARE(result.out, QByteArray());
         }
         const auto padded =
-            sandbox.runCli({u"next"_s, u"Backup"_s, u"--count"_s, u" 2 "_s, u"--at"_s, u"2026-11-25T10:00"_s});
+            sandbox.runCli({u"next"_s, u"Backup"_s, u"--count"_s, u" 2 "_s, u"--at"_s, u" 2026-11-25T10:00 "_s});
         QCOMPARE(padded.exitCode, 0);
-        QCOMPARE(padded.out.count('\n'), 2);
+        QCOMPARE(padded.out, QByteArray("2026-11-26 07:00\n2026-11-27 07:00\n"));
         const auto most =
             sandbox.runCli({u"next"_s, u"Backup"_s, u"--count"_s, u"100000"_s, u"--at"_s, u"2026-11-25T10:00"_s});
         QCOMPARE(most.exitCode, 0);
