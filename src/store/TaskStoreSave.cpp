@@ -91,7 +91,7 @@ QList<ScheduledTask> TaskStore::replayOn(QList<ScheduledTask> list) const
         case Change::Kind::replace:
             // Field by field: another writer's switch or rename of the same task meanwhile stays.
             if (mine && index != list.end()) {
-                *index = change.base ? withChanges(*index, *change.base, *mine) : *mine;
+                *index = withChanges(*index, *change.base, *mine); // update() always records the base
             }
             break;
         case Change::Kind::setEnabled:
